@@ -1,0 +1,30 @@
+// isofield_bench [--list] [--filter PART] [--repeats N] [--csv FILE]
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "harness.hpp"
+
+int main(int argc, char **argv) {
+    // One thread for everyone.
+    setenv("VTK_SMP_BACKEND_IN_USE", "Sequential", 1);
+    setenv("VTK_SMP_MAX_THREADS", "1", 1);
+    bench::Options options;
+    for (int i = 1; i < argc; ++i) {
+        const bool has_value = i + 1 < argc;
+        if (std::strcmp(argv[i], "--list") == 0) {
+            options.list = true;
+        } else if (std::strcmp(argv[i], "--filter") == 0 && has_value) {
+            options.filter = argv[++i];
+        } else if (std::strcmp(argv[i], "--repeats") == 0 && has_value) {
+            options.repeats = std::atoi(argv[++i]);
+        } else if (std::strcmp(argv[i], "--csv") == 0 && has_value) {
+            options.csv = argv[++i];
+        } else {
+            std::fprintf(stderr,
+                         "usage: isofield_bench [--list] [--filter PART] [--repeats N] [--csv FILE]\n");
+            return 2;
+        }
+    }
+    return bench::run(isosurface_cases(), options);
+}

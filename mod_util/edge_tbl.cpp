@@ -1,0 +1,319 @@
+// Edge tables: from an edge, by its two nodes and perhaps a level flag, to the number of its new node. Two
+// records, each in a flat form (a bucket per node) and a rolling form (buckets for two rows or planes of a
+// grid), from one text.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "types.hpp"
+
+namespace {
+
+using namespace isofield::detail;
+
+constexpr char kUnit[] = "mod_util/edge_tbl";
+constexpr int kFlatStep = 1024;   // EdgeTable's first capacity and growth
+constexpr int kFlat2Step = 1000;  // EdgeTable2's
+
+template <class Table>
+constexpr bool kHasLevel = requires(Table *table) {
+    table->level_flag;
+};
+
+template <class Table>
+constexpr bool kRolling = requires(Table *table) {
+    table->slot_entry;
+};
+
+template <class T>
+T *cleared(int count) {
+    return static_cast<T *>(std::calloc(static_cast<std::size_t>(std::max(count, 1)), sizeof(T)));
+}
+
+// Grows an array from malloc. False, with the array as it was, when there is no memory.
+bool grow_plain(int *&array, int count) {
+    void *grown = std::realloc(array, static_cast<std::size_t>(count) * sizeof(int));
+    if (!grown) return false;
+    array = static_cast<int *>(grown);
+    return true;
+}
+
+template <class T>
+bool grow_list(T *&list, int count) {
+    void *grown = ARRrealloc_f(list, kTypeCode<T>, count, nullptr, kUnit, __LINE__);
+    if (!grown) return false;
+    list = static_cast<T *>(grown);
+    return true;
+}
+
+template <class T>
+T *new_list(int count) {
+    return static_cast<T *>(ARRalloc_f(nullptr, kTypeCode<T>, count, nullptr, kUnit, __LINE__));
+}
+
+// Frees a table without its lists.
+template <class Table>
+void free_frame(Table *table) {
+    std::free(table->head);
+    std::free(table->next);
+    if constexpr (kRolling<Table>) std::free(table->slot_entry);
+    std::free(table);
+}
+
+template <class Table>
+int delete_table(Table *table) {
+    if (!table) return 1;
+    if constexpr (kHasLevel<Table>) {
+        if (table->min_node) ARRfree_f(table->min_node, kUnit, __LINE__);
+        if (table->max_node) ARRfree_f(table->max_node, kUnit, __LINE__);
+        if (table->level_flag) ARRfree_f(table->level_flag, kUnit, __LINE__);
+    } else {
+        // The host's blocks are such that the standard free takes them.
+        std::free(table->min_node);
+        std::free(table->max_node);
+    }
+    free_frame(table);
+    return 1;
+}
+
+template <class Table>
+Table *create_table(int nbucket, int step) {
+    auto *table = cleared<Table>(1);
+    if (!table) return nullptr;
+    table->nbucket = nbucket;
+    table->capacity = step;
+    table->grow = step;
+    table->head = cleared<int>(nbucket);
+    table->next = cleared<int>(step);
+    bool complete = table->head && table->next;
+    if constexpr (kRolling<Table>) {
+        table->slot_capacity = step;
+        table->next_slot = 1;
+        complete = complete && (table->slot_entry = cleared<int>(step));
+    }
+    complete = complete && (table->min_node = new_list<int>(step)) && (table->max_node = new_list<int>(step));
+    if constexpr (kHasLevel<Table>)
+        complete = complete && (table->level_flag = new_list<unsigned char>(step));
+    if (complete) return table;
+    delete_table(table);
+    return nullptr;
+}
+
+// The next step of a growing size, or 0 when an int can't count it.
+int next_capacity(int capacity, int step) {
+    const std::int64_t next = std::int64_t{capacity} + step;
+    return step > 0 && next <= std::numeric_limits<int>::max() ? static_cast<int>(next) : 0;
+}
+
+template <class Table>
+bool grow_next(Table *table, int &old_count, int new_count) {
+    if (new_count == 0 || !grow_plain(table->next, new_count)) return false;
+    if constexpr (kRolling<Table>) {
+        if (!grow_plain(table->slot_entry, new_count)) return false;
+    }
+    std::fill(table->next + old_count, table->next + new_count, 0);
+    old_count = new_count;
+    return true;
+}
+
+template <class Table>
+bool grow_entries(Table *table, int new_count) {
+    if (new_count == 0 || !grow_list(table->max_node, new_count) || !grow_list(table->min_node, new_count)) {
+        return false;
+    }
+    if constexpr (kHasLevel<Table>) {
+        if (!grow_list(table->level_flag, new_count)) return false;
+    }
+    return true;
+}
+
+// Makes room for the entry `count` and its slot, and returns the slot; 0 when there is no memory.
+template <class Table>
+int new_slot(Table *table) {
+    if constexpr (kRolling<Table>) {
+        if (table->next_slot + 1 >= table->slot_capacity &&
+            !grow_next(table, table->slot_capacity, next_capacity(table->slot_capacity, table->grow))) {
+            return 0;
+        }
+        if (table->count >= table->capacity) {
+            const int capacity = next_capacity(table->capacity, table->grow);
+            if (!grow_entries(table, capacity)) return 0;
+            table->capacity = capacity;
+        }
+        table->slot_entry[table->next_slot - 1] = table->count;
+        return table->next_slot++;
+    } else {
+        const int slot = table->count + 1;
+        if (slot >= table->capacity - 1) {
+            const int capacity = next_capacity(table->capacity, table->grow);
+            if (!grow_entries(table, capacity) || !grow_next(table, table->capacity, capacity)) return 0;
+        }
+        return slot;
+    }
+}
+
+// Looks an edge up in its bucket's chain, or puts it in front. Returns its entry, or -1 when there is no
+// memory. Both ends are compared: buckets may be shared, and in a rolling table a chain may end in entries of
+// planes left behind.
+template <class Table>
+int find_or_add(Table *table, int bucket, int lo, int hi, [[maybe_unused]] int level) {
+    [[maybe_unused]] const auto flag = static_cast<unsigned char>(level);
+    for (int slot = table->head[bucket]; slot != 0; slot = table->next[slot]) {
+        int entry = slot - 1;
+        if constexpr (kRolling<Table>) entry = table->slot_entry[slot - 1];
+        bool same = table->max_node[entry] == hi && table->min_node[entry] == lo;
+        if constexpr (kHasLevel<Table>) same = same && table->level_flag[entry] == flag;
+        if (same) return entry;
+    }
+    const int slot = new_slot(table);
+    if (slot == 0) return -1;
+    const int entry = table->count++;
+    table->min_node[entry] = lo;
+    table->max_node[entry] = hi;
+    if constexpr (kHasLevel<Table>) {
+        table->level_flag[entry] = flag;
+        ++(level != 0 ? table->nupper : table->nlower);
+    }
+    table->next[slot] = table->head[bucket];
+    table->head[bucket] = slot;
+    return entry;
+}
+
+// Adds n edges; bucket_of(lo) is the bucket of an edge. `level` is null for tables without levels.
+template <class Table, class BucketOf>
+int add_edges(Table *table, const int *a, const int *b, int n, const int *level, int *out,
+              BucketOf bucket_of) {
+    if (!table) return -1;
+    for (int i = 0; i < n; ++i) {
+        const auto [lo, hi] = std::minmax(a[i], b[i]);
+        out[i] = find_or_add(table, bucket_of(lo), lo, hi, level ? level[i] : 0);
+        if (out[i] < 0) return 0;
+    }
+    return 1;
+}
+
+template <class Table>
+int clean_table(Table *table, int n) {
+    if (!table) return -1;
+    for (int bucket = 0; bucket < n; ++bucket) {
+        for (int slot = table->head[bucket]; slot != 0;) slot = std::exchange(table->next[slot], 0);
+        table->head[bucket] = 0;
+    }
+    // The upper buckets stay as they are: what they lead to can't match any more.
+    std::memmove(table->head, table->head + n, static_cast<std::size_t>(table->nbucket - n) * sizeof(int));
+    return 1;
+}
+
+template <class Table>
+int hand_over(Table *table, int **min_node, int **max_node, int *count) {
+    if (!table) return 0;
+    *min_node = table->min_node;
+    *max_node = table->max_node;
+    *count = table->count;
+    free_frame(table);
+    return 1;
+}
+
+template <class Table>
+int hand_over(Table *table, int **min_node, int **max_node, int *count, char **level_flag) {
+    if (!table) return 0;
+    *level_flag = reinterpret_cast<char *>(table->level_flag);
+    return hand_over(table, min_node, max_node, count);
+}
+
+int same_bucket(int lo) {
+    return lo;
+}
+
+}  // namespace
+
+EdgeTable *UTILedge_table_create(int nbucket) {
+    return create_table<EdgeTable>(nbucket, kFlatStep);
+}
+
+EdgeTable2 *UTILedge_table2_create(int nbucket) {
+    return create_table<EdgeTable2>(nbucket, kFlat2Step);
+}
+
+EdgeTableStr *UTILedge_table_create_str(int nbucket, int chunk) {
+    return create_table<EdgeTableStr>(nbucket, chunk);
+}
+
+EdgeTable2Str *UTILedge_table2_create_str(int nbucket, int chunk) {
+    return create_table<EdgeTable2Str>(nbucket, chunk);
+}
+
+int UTILedge_table_add_points(EdgeTable *table, const int *a, const int *b, int n, int *out) {
+    return add_edges(table, a, b, n, nullptr, out, same_bucket);
+}
+
+int UTILedge_table2_add_points(EdgeTable2 *table, const int *a, const int *b, int n, const int *level,
+                               int *out) {
+    return add_edges(table, a, b, n, level, out, same_bucket);
+}
+
+int UTILedge_table_add_hash_points(EdgeTable *table, const int *a, const int *b, int nnodes, int n,
+                                   int *out) {
+    const int quotient = table && nnodes > 0 ? table->nbucket / nnodes : 0;
+    const float scale = static_cast<float>(quotient);
+    return add_edges(table, a, b, n, nullptr, out, [&](int lo) {
+        const float bucket = static_cast<float>(lo) * scale;
+        // Rounding up may reach the end of the buckets.
+        return bucket < static_cast<float>(table->nbucket) ? static_cast<int>(bucket) : table->nbucket - 1;
+    });
+}
+
+int UTILedge_table_add_str(EdgeTableStr *table, const int *a, const int *b, int base, int n, int *out) {
+    return add_edges(table, a, b, n, nullptr, out, [base](int lo) { return lo - base; });
+}
+
+int UTILedge_table2_add_str(EdgeTable2Str *table, const int *a, const int *b, int base, int n,
+                            const int *level, int *out) {
+    return add_edges(table, a, b, n, level, out, [base](int lo) { return lo - base; });
+}
+
+int UTILedge_table_clean(EdgeTableStr *table, int n) {
+    return clean_table(table, n);
+}
+
+int UTILedge_table2_clean(EdgeTable2Str *table, int n) {
+    return clean_table(table, n);
+}
+
+int UTILedge_table_get_free(EdgeTable *table, int **min_node, int **max_node, int *count) {
+    return hand_over(table, min_node, max_node, count);
+}
+
+int UTILedge_table2_get_free(EdgeTable2 *table, int **min_node, int **max_node, int *count,
+                             char **level_flag) {
+    return hand_over(table, min_node, max_node, count, level_flag);
+}
+
+int UTILedge_table_free_str(EdgeTableStr *table, int **min_node, int **max_node, int *count) {
+    return hand_over(table, min_node, max_node, count);
+}
+
+int UTILedge_table2_free_str(EdgeTable2Str *table, int **min_node, int **max_node, int *count,
+                             char **level_flag) {
+    return hand_over(table, min_node, max_node, count, level_flag);
+}
+
+int UTILedge_table_delete(EdgeTable *table) {
+    return delete_table(table);
+}
+
+int UTILedge_table2_delete(EdgeTable2 *table) {
+    return delete_table(table);
+}
+
+int UTILedge_table_delete_str(EdgeTableStr *table) {
+    return delete_table(table);
+}
+
+int UTILedge_table2_delete_str(EdgeTable2Str *table) {
+    return delete_table(table);
+}

@@ -1,0 +1,109 @@
+// Arrays of the library: result arrays that grow in fixed steps through the host's allocator and free
+// themselves unless they are handed over, working arrays from malloc, and the node mask's retrying
+// allocation.
+#ifndef ISOFIELD_MOD_UTIL_OUTPUT_ARRAY_HPP
+#define ISOFIELD_MOD_UTIL_OUTPUT_ARRAY_HPP
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "types.hpp"
+
+namespace isofield::detail {
+
+struct Free {
+    void operator()(void *block) const { std::free(block); }
+};
+
+// A block from malloc or calloc.
+template <class T>
+using Working = std::unique_ptr<T[], Free>;
+
+template <class T>
+Working<T> allocate_working(std::size_t count) {
+    return Working<T>(static_cast<T *>(std::malloc(std::max<std::size_t>(count, 1) * sizeof(T))));
+}
+
+template <class T>
+Working<T> allocate_cleared(std::size_t count) {
+    return Working<T>(static_cast<T *>(std::calloc(std::max<std::size_t>(count, 1), sizeof(T))));
+}
+
+// A cleared node mask. A size below 1 is told and one byte taken; without memory the host is told and asked
+// again, for as long as it takes. `unit` is the calling unit's source name.
+inline Working<unsigned char> allocate_mask(int bytes, const char *unit, int line = __builtin_LINE()) {
+    if (bytes < 1) {
+        std::fprintf(stderr, "Invalid memory allocation: %s line %d, %d bytes < 1\n", unit, line, bytes);
+        bytes = 1;
+    }
+    for (;;) {
+        if (void *mask = std::calloc(static_cast<std::size_t>(bytes), 1)) {
+            return Working<unsigned char>(static_cast<unsigned char *>(mask));
+        }
+        ERRout_of_memory("Cannot alloc flags array");
+    }
+}
+
+// A result array. Grows by multiples of a fixed step; a size that an int can't count is refused like a failed
+// allocation. Frees itself unless handed over.
+template <class T>
+class OutputArray {
+  public:
+    OutputArray(const char *unit, int step) : unit_(unit), step_(step) {}
+    ~OutputArray() { reset(); }
+    OutputArray(const OutputArray &) = delete;
+    OutputArray &operator=(const OutputArray &) = delete;
+
+    // Allocates the first step. False when there is no memory.
+    bool create(int line = __builtin_LINE()) {
+        reset();
+        data_ = static_cast<T *>(ARRalloc_f(nullptr, kCode, step_, nullptr, unit_, line));
+        capacity_ = data_ ? step_ : 0;
+        return data_ != nullptr;
+    }
+
+    // Makes room for `needed` elements. False, with the array as it was, when it can't be had.
+    bool reserve(std::int64_t needed, int line = __builtin_LINE()) {
+        if (needed <= capacity_) return true;
+        const std::int64_t steps = (needed - capacity_ + step_ - 1) / step_;
+        const std::int64_t capacity = capacity_ + steps * step_;
+        if (capacity > std::numeric_limits<int>::max()) return false;
+        void *grown = ARRrealloc_f(data_, kCode, static_cast<int>(capacity), nullptr, unit_, line);
+        if (!grown) return false;
+        data_ = static_cast<T *>(grown);
+        capacity_ = static_cast<int>(capacity);
+        return true;
+    }
+
+    T *data() const { return data_; }
+    int capacity() const { return capacity_; }
+
+    // Hands the array to the caller of the operation.
+    T *release() {
+        capacity_ = 0;
+        return std::exchange(data_, nullptr);
+    }
+
+    void reset() {
+        if (data_) ARRfree_f(data_, unit_, 0);
+        data_ = nullptr;
+        capacity_ = 0;
+    }
+
+  private:
+    static constexpr int kCode = kTypeCode<T>;
+
+    const char *unit_;
+    int step_;
+    T *data_ = nullptr;
+    int capacity_ = 0;
+};
+
+}  // namespace isofield::detail
+#endif

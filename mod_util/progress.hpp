@@ -1,0 +1,67 @@
+// Progress and interruption: a status range that closes with its scope, and polls that answer "stop?".
+#ifndef ISOFIELD_MOD_UTIL_PROGRESS_HPP
+#define ISOFIELD_MOD_UTIL_PROGRESS_HPP
+
+#include "isofield_host.h"
+
+namespace isofield::detail {
+
+class StatusRange {
+  public:
+    StatusRange(int lo, int hi) { OMpush_status_range(lo, hi); }
+    ~StatusRange() { OMpop_status_range(); }
+    StatusRange(const StatusRange &) = delete;
+    StatusRange &operator=(const StatusRange &) = delete;
+
+    // The share of part `part` of `nparts` equal ones.
+    static StatusRange of_part(int part, int nparts) {
+        return StatusRange(100 * part / nparts, 100 * (part + 1) / nparts);
+    }
+};
+
+// Reports a percentage; true when the host asks to stop.
+inline bool poll_status(int percent) {
+    int stop = 0;
+    OMstatus_check(percent, nullptr, &stop);
+    return stop != 0;
+}
+
+// What `done` of `total` comes to, in the rounding that all loops share.
+inline int percent_of(int done, double total) {
+    return static_cast<int>(static_cast<float>(done) * static_cast<float>(100.0 / total));
+}
+
+// Polls every period + 1 iterations of a loop.
+class Poll {
+  public:
+    Poll(int total, int period) : total_(total), period_(period) {}
+
+    bool stop(int done) {
+        if (counter_ != period_) {
+            ++counter_;
+            return false;
+        }
+        counter_ = 0;
+        return poll_status(percent_of(done, total_));
+    }
+
+  private:
+    int total_;
+    int period_;
+    int counter_ = 0;
+};
+
+// Polls a whole-grid loop at every count whose bits in `mask` are all set.
+class MaskPoll {
+  public:
+    explicit MaskPoll(double total, int mask = 7) : total_(total), mask_(mask) {}
+
+    bool stop(int done) const { return (done & mask_) == mask_ && poll_status(percent_of(done, total_)); }
+
+  private:
+    double total_;
+    int mask_;
+};
+
+}  // namespace isofield::detail
+#endif

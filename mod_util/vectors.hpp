@@ -1,0 +1,37 @@
+// Three-component float arithmetic. Each operation is written in one fixed order: results are defined to the
+// last bit.
+#ifndef ISOFIELD_MOD_UTIL_VECTORS_HPP
+#define ISOFIELD_MOD_UTIL_VECTORS_HPP
+
+#include <cmath>
+
+namespace isofield::detail {
+
+struct Vec3 {
+    float x = 0, y = 0, z = 0;
+
+    friend constexpr Vec3 operator+(Vec3 a, Vec3 b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
+    friend constexpr Vec3 operator-(Vec3 a, Vec3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+    friend constexpr Vec3 operator*(Vec3 a, float s) { return {a.x * s, a.y * s, a.z * s}; }
+    friend constexpr bool operator==(Vec3 a, Vec3 b) = default;
+};
+
+constexpr float dot(Vec3 a, Vec3 b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+constexpr Vec3 cross(Vec3 a, Vec3 b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
+// The place t of the way from a to b.
+constexpr Vec3 lerp(Vec3 a, Vec3 b, float t) {
+    return a + (b - a) * t;
+}
+
+inline float length(Vec3 a) {
+    return static_cast<float>(std::sqrt(static_cast<double>(dot(a, a))));
+}
+
+}  // namespace isofield::detail
+#endif
