@@ -140,9 +140,9 @@ std::vector<bench::Case> isosurface_cases() {
     std::vector<bench::Case> cases;
     for (int n : {128, 256}) {
         const std::string size = std::to_string(n) + "^3";
-        const double waves = n * 6.0 / 256;
+        const double waves = n * 4.0 / 256;
         cases.push_back({"iso/smooth/" + size, [=] { return contestants(wave_volume(n, waves, 0.0f)); }});
-        cases.push_back({"iso/noisy/" + size, [=] { return contestants(wave_volume(n, waves, 1.0f)); }});
+        cases.push_back({"iso/noisy/" + size, [=] { return contestants(wave_volume(n, waves, 0.5f)); }});
     }
     cases.push_back({"iso/brain", [] { return contestants(brain_volume()); }});
     return cases;

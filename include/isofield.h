@@ -192,8 +192,8 @@ struct MeshInfo {
     float coord_max[3]; /* upper corner */
     FieldFuncs *field_funcs;
     int (*get_coords)(MeshInfo *mesh, float **out);
-    int (*get_sub_coords)(MeshInfo *mesh, const int *min, const int *max,
-                          float *out); /* an index box of nodes */
+    /* Writes the coordinates of a grid's nodes from min up to, not including, max, ndim ints each. */
+    int (*get_sub_coords)(MeshInfo *mesh, const int *min, const int *max, float *out);
     int (*get_points)(MeshInfo *mesh, float **out);
     int ncell_sets;        /* cell sets; a grid with cells has one, of its one cell type */
     int ncells;            /* cells of all sets */

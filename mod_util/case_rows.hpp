@@ -1,10 +1,11 @@
-// case_rows.hpp: turns case rows, written in digits and letters, into arrays while compiling.
+// Turns case rows, written in digits and letters, into arrays while compiling.
 //
 // In the rows of cuts and contours a digit is a local node of the input cell and a letter a new node of the
 // row, a for the first. New nodes are written a=0-1 (on the edge of the nodes 0 and 1), in contours with the
 // level behind, l or h; cells and lines are words of digits and letters. A mistake in a row is an error of
 // the compiler.
-#pragma once
+#ifndef ISOFIELD_MOD_UTIL_CASE_ROWS_HPP
+#define ISOFIELD_MOD_UTIL_CASE_ROWS_HPP
 
 #include <cstddef>
 
@@ -288,3 +289,4 @@ struct ContourTable : CaseLists<table_sizes(kRows)> {
     ISOFIELD_ARRAY(unsigned char, family##cell_nnode_##K, table.cell_nnode, cells);       \
     ISOFIELD_ARRAY(unsigned char, family##connect_list_##K, table.connect_list, connect); \
     ISOFIELD_ARRAY(unsigned char, family##new_flag_list_##K, table.new_flag_list, connect)
+#endif

@@ -1,5 +1,6 @@
-// case_tables.hpp: the six kinds of cells and their tables, so that one kernel text serves all kinds.
-#pragma once
+// The six kinds of cells and their tables, so that one kernel text serves all kinds.
+#ifndef ISOFIELD_MOD_UTIL_CASE_TABLES_HPP
+#define ISOFIELD_MOD_UTIL_CASE_TABLES_HPP
 
 #include "isofield.h"
 #include "slice_tables.hpp"
@@ -57,59 +58,46 @@ struct ContourTables : CutTables {
             CONTconnect_edge2_##K                                                           \
     }
 
-// Each kind has kTypeIndex, kNodes, kName, kAllKept (CUTmax_index_K) and kCut; volume kinds have kSlice and
-// kSliceNodes (node of each bit of a slice index, bit 0 first), plane kinds kCutLines, kContour and
-// kContourSide (rows of the table index).
+template <int kIndex, int kNodeCount, bool kIsVolume>
+struct Kind {
+    static constexpr int kTypeIndex = kIndex;
+    static constexpr int kNodes = kNodeCount;
+    static constexpr int kAllKept = (1 << kNodeCount) - 1;  // CUTmax_index_K
+    static constexpr bool kVolume = kIsVolume;
+};
 
-struct Tet {
-    static constexpr int kTypeIndex = 0;
-    static constexpr int kNodes = 4;
-    static constexpr int kAllKept = (1 << kNodes) - 1;
-    static constexpr bool kVolume = true;
+// Each kind has its tables of cuts. Volume kinds have kSlice and kSliceNodes (node of each bit of a slice
+// index, bit 0 first), plane kinds kCutLines, kContour and kContourSide (rows of the table index).
+
+struct Tet : Kind<0, 4, true> {
     static constexpr const char *kName = "tet";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, tet);
     static constexpr const auto &kSlice = slice_tet;
     static constexpr const auto &kSliceNodes = slice_nodes_tet;
 };
 
-struct Prism {
-    static constexpr int kTypeIndex = 1;
-    static constexpr int kNodes = 6;
-    static constexpr int kAllKept = (1 << kNodes) - 1;
-    static constexpr bool kVolume = true;
+struct Prism : Kind<1, 6, true> {
     static constexpr const char *kName = "prism";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, prism);
     static constexpr const auto &kSlice = slice_prism;
     static constexpr const auto &kSliceNodes = slice_nodes_prism;
 };
 
-struct Pyr {
-    static constexpr int kTypeIndex = 2;
-    static constexpr int kNodes = 5;
-    static constexpr int kAllKept = (1 << kNodes) - 1;
-    static constexpr bool kVolume = true;
+struct Pyr : Kind<2, 5, true> {
     static constexpr const char *kName = "pyr";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, pyr);
     static constexpr const auto &kSlice = slice_pyr;
     static constexpr const auto &kSliceNodes = slice_nodes_pyr;
 };
 
-struct Hex {
-    static constexpr int kTypeIndex = 3;
-    static constexpr int kNodes = 8;
-    static constexpr int kAllKept = (1 << kNodes) - 1;
-    static constexpr bool kVolume = true;
+struct Hex : Kind<3, 8, true> {
     static constexpr const char *kName = "hex";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, hex);
     static constexpr const auto &kSlice = slice_hex;
     static constexpr const auto &kSliceNodes = slice_nodes_hex;
 };
 
-struct Tri {
-    static constexpr int kTypeIndex = 4;
-    static constexpr int kNodes = 3;
-    static constexpr int kAllKept = (1 << kNodes) - 1;
-    static constexpr bool kVolume = false;
+struct Tri : Kind<4, 3, false> {
     static constexpr const char *kName = "tri";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, tri);
     static constexpr CutLineTables kCutLines = ISOFIELD_CUT_LINE_TABLES(tri);
@@ -117,11 +105,7 @@ struct Tri {
     static constexpr int kContourSide = 1 << kNodes;
 };
 
-struct Quad {
-    static constexpr int kTypeIndex = 5;
-    static constexpr int kNodes = 4;
-    static constexpr int kAllKept = (1 << kNodes) - 1;
-    static constexpr bool kVolume = false;
+struct Quad : Kind<5, 4, false> {
     static constexpr const char *kName = "quad";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, quad);
     static constexpr CutLineTables kCutLines = ISOFIELD_CUT_LINE_TABLES(quad);
@@ -134,3 +118,4 @@ struct Quad {
 #undef ISOFIELD_CONTOUR_TABLES
 
 }  // namespace isofield::detail
+#endif

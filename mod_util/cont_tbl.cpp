@@ -1,4 +1,4 @@
-// cont_tbl.cpp: the tables of contours, the bands between two levels in a triangle or quadrilateral.
+// The tables of contours, the bands between two levels in a triangle or quadrilateral.
 #include "case_rows.hpp"
 #include "isofield.h"
 

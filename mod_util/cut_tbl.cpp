@@ -1,4 +1,4 @@
-// cut_tbl.cpp: the tables of cuts of all kinds but hex, and the vectors that gather the tables of all kinds.
+// The tables of cuts of all kinds but hex, and the vectors that gather the tables of all kinds.
 #include "case_rows.hpp"
 #include "isofield.h"
 

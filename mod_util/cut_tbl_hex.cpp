@@ -1,4 +1,4 @@
-// cut_tbl_hex.cpp: the table of cuts of a hex.
+// The table of cuts of a hex.
 #include "case_rows.hpp"
 #include "isofield.h"
 

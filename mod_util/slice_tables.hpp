@@ -1,10 +1,11 @@
-// slice_tables.hpp: the polygons in which one level crosses a volume cell.
+// The polygons in which one level crosses a volume cell.
 //
 // An index has one bit per node, set when the node is at or above the level, in an order of its own: see the
 // slice_nodes_* arrays. Index 0 and the all-ones index have no crossing; their rows are zero. Corners of
 // polygons lie on crossed edges, given by their ends. Normals of the polygons point to the side below the
 // level in hex, prism and pyr, and to the other side in tet.
-#pragma once
+#ifndef ISOFIELD_MOD_UTIL_SLICE_TABLES_HPP
+#define ISOFIELD_MOD_UTIL_SLICE_TABLES_HPP
 
 #include "case_rows.hpp"
 
@@ -166,3 +167,4 @@ ISOFIELD_SLICE_NAMES(hex)
 inline constexpr int edge_table_hex[6][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
 
 }  // namespace isofield::detail
+#endif

@@ -1,0 +1,254 @@
+#include "dataset.hpp"
+
+#include <vtkType.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <type_traits>
+
+#include "errors.hpp"
+
+namespace app {
+namespace {
+
+using isofield::ElementType;
+
+// Calls f with a typed span of the array's values.
+template <class F>
+auto visit_values(const DataArray &array, F f) {
+    const std::size_t count = array.rows * static_cast<std::size_t>(array.components);
+    const auto as = [&]<class T>(T) {
+        return f(std::span(static_cast<const T *>(array.values.get()), count));
+    };
+    switch (array.source_type) {
+        case VTK_CHAR:
+            return as(std::conditional_t<std::is_signed_v<char>, signed char, unsigned char>{});
+        case VTK_SIGNED_CHAR:
+            return as(static_cast<signed char>(0));
+        case VTK_UNSIGNED_CHAR:
+            return as(static_cast<unsigned char>(0));
+        case VTK_SHORT:
+            return as(short{});
+        case VTK_UNSIGNED_SHORT:
+            return as(static_cast<unsigned short>(0));
+        case VTK_INT:
+            return as(int{});
+        case VTK_UNSIGNED_INT:
+            return as(0u);
+        case VTK_LONG:
+            return as(0l);
+        case VTK_UNSIGNED_LONG:
+            return as(0ul);
+        case VTK_LONG_LONG:
+            return as(0ll);
+        case VTK_UNSIGNED_LONG_LONG:
+            return as(0ull);
+        case VTK_ID_TYPE:
+            return as(vtkIdType{});
+        case VTK_FLOAT:
+            return as(0.0f);
+        case VTK_DOUBLE:
+            return as(0.0);
+        default:
+            throw UsageError("array '" + array.name + "' has the type " + array.type_name +
+                             ", which cannot be worked on; convert it to float");
+    }
+}
+
+std::optional<ElementType> library_type(int source_type) {
+    switch (source_type) {
+        case VTK_CHAR:
+            return std::is_signed_v<char> ? ElementType::kChar : ElementType::kByte;
+        case VTK_SIGNED_CHAR:
+            return ElementType::kChar;
+        case VTK_UNSIGNED_CHAR:
+            return ElementType::kByte;
+        case VTK_SHORT:
+            return ElementType::kShort;
+        case VTK_INT:
+            return ElementType::kInt;
+        case VTK_FLOAT:
+            return ElementType::kFloat;
+        case VTK_DOUBLE:
+            return ElementType::kDouble;
+        default:
+            return std::nullopt;
+    }
+}
+
+template <class Target, class Source>
+std::shared_ptr<const void> converted(std::span<const Source> values) {
+    std::shared_ptr<Target[]> copy(new Target[values.size()]);
+    std::transform(values.begin(), values.end(), copy.get(), [](Source v) { return static_cast<Target>(v); });
+    return copy;
+}
+
+template <class T>
+bool fits_int(std::span<const T> values) {
+    if constexpr (std::is_floating_point_v<T>) {
+        return false;
+    } else {
+        return std::all_of(values.begin(), values.end(), [](T v) { return std::in_range<int>(v); });
+    }
+}
+
+template <class T>
+ComponentRange range_of(std::span<const T> values, std::size_t first, std::size_t stride) {
+    ComponentRange range;
+    T lower = std::numeric_limits<T>::max(), upper = std::numeric_limits<T>::lowest();
+    for (std::size_t i = first; i < values.size(); i += stride) {
+        const T value = values[i];
+        if constexpr (std::is_floating_point_v<T>) {
+            if (!std::isfinite(value)) {
+                ++(std::isnan(value) ? range.nan_count : range.infinite_count);
+                continue;
+            }
+        }
+        lower = std::min(lower, value);
+        upper = std::max(upper, value);
+    }
+    range.empty = lower > upper;
+    if (!range.empty) {
+        range.lower = static_cast<double>(lower);
+        range.upper = static_cast<double>(upper);
+    }
+    return range;
+}
+
+std::string shape_of(const DataArray &array) {
+    return array.components == 1 ? "" : " (" + std::to_string(array.components) + " components)";
+}
+
+// "it has 'a', 'b' (3 components)"
+std::string list_arrays(const Dataset &dataset, Association association) {
+    std::string list;
+    for (const DataArray &array : dataset.arrays) {
+        if (array.association != association) continue;
+        add_item(list, "'" + array.name + "'" + shape_of(array), ", ");
+    }
+    return list;
+}
+
+std::string node_arrays_text(const Dataset &dataset) {
+    const std::string nodes = list_arrays(dataset, Association::kNode);
+    if (!nodes.empty()) return "its node arrays are " + nodes;
+    const std::string cells = list_arrays(dataset, Association::kCell);
+    if (cells.empty()) return "the file has no arrays";
+    return "the file has only cell arrays (" + cells + "); average them to the nodes first";
+}
+
+const DataArray *find_array(const Dataset &dataset, const std::string &name, Association association) {
+    for (const DataArray &array : dataset.arrays) {
+        if (array.name == name && array.association == association) return &array;
+    }
+    return nullptr;
+}
+
+const DataArray &only_scalar(const Dataset &dataset) {
+    const DataArray *only = nullptr;
+    std::size_t count = 0;
+    for (const DataArray &array : dataset.arrays) {
+        if (array.association != Association::kNode || array.components != 1 || !array.numeric) continue;
+        only = &array;
+        ++count;
+    }
+    if (count == 1) return *only;
+    const std::string reason =
+        count == 0 ? " has no scalar on its nodes: " : " has several arrays, choose with --array: ";
+    throw UsageError("'" + dataset.path + "'" + reason + node_arrays_text(dataset));
+}
+
+isofield::Mesh make_grid(const Dataset &dataset) {
+    const std::vector<int> dims(dataset.dims.begin(), dataset.dims.end());
+    if (dataset.kind == MeshKind::kRectilinear) return isofield::Mesh::rectilinear(dataset.axes);
+    if (dataset.kind == MeshKind::kStructured) {
+        return isofield::Mesh::structured(dims, std::span(dataset.coords.get(), 3 * dataset.nnodes));
+    }
+    return isofield::Mesh::uniform(dims, {dataset.lower.begin(), dataset.lower.end()},
+                                   {dataset.upper.begin(), dataset.upper.end()});
+}
+
+// "isohost_mesh_uniform: dims[0] is ..." without the function's name.
+std::string without_reporter(const std::string &report) {
+    const std::size_t name = report.find(": ");
+    return report.starts_with("isohost_") && name != std::string::npos ? report.substr(name + 2) : report;
+}
+
+}  // namespace
+
+std::string Dataset::dims_text() const {
+    return std::to_string(dims[0]) + " x " + std::to_string(dims[1]) + " x " + std::to_string(dims[2]);
+}
+
+std::vector<ComponentRange> component_ranges(const DataArray &array) {
+    if (!array.numeric) return {};
+    return visit_values(array, [&](auto values) {
+        std::vector<ComponentRange> ranges;
+        const auto stride = static_cast<std::size_t>(array.components);
+        for (std::size_t c = 0; c < stride; ++c) ranges.push_back(range_of(values, c, stride));
+        return ranges;
+    });
+}
+
+const DataArray &choose_node_array(const Dataset &dataset, const std::string &name) {
+    const DataArray *array = find_array(dataset, name, Association::kNode);
+    if (!array) {
+        if (find_array(dataset, name, Association::kCell)) {
+            throw UsageError("'" + name +
+                             "' is a cell array, a node array is needed: " + node_arrays_text(dataset));
+        }
+        throw UsageError("there is no array '" + name + "' in '" + dataset.path +
+                         "': " + node_arrays_text(dataset));
+    }
+    if (!array->numeric) {
+        throw UsageError("array '" + name + "' holds no numbers: " + node_arrays_text(dataset));
+    }
+    return *array;
+}
+
+const DataArray &choose_scalar(const Dataset &dataset, const std::string &name) {
+    if (name.empty()) {
+        const DataArray *active = find_array(dataset, dataset.active_scalars, Association::kNode);
+        return active && active->components == 1 && active->numeric ? *active : only_scalar(dataset);
+    }
+    const DataArray &array = choose_node_array(dataset, name);
+    if (array.components != 1) {
+        throw UsageError("array '" + name + "' has " + std::to_string(array.components) +
+                         " components, a scalar is needed: " + node_arrays_text(dataset));
+    }
+    return array;
+}
+
+NodeData node_data(const DataArray &array, Console &console) {
+    if (const auto type = library_type(array.source_type)) {
+        return {*type, array.components, array.rows, array.values};
+    }
+    return visit_values(array, [&](auto values) -> NodeData {
+        const bool as_int = fits_int(values);
+        console.note("array '" + array.name + "' is " + array.type_name + ", worked on as " +
+                     (as_int ? "int" : "double"));
+        if (as_int) return {ElementType::kInt, array.components, array.rows, converted<int>(values)};
+        return {ElementType::kDouble, array.components, array.rows, converted<double>(values)};
+    });
+}
+
+isofield::Mesh grid_mesh_3d(const Dataset &dataset) {
+    if (!dataset.grid()) {
+        throw UsageError("'" + dataset.path + "' holds cells (" + dataset.description +
+                         "); a uniform, rectilinear or structured grid is needed");
+    }
+    if (*std::min_element(dataset.dims.begin(), dataset.dims.end()) < 2) {
+        throw UsageError("'" + dataset.path + "' has " + dataset.dims_text() +
+                         " nodes; a grid of three dimensions is needed");
+    }
+    try {
+        return make_grid(dataset);
+    } catch (const isofield::BadInput &refusal) {
+        throw UsageError("cannot work on '" + dataset.path + "': " + without_reporter(refusal.what()));
+    }
+}
+
+}  // namespace app

@@ -1,0 +1,24 @@
+// Reads the files of the field into a Dataset.
+#ifndef ISOFIELD_APP_DATASET_IO_HPP
+#define ISOFIELD_APP_DATASET_IO_HPP
+
+#include <string>
+
+#include "console.hpp"
+#include "dataset.hpp"
+
+namespace app {
+
+// The formats by extension, for help and messages.
+std::string readable_extensions();
+
+// Reads the whole file. Throws UsageError with what is wrong with it.
+//
+// Placement of images: with positive spacing along the axes of space an image is a uniform grid. Otherwise (a
+// turned or mirrored one) it is a structured grid whose coordinates are worked out here. NIfTI volumes stand
+// in the space of their sform matrix, else of their qform matrix (x to the right, y to the front, z up), else
+// at the origin; the header's slope and intercept are applied; of a series the first volume is read.
+Dataset read_dataset(const std::string &path, Console &console);
+
+}  // namespace app
+#endif

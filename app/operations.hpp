@@ -1,0 +1,19 @@
+// The operations of the tool. Each adds its subcommand to the command line, and hands over what to do when it
+// is the one that was asked for.
+#ifndef ISOFIELD_APP_OPERATIONS_HPP
+#define ISOFIELD_APP_OPERATIONS_HPP
+
+#include <CLI/App.hpp>
+#include <functional>
+
+#include "console.hpp"
+
+namespace app {
+
+using Action = std::function<void(Console &)>;
+
+void add_info(CLI::App &tool, Action &chosen);
+void add_iso(CLI::App &tool, Action &chosen);
+
+}  // namespace app
+#endif

@@ -1,0 +1,83 @@
+#include "options.hpp"
+
+#include <CLI/Error.hpp>
+#include <CLI/Option.hpp>
+
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+namespace app {
+namespace {
+
+// The whole of `text` as a number.
+template <class T>
+std::optional<T> parse(std::string_view text) {
+    T value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+std::pair<std::string_view, std::string_view> split(std::string_view text, char separator) {
+    const std::size_t place = text.find(separator);
+    if (place == std::string_view::npos) return {text, {}};
+    return {text.substr(0, place), text.substr(place + 1)};
+}
+
+void set_size(const std::string &text, PictureStyle &style) {
+    const auto [width_text, height_text] = split(text, 'x');
+    const auto width = parse<int>(width_text), height = parse<int>(height_text);
+    const auto fits = [](const std::optional<int> &n) {
+        return n && *n >= kMinPictureSize && *n <= kMaxPictureSize;
+    };
+    if (!fits(width) || !fits(height)) {
+        throw CLI::ValidationError("--size", "'" + text + "' is not WIDTHxHEIGHT with numbers from " +
+                                                 std::to_string(kMinPictureSize) + " to " +
+                                                 std::to_string(kMaxPictureSize) + ", as in 1200x900");
+    }
+    style.width = *width;
+    style.height = *height;
+}
+
+void set_view(const std::string &text, PictureStyle &style) {
+    if (const auto named = named_view(text)) {
+        style.view = *named;
+        return;
+    }
+    const auto [azimuth_text, elevation_text] = split(text, ',');
+    const auto azimuth = parse<double>(azimuth_text), elevation = parse<double>(elevation_text);
+    if (!azimuth || !elevation || !(*elevation >= -90 && *elevation <= 90) ||
+        !(*azimuth >= -360 && *azimuth <= 360)) {
+        throw CLI::ValidationError("--view", "'" + text + "' is none of " + view_names() +
+                                                 ", nor AZIMUTH,ELEVATION in degrees (elevation -90 to 90)");
+    }
+    style.view = {*azimuth, *elevation};
+}
+
+}  // namespace
+
+void add_output_options(CLI::App &command, OutputOptions &options) {
+    const std::string group = "Output";
+    command.add_option("-o,--output", options.surface, "Surface to write: .vtp .stl .ply .obj")
+        ->required()
+        ->type_name("OUT")
+        ->group(group);
+    command.add_option("--png", options.picture, "Also draw a picture")->type_name("PICTURE")->group(group);
+    command
+        .add_option_function<std::string>(
+            "--size", [&options](const std::string &text) { set_size(text, options.style); },
+            "Size of the picture in pixels (1200x900)")
+        ->type_name("WxH")
+        ->group(group);
+    command
+        .add_option_function<std::string>(
+            "--view", [&options](const std::string &text) { set_view(text, options.style); },
+            "Where to look from: " + view_names() +
+                ", or degrees: around z from the front (-y) to +x, above the xy plane")
+        ->type_name("NAME|AZIMUTH,ELEVATION")
+        ->group(group);
+    command.add_flag("-q,--quiet", options.quiet, "Say nothing but errors")->group(group);
+}
+
+}  // namespace app

@@ -1,0 +1,35 @@
+// A file that appears complete or not at all: written under a temporary name beside its place, then renamed.
+#ifndef ISOFIELD_APP_OUTPUT_FILE_HPP
+#define ISOFIELD_APP_OUTPUT_FILE_HPP
+
+#include <filesystem>
+#include <string>
+
+namespace app {
+
+// The extension in lower case with its dot, ".gz" with the one before it: ".nii.gz". Empty when there is
+// none.
+std::string extension_of(const std::filesystem::path &path);
+
+class OutputFile {
+  public:
+    // Makes the temporary file, so that a place that cannot be written shows before any work is done. Throws
+    // UsageError on that, and when `path` is `input` or anything but a regular file.
+    OutputFile(const std::string &path, const std::string &input);
+    ~OutputFile();
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+
+    const std::string &name() const { return name_; }            // as the user gave it
+    const std::string &temporary() const { return temporary_; }  // where to write
+    void commit();                                               // renames. Throws OperationError
+
+  private:
+    std::string name_;
+    std::string temporary_;
+    std::filesystem::path target_;
+    int slot_ = -1;
+};
+
+}  // namespace app
+#endif

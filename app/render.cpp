@@ -1,0 +1,305 @@
+#include "render.hpp"
+
+#include <vtkActor.h>
+#include <vtkCamera.h>
+#include <vtkCubeAxesActor.h>
+#include <vtkImageData.h>
+#include <vtkLightKit.h>
+#include <vtkOutlineSource.h>
+#include <vtkPNGWriter.h>
+#include <vtkPointData.h>
+#include <vtkPolyDataMapper.h>
+#include <vtkPolyDataNormals.h>
+#include <vtkProperty.h>
+#include <vtkRenderWindow.h>
+#include <vtkRenderer.h>
+#include <vtkScalarBarActor.h>
+#include <vtkTextProperty.h>
+#include <vtkWindowToImageFilter.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <numbers>
+#include <utility>
+
+#include "display.hpp"
+#include "errors.hpp"
+#include "vtk_support.hpp"
+
+namespace app {
+namespace {
+
+using Bounds = std::array<double, 6>;
+using Vector = std::array<double, 3>;
+
+// Towards the camera.
+Vector direction_of(const View &view) {
+    constexpr double kDegree = std::numbers::pi / 180;
+    const double a = view.azimuth * kDegree, e = view.elevation * kDegree;
+    return {std::sin(a) * std::cos(e), -std::cos(a) * std::cos(e), std::sin(e)};
+}
+
+double dot(const Vector &a, const Vector &b) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+constexpr std::pair<const char *, View> kViews[] = {
+    {"iso", {40, 25}},  {"front", {0, 0}}, {"back", {180, 0}},   {"left", {-90, 0}},
+    {"right", {90, 0}}, {"top", {0, 90}},  {"bottom", {0, -90}},
+};
+
+constexpr double kSurfaceColor[3] = {0.96, 0.90, 0.82};
+constexpr double kLineColor[3] = {0.25, 0.27, 0.30};
+constexpr double kBoxColor[3] = {0.55, 0.58, 0.62};
+constexpr double kBackgroundLow[3] = {0.97, 0.97, 0.98};
+constexpr double kBackgroundHigh[3] = {0.78, 0.82, 0.88};
+
+// Sizes follow the height of the picture, so that a large one is not a small one with tiny letters.
+int font_size(const PictureStyle &style) {
+    return std::max(8, std::min(style.height, style.width) / 55);
+}
+
+void set_text(vtkTextProperty *text, int size) {
+    text->SetColor(kLineColor[0], kLineColor[1], kLineColor[2]);
+    text->SetFontFamilyToArial();
+    text->SetFontSize(size);
+    text->SetShadow(0);
+    text->SetItalic(0);
+    text->SetBold(0);
+}
+
+Bounds bounds_of(const OutputSurface &surface, const Bounds &fallback) {
+    if (surface.triangles.empty()) return fallback;
+    Bounds bounds;
+    for (std::size_t d = 0; d < 3; ++d) {
+        float lower = surface.points[d], upper = lower;
+        for (std::size_t i = d; i < surface.points.size(); i += 3) {
+            lower = std::min(lower, surface.points[i]);
+            upper = std::max(upper, surface.points[i]);
+        }
+        bounds[2 * d] = lower;
+        bounds[2 * d + 1] = upper;
+    }
+    return bounds;
+}
+
+// A flat surface still gets a box that can be drawn.
+Bounds with_thickness(Bounds bounds) {
+    double longest = 0;
+    for (std::size_t d = 0; d < 3; ++d) longest = std::max(longest, bounds[2 * d + 1] - bounds[2 * d]);
+    const double least = longest > 0 ? 1e-3 * longest : 1;
+    for (std::size_t d = 0; d < 3; ++d) {
+        if (bounds[2 * d + 1] - bounds[2 * d] >= least) continue;
+        bounds[2 * d] -= least / 2;
+        bounds[2 * d + 1] += least / 2;
+    }
+    return bounds;
+}
+
+vtkSmartPointer<vtkActor> surface_actor(vtkPolyData *data, vtkDataArray *colors, vtkScalarsToColors *table) {
+    data->GetPointData()->Initialize();
+    if (colors) data->GetPointData()->SetScalars(colors);
+    vtkNew<vtkPolyDataNormals> normals;
+    normals->SetInputData(data);
+    normals->SplittingOff();
+    normals->ConsistencyOff();
+    vtkNew<vtkPolyDataMapper> mapper;
+    mapper->SetInputConnection(normals->GetOutputPort());
+    mapper->SetScalarVisibility(colors != nullptr);
+    if (colors) {
+        mapper->SetLookupTable(table);
+        mapper->UseLookupTableScalarRangeOn();
+        mapper->InterpolateScalarsBeforeMappingOn();
+    }
+    auto actor = vtkSmartPointer<vtkActor>::New();
+    actor->SetMapper(mapper);
+    vtkProperty *look = actor->GetProperty();
+    look->SetColor(kSurfaceColor[0], kSurfaceColor[1], kSurfaceColor[2]);
+    look->SetInterpolationToPhong();
+    look->SetAmbient(0.08);
+    look->SetDiffuse(0.9);
+    look->SetSpecular(0.18);
+    look->SetSpecularPower(25);
+    return actor;
+}
+
+void add_axes_box(vtkRenderer *renderer, Bounds bounds, const PictureStyle &style) {
+    vtkNew<vtkCubeAxesActor> axes;
+    axes->SetBounds(bounds.data());
+    axes->SetCamera(renderer->GetActiveCamera());
+    axes->SetFlyModeToOuterEdges();
+    axes->SetTickLocationToOutside();
+    axes->SetScreenSize(font_size(style));
+    // An axis that the camera looks along has its labels on one spot.
+    const Vector back = direction_of(style.view);
+    constexpr double kAlong = 0.97;
+    const bool seen[3] = {std::abs(back[0]) < kAlong, std::abs(back[1]) < kAlong, std::abs(back[2]) < kAlong};
+    axes->SetXAxisLabelVisibility(seen[0]);
+    axes->SetYAxisLabelVisibility(seen[1]);
+    axes->SetZAxisLabelVisibility(seen[2]);
+    axes->SetXAxisTickVisibility(seen[0]);
+    axes->SetYAxisTickVisibility(seen[1]);
+    axes->SetZAxisTickVisibility(seen[2]);
+    axes->SetXTitle(seen[0] ? "x" : "");
+    axes->SetYTitle(seen[1] ? "y" : "");
+    axes->SetZTitle(seen[2] ? "z" : "");
+    axes->XAxisMinorTickVisibilityOff();
+    axes->YAxisMinorTickVisibilityOff();
+    axes->ZAxisMinorTickVisibilityOff();
+    for (int axis = 0; axis < 3; ++axis) {
+        set_text(axes->GetTitleTextProperty(axis), font_size(style));
+        set_text(axes->GetLabelTextProperty(axis), font_size(style));
+    }
+    for (vtkProperty *lines :
+         {axes->GetXAxesLinesProperty(), axes->GetYAxesLinesProperty(), axes->GetZAxesLinesProperty()}) {
+        lines->SetColor(kLineColor[0], kLineColor[1], kLineColor[2]);
+        lines->SetLineWidth(1.2f);
+    }
+    renderer->AddActor(axes);
+
+    vtkNew<vtkOutlineSource> outline;
+    outline->SetBounds(bounds.data());
+    vtkNew<vtkPolyDataMapper> mapper;
+    mapper->SetInputConnection(outline->GetOutputPort());
+    vtkNew<vtkActor> actor;
+    actor->SetMapper(mapper);
+    actor->GetProperty()->SetColor(kBoxColor[0], kBoxColor[1], kBoxColor[2]);
+    actor->GetProperty()->LightingOff();
+    renderer->AddActor(actor);
+}
+
+void add_color_bar(vtkRenderer *renderer, vtkScalarsToColors *table, const std::string &title,
+                   const PictureStyle &style) {
+    vtkNew<vtkScalarBarActor> bar;
+    bar->SetLookupTable(table);
+    bar->SetTitle(title.c_str());
+    bar->SetNumberOfLabels(5);
+    bar->SetLabelFormat("%-.4g");
+    bar->SetUnconstrainedFontSize(true);
+    bar->SetVerticalTitleSeparation(font_size(style) / 2);
+    bar->SetPosition(0.88, 0.2);
+    bar->SetWidth(0.09);
+    bar->SetHeight(0.6);
+    set_text(bar->GetTitleTextProperty(), font_size(style));
+    set_text(bar->GetLabelTextProperty(), font_size(style));
+    renderer->AddActor2D(bar);
+}
+
+// The nearest place on the side that the view names from which the whole box is seen, with room for its
+// labels.
+void place_camera(vtkRenderer *renderer, const Bounds &box, const PictureStyle &style, bool color_bar) {
+    constexpr double kDegree = std::numbers::pi / 180;
+    const double a = style.view.azimuth * kDegree, e = style.view.elevation * kDegree;
+    const Vector back = direction_of(style.view);
+    const Vector up = {-std::sin(a) * std::sin(e), std::cos(a) * std::sin(e), std::cos(e)};
+    const Vector right = {std::cos(a), std::sin(a), 0};
+
+    vtkCamera *camera = renderer->GetActiveCamera();
+    const double half_angle = std::tan(camera->GetViewAngle() * kDegree / 2);
+    const double height = 0.82 * half_angle;
+    const double width = (color_bar ? 0.68 : 0.8) * half_angle * style.width / style.height;
+    const Vector center = {(box[0] + box[1]) / 2, (box[2] + box[3]) / 2, (box[4] + box[5]) / 2};
+    double distance = 0;
+    for (std::size_t corner = 0; corner < 8; ++corner) {
+        const Vector arm = {box[corner & 1] - center[0], box[2 + (corner >> 1 & 1)] - center[1],
+                            box[4 + (corner >> 2)] - center[2]};
+        const double side = std::max(std::abs(dot(arm, right)) / width, std::abs(dot(arm, up)) / height);
+        distance = std::max(distance, side + dot(arm, back));
+    }
+    camera->SetFocalPoint(center.data());
+    camera->SetPosition(center[0] + distance * back[0], center[1] + distance * back[1],
+                        center[2] + distance * back[2]);
+    camera->SetViewUp(up.data());
+    camera->SetWindowCenter(color_bar ? 0.1 : -0.02,
+                            -0.06);  // labels are left and below, the colour bar right
+}
+
+// By way of memory: on a failed write the encoder would print lines of its own.
+void save(vtkRenderWindow *window, const OutputFile &file) {
+    vtkNew<vtkWindowToImageFilter> image;
+    image->SetInput(window);
+    image->ReadFrontBufferOff();
+    image->ShouldRerenderOff();
+    image->SetInputBufferTypeToRGB();
+    vtkNew<vtkPNGWriter> writer;
+    writer->WriteToMemoryOn();
+    writer->SetInputConnection(image->GetOutputPort());
+    writer->Write();
+    vtkUnsignedCharArray *encoded = writer->GetResult();
+    if (!encoded || encoded->GetNumberOfValues() == 0) {
+        throw OperationError("cannot draw '" + file.name() + "': the picture came out empty");
+    }
+    std::ofstream out(file.temporary(), std::ios::binary);
+    out.write(reinterpret_cast<const char *>(encoded->GetPointer(0)), encoded->GetNumberOfValues());
+    out.close();
+    if (!out) throw OperationError("cannot write '" + file.name() + "': the disk may be full");
+}
+
+}  // namespace
+
+std::optional<View> named_view(const std::string &name) {
+    for (const auto &[known, view] : kViews) {
+        if (name == known) return view;
+    }
+    return std::nullopt;
+}
+
+std::string view_names() {
+    std::string names;
+    for (const auto &[name, view] : kViews) add_item(names, name);
+    return names;
+}
+
+void check_picture_name(const std::string &path) {
+    if (extension_of(path) != ".png")
+        throw UsageError("cannot draw '" + path + "': name a file that ends in .png");
+}
+
+void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bounds,
+                  const PictureStyle &style, OutputFile &file, Console &console) {
+    console.progress("drawing", 0);
+    const Display display;
+    const VtkMessages messages;
+
+    vtkSmartPointer<vtkDataArray> colors;
+    vtkSmartPointer<vtkScalarsToColors> table;
+    if (!surface.arrays.empty() && !surface.points.empty()) {
+        colors = color_values(surface.arrays.front());
+        table = color_table(colors);
+    }
+    const Bounds box = with_thickness(bounds_of(surface, bounds));
+
+    vtkNew<vtkRenderWindow> window;
+    window->SetOffScreenRendering(1);
+    window->SetMultiSamples(8);
+    window->SetSize(style.width, style.height);
+    vtkNew<vtkRenderer> renderer;
+    renderer->SetBackground(kBackgroundLow[0], kBackgroundLow[1], kBackgroundLow[2]);
+    renderer->SetBackground2(kBackgroundHigh[0], kBackgroundHigh[1], kBackgroundHigh[2]);
+    renderer->GradientBackgroundOn();
+    window->AddRenderer(renderer);
+    vtkNew<vtkLightKit> lights;
+    lights->SetKeyLightIntensity(0.95);
+    lights->AddLightsToRenderer(renderer);
+    if (!surface.triangles.empty()) renderer->AddActor(surface_actor(to_polydata(surface), colors, table));
+    add_axes_box(renderer, box, style);
+    if (table) {
+        const PointArray &colored = surface.arrays.front();
+        add_color_bar(renderer, table, colored.name + (colored.components > 1 ? " (length)" : ""), style);
+    }
+    place_camera(renderer, box, style, table != nullptr);
+    renderer->ResetCameraClippingRange();
+
+    console.progress("drawing", 30);
+    window->Render();
+    console.progress("drawing", 80);
+    save(window, file);
+    if (const std::string error = messages.error(); !error.empty()) {
+        throw OperationError("cannot draw '" + file.name() + "': " + error);
+    }
+    file.commit();
+    console.clear_bar();
+}
+
+}  // namespace app

@@ -1,0 +1,44 @@
+// Pictures of surfaces, drawn off screen.
+#ifndef ISOFIELD_APP_RENDER_HPP
+#define ISOFIELD_APP_RENDER_HPP
+
+#include <array>
+#include <optional>
+#include <string>
+
+#include "console.hpp"
+#include "output_file.hpp"
+#include "surface_io.hpp"
+
+namespace app {
+
+// Where the camera stands, in degrees: around z from -y towards +x, and above the xy plane.
+struct View {
+    double azimuth = 40;
+    double elevation = 25;
+};
+
+// iso, front (from -y), back, left (from -x), right, top, bottom.
+std::optional<View> named_view(const std::string &name);
+std::string view_names();
+
+constexpr int kMinPictureSize = 64;
+constexpr int kMaxPictureSize = 16384;
+
+struct PictureStyle {
+    int width = 1200;
+    int height = 900;
+    View view;
+};
+
+// Throws UsageError unless `path` ends in .png.
+void check_picture_name(const std::string &path);
+
+// Draws the surface, coloured by its first array if it has one, in a box of axes, and commits `file`. An
+// empty surface leaves the box `bounds` (lower and upper per axis). Throws UsageError when there is no
+// display to be had, OperationError when drawing or writing fails.
+void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bounds,
+                  const PictureStyle &style, OutputFile &file, Console &console);
+
+}  // namespace app
+#endif

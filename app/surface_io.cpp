@@ -1,0 +1,152 @@
+#include "surface_io.hpp"
+
+#include <vtkOBJWriter.h>
+#include <vtkPLYWriter.h>
+#include <vtkPointData.h>
+#include <vtkSTLWriter.h>
+#include <vtkXMLPolyDataWriter.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+#include "errors.hpp"
+#include "vtk_support.hpp"
+
+namespace app {
+namespace {
+
+using WriteFunction = void (*)(vtkPolyData *, const OutputSurface &, OutputFile &, Console &);
+
+// The text files that some writers make are not checked by them: the last line tells whether all of it
+// arrived.
+bool ends_in_line(const std::string &path, const std::string &start) {
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    constexpr std::streamoff kTail = 256;
+    const std::streamoff size = file.tellg();
+    file.seekg(std::max<std::streamoff>(0, size - kTail));
+    std::string tail(std::istreambuf_iterator<char>(file), {});
+    if (tail.empty() || tail.back() != '\n') return false;
+    tail.pop_back();
+    return tail.substr(tail.find_last_of('\n') + 1).starts_with(start);
+}
+
+std::uintmax_t file_size(const std::string &path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+// The bytes of a PLY file up to the end of its header.
+std::uintmax_t ply_header_size(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string line;
+    while (std::getline(file, line)) {
+        if (line.starts_with("end_header")) return static_cast<std::uintmax_t>(file.tellg());
+    }
+    return 0;
+}
+
+// VTK tells no reason that holds.
+[[noreturn]] void fail(const OutputFile &file) {
+    throw OperationError("cannot write '" + file.name() + "': the disk may be full");
+}
+
+template <class Writer>
+void run_writer(Writer *writer, vtkPolyData *data, const OutputFile &file, Console &console) {
+    const VtkMessages messages;
+    show_progress(writer, "writing", console);
+    writer->SetFileName(file.temporary().c_str());
+    writer->SetInputData(data);
+    const int written = writer->Write();
+    if (!written || !messages.error().empty()) fail(file);
+}
+
+void warn_of_lost(const OutputSurface &surface, const OutputFile &file, const std::string &what,
+                  Console &console) {
+    if (surface.arrays.empty()) return;
+    console.warn("'" + file.name() + "' cannot hold arrays, " + what + "; write .vtp to keep all");
+}
+
+void write_vtp(vtkPolyData *data, const OutputSurface &, OutputFile &file, Console &console) {
+    vtkNew<vtkXMLPolyDataWriter> writer;
+    writer->SetDataModeToAppended();
+    writer->EncodeAppendedDataOff();
+    writer->SetCompressorTypeToLZ4();  // many times as fast as the default
+    writer->SetIdTypeToInt32();
+    run_writer(writer.Get(), data, file, console);
+    if (!ends_in_line(file.temporary(), "</VTKFile>")) fail(file);
+}
+
+void write_stl(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
+    warn_of_lost(surface, file, "the attached are left out", console);
+    vtkNew<vtkSTLWriter> writer;
+    writer->SetFileTypeToBinary();
+    writer->SetHeader("isofield surface");
+    run_writer(writer.Get(), data, file, console);
+    constexpr std::uintmax_t kHeader = 84, kTriangle = 50;
+    if (file_size(file.temporary()) != kHeader + kTriangle * surface.triangles.size()) {
+        fail(file);
+    }
+}
+
+void write_ply(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
+    vtkNew<vtkPLYWriter> writer;
+    writer->SetFileTypeToBinary();
+    std::size_t point_bytes = 3 * sizeof(float);
+    vtkSmartPointer<vtkDataArray> values;
+    if (!surface.arrays.empty() && !surface.points.empty()) {
+        warn_of_lost(surface, file, "the first attached is stored as colours", console);
+        values = color_values(surface.arrays.front());
+        data->GetPointData()->Initialize();
+        data->GetPointData()->AddArray(values);
+        writer->SetArrayName(values->GetName());
+        writer->SetLookupTable(color_table(values));
+        point_bytes += 3;
+    }
+    run_writer(writer.Get(), data, file, console);
+    const std::uintmax_t header = ply_header_size(file.temporary());
+    constexpr std::uintmax_t kTriangle = 1 + 3 * sizeof(int);
+    const std::uintmax_t expected =
+        header + point_bytes * (surface.points.size() / 3) + kTriangle * surface.triangles.size();
+    if (header == 0 || file_size(file.temporary()) != expected) fail(file);
+}
+
+void write_obj(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
+    warn_of_lost(surface, file, "the attached are left out", console);
+    vtkNew<vtkOBJWriter> writer;
+    data->GetPointData()->Initialize();
+    run_writer(writer.Get(), data, file, console);
+    if (surface.triangles.empty()) return;
+    const auto &[a, b, c] = surface.triangles.back();
+    const std::string last =
+        "f " + std::to_string(a + 1) + " " + std::to_string(b + 1) + " " + std::to_string(c + 1);
+    if (!ends_in_line(file.temporary(), last)) fail(file);
+}
+
+const std::map<std::string, WriteFunction> kWriters = {
+    {".vtp", write_vtp},
+    {".stl", write_stl},
+    {".ply", write_ply},
+    {".obj", write_obj},
+};
+
+}  // namespace
+
+void check_surface_name(const std::string &path) {
+    if (kWriters.contains(extension_of(path))) return;
+    std::string list;
+    for (const auto &[extension, function] : kWriters) add_item(list, extension);
+    throw UsageError("cannot write '" + path + "': name a file that ends in one of " + list);
+}
+
+void write_surface(const OutputSurface &surface, OutputFile &file, Console &console) {
+    console.progress("writing", 0);
+    const auto data = to_polydata(surface);
+    kWriters.at(extension_of(file.name()))(data, surface, file, console);
+    file.commit();
+    console.clear_bar();
+}
+
+}  // namespace app

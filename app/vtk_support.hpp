@@ -1,0 +1,52 @@
+// What the reading, writing and drawing parts share of VTK.
+#ifndef ISOFIELD_APP_VTK_SUPPORT_HPP
+#define ISOFIELD_APP_VTK_SUPPORT_HPP
+
+#include <vtkAlgorithm.h>
+#include <vtkDataArray.h>
+#include <vtkPolyData.h>
+#include <vtkScalarsToColors.h>
+#include <vtkSmartPointer.h>
+#include <vtkUnsignedCharArray.h>
+
+#include <sstream>
+#include <string>
+
+#include "console.hpp"
+#include "surface_io.hpp"
+
+namespace app {
+
+// While alive, what VTK would print is kept instead. Others must not use std::cerr meanwhile.
+class VtkMessages {
+  public:
+    VtkMessages();
+    ~VtkMessages();
+    VtkMessages(const VtkMessages &) = delete;
+    VtkMessages &operator=(const VtkMessages &) = delete;
+
+    // The first error, without the place in the source it came from; empty when there was none.
+    std::string error() const;
+    // What was written to std::cerr past VTK's own channels.
+    std::string printed() const;
+
+  private:
+    class Window;
+    vtkSmartPointer<Window> window_;
+    std::ostringstream printed_;
+    std::streambuf *cerr_buffer_;
+};
+
+// Shows the progress of `algorithm` as `stage`, as long as both live.
+void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console);
+
+// The surface as VTK's data, its arrays viewed, not copied.
+vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface);
+
+// One value per node for colouring: the array's own, or the length of its vectors; NaN where it is null.
+vtkSmartPointer<vtkDataArray> color_values(const PointArray &array);
+// The colours that `values` are drawn in, over their range.
+vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values);
+
+}  // namespace app
+#endif

@@ -1,0 +1,610 @@
+// isofield.hpp: the C++20 front of isofield. Meshes from plain arrays, results that own themselves, errors as
+// exceptions. Stands on isofield.h and on the default host (isofield_default_host.h).
+//
+//     isofield::Mesh mesh = isofield::Mesh::uniform({181, 217, 181}, {0, 0, 0}, {180, 216, 180});
+//     isofield::Surface brain = mesh.isosurface(std::span<const unsigned char>(voxels), 80.0);
+//     for (const auto &triangle : brain.triangles()) use(brain.points(), triangle[0], triangle[1],
+//     triangle[2]);
+//
+// While a call of this front runs, its reports are not written to standard error: they stand in the
+// exception. A program's error handler still gets them.
+#ifndef ISOFIELD_HPP
+#define ISOFIELD_HPP
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "isofield.h"
+#include "isofield_default_host.h"
+
+namespace isofield {
+
+// An operation failed; what() is what was reported.
+class Error : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// An argument was refused before anything was done; what() names the array, the index and the value.
+class BadInput : public Error {
+  public:
+    using Error::Error;
+};
+
+// The progress callable, or an interrupt, asked to stop.
+class Interrupted : public Error {
+  public:
+    Interrupted() : Error("interrupted") {}
+};
+
+// The six element types, by their codes.
+enum class ElementType { kChar = 0, kByte = 1, kShort = 2, kInt = 3, kFloat = 4, kDouble = 5 };
+inline std::size_t size_of(ElementType type) {
+    return static_cast<std::size_t>(DTYPEtype_size[static_cast<int>(type)]);
+}
+
+namespace front {
+
+template <class T>
+constexpr ElementType element_type() {
+    if constexpr (std::is_same_v<T, signed char>)
+        return ElementType::kChar;
+    else if constexpr (std::is_same_v<T, unsigned char>)
+        return ElementType::kByte;
+    else if constexpr (std::is_same_v<T, short>)
+        return ElementType::kShort;
+    else if constexpr (std::is_same_v<T, int>)
+        return ElementType::kInt;
+    else if constexpr (std::is_same_v<T, float>)
+        return ElementType::kFloat;
+    else {
+        static_assert(std::is_same_v<T, double>,
+                      "elements are signed or unsigned char, short, int, float or double");
+        return ElementType::kDouble;
+    }
+}
+
+}  // namespace front
+
+// Read-only data on nodes: `count` rows of `components` values of one type. Made from a span or a vector, or
+// from parts where the type is known only at run time. Views its array; the caller keeps it alive. Throws
+// BadInput.
+class DataView {
+  public:
+    template <class T>  // signed char, unsigned char, short, int, float, double
+    DataView(std::span<T> values, int components = 1)
+        : DataView(front::element_type<std::remove_const_t<T>>(), values.data(),
+                   whole_rows(values.size(), components), components) {}
+    template <class T>
+    DataView(const std::vector<T> &values, int components = 1)
+        : DataView(std::span<const T>(values), components) {}
+    DataView(ElementType type, const void *values, std::size_t rows, int components = 1)
+        : type_(type), data_(values), rows_(rows), components_(components) {
+        if (components < 1) {
+            throw BadInput("components is " + std::to_string(components) + ", but must be at least 1");
+        }
+        if (static_cast<int>(type) < 0 || static_cast<int>(type) > 5) {
+            throw BadInput("type is " + std::to_string(static_cast<int>(type)) + ", but must be 0 to 5");
+        }
+        if (!values && rows > 0)
+            throw BadInput("data is null, but should have " + std::to_string(rows) + " rows");
+    }
+
+    ElementType type() const { return type_; }
+    const void *data() const { return data_; }
+    std::size_t rows() const { return rows_; }
+    int components() const { return components_; }
+
+  private:
+    static std::size_t whole_rows(std::size_t size, int components) {
+        if (components < 1) return 0;
+        const std::size_t rows = size / static_cast<std::size_t>(components);
+        if (rows * static_cast<std::size_t>(components) != size) {
+            throw BadInput("data has " + std::to_string(size) + " values, which are no whole rows of " +
+                           std::to_string(components) + " components");
+        }
+        return rows;
+    }
+
+    ElementType type_;
+    const void *data_;
+    std::size_t rows_;
+    int components_;
+};
+
+// Called with a percentage from 0 to 100; returns false to stop the operation.
+using Progress = std::function<bool(int percent)>;
+
+// Settings of an isosurface. NaN and infinite values always count as missing.
+struct IsosurfaceOptions {
+    std::optional<double> null_value;  // cells with a node of this value make nothing
+    Progress progress;
+    bool keep_cells = false;  // fill Surface::cells
+};
+
+namespace front {
+
+struct FreeArray {
+    void operator()(void *array) const { ARRfree_f(array, "isofield.hpp", 0); }
+};
+
+// An array of the library's.
+template <class T>
+class Array {
+  public:
+    Array() = default;
+    Array(T *array, std::size_t size) : array_(array), size_(size) {}
+    Array(Array &&other) noexcept : array_(std::move(other.array_)), size_(std::exchange(other.size_, 0)) {}
+    Array &operator=(Array &&other) noexcept {
+        array_ = std::move(other.array_);
+        size_ = std::exchange(other.size_, 0);
+        return *this;
+    }
+
+    static Array make(std::size_t size) {
+        void *array = size <= INT_MAX
+                          ? ARRalloc_f(nullptr, code(), static_cast<int>(size), nullptr, "isofield.hpp", 0)
+                          : nullptr;
+        if (!array) throw Error("no memory for an array of " + std::to_string(size) + " values");
+        return Array(static_cast<T *>(array), size);
+    }
+
+    // Returns the memory beyond what is used.
+    void fit() {
+        array_.reset(static_cast<T *>(isohost_fit_array(array_.release(), code(), static_cast<int>(size_))));
+    }
+
+    T *data() const { return array_.get(); }
+    std::size_t size() const { return size_; }
+    std::span<const T> view() const { return {array_.get(), size_}; }
+
+  private:
+    static int code() { return static_cast<int>(element_type<T>()); }
+
+    std::unique_ptr<T[], FreeArray> array_;
+    std::size_t size_ = 0;
+};
+
+// One call into the library: collects the thread's reports, and lets a progress callable watch and stop it.
+// What the program had set is back in place at the end of the scope.
+class Call {
+  public:
+    explicit Call(const Progress *progress = nullptr) : old_quiet_(isohost_quiet_errors(1)) {
+        isohost_clear_errors();
+        if (progress && *progress) {
+            progress_ = progress;
+            old_watch_ = isohost_set_thread_watch({&Call::watch, this});
+        }
+    }
+    ~Call() {
+        if (progress_) isohost_set_thread_watch(old_watch_);
+        isohost_quiet_errors(old_quiet_);
+    }
+    Call(const Call &) = delete;
+    Call &operator=(const Call &) = delete;
+
+    // Throws what befits an operation's result.
+    void check(int result, const char *operation) const {
+        if (thrown_) std::rethrow_exception(thrown_);
+        if (stopped_) throw Interrupted();
+        if (result > 0) return;
+        const std::string text = reports();
+        if (result < 0 || (text.empty() && isohost_interrupted())) throw Interrupted();
+        throw Error(text.empty() ? std::string(operation) + " failed" : text);
+    }
+
+    static std::string reports() {
+        std::string text = isohost_errors();
+        while (!text.empty() && text.back() == '\n') text.pop_back();
+        return text;
+    }
+
+  private:
+    // Exceptions of the callable cross the library as a stop.
+    static int watch(int percent, const char *, void *user) {
+        Call &call = *static_cast<Call *>(user);
+        if (call.stopped_ || call.thrown_) return 0;
+        try {
+            call.stopped_ = !(*call.progress_)(percent);
+        } catch (...) {
+            call.thrown_ = std::current_exception();
+        }
+        return !call.stopped_ && !call.thrown_;
+    }
+
+    int old_quiet_;
+    const Progress *progress_ = nullptr;
+    IsohostWatch old_watch_ = {nullptr, nullptr};
+    bool stopped_ = false;
+    std::exception_ptr thrown_;
+};
+
+// A null value in the data's own type, as the library takes it.
+class Null {
+  public:
+    // A value that the type can't hold equals no element, so that it is no null. NaN and infinite values
+    // count as missing in any case.
+    Null(ElementType type, std::optional<double> value) {
+        if (!value || !std::isfinite(*value)) return;
+        UTILdouble_to_type(&storage_, *value, static_cast<int>(type));
+        double stored = 0;
+        UTILtype_to_double(&stored, &storage_, static_cast<int>(type));
+        set_ = stored == *value || (type == ElementType::kFloat && std::isfinite(stored));
+    }
+
+    template <class T>
+    void set(T value) {
+        std::memcpy(&storage_, &value, sizeof value);
+        set_ = true;
+    }
+    template <class T>
+    T get() const {
+        T value;
+        std::memcpy(&value, &storage_, sizeof value);
+        return value;
+    }
+    int flag() const { return set_; }
+    const void *value() const { return &storage_; }
+
+  private:
+    double storage_ = 0;
+    bool set_ = false;
+};
+
+template <class T>
+using BitsOf = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
+
+// NaN and infinite values have all bits of the exponent set. Tested on the bits: such loops vectorise, and
+// hold under -ffast-math too.
+template <class T>
+bool is_missing(T value) {
+    constexpr auto kExponent = std::bit_cast<BitsOf<T>>(std::numeric_limits<T>::infinity());
+    return (std::bit_cast<BitsOf<T>>(value) & kExponent) == kExponent;
+}
+
+template <class T>
+bool any_missing(std::span<const T> values) {
+    constexpr std::size_t kBlock = 1024;
+    std::size_t i = 0;
+    for (; i + kBlock <= values.size(); i += kBlock) {
+        const T *block = values.data() + i;
+        BitsOf<T> found = 0;
+        for (std::size_t k = 0; k < kBlock; ++k) found |= static_cast<BitsOf<T>>(is_missing(block[k]));
+        if (found) return true;
+    }
+    return std::any_of(values.begin() + static_cast<std::ptrdiff_t>(i), values.end(), is_missing<T>);
+}
+
+// Scalars in which nothing is NaN or infinite: the given ones, or a copy with such values replaced by the
+// null value. Where no null was given, the null becomes a finite value that the data does not hold: the
+// lowest number of the type, or the first above it that no element equals.
+class FiniteScalars {
+  public:
+    FiniteScalars(const DataView &data, std::optional<double> null_value)
+        : null_(data.type(), null_value), data_(data.data()) {
+        if (data.type() == ElementType::kFloat) replace_missing<float>(data);
+        if (data.type() == ElementType::kDouble) replace_missing<double>(data);
+    }
+    FiniteScalars(const FiniteScalars &) = delete;
+    FiniteScalars &operator=(const FiniteScalars &) = delete;
+
+    const void *data() const { return data_; }
+    const Null &null() const { return null_; }
+
+  private:
+    template <class T>
+    void replace_missing(const DataView &data) {
+        const std::span<const T> values(static_cast<const T *>(data.data()), data.rows());
+        if (!any_missing(values)) return;
+        if (!null_.flag()) {
+            T unused = std::numeric_limits<T>::lowest();
+            while (std::find(values.begin(), values.end(), unused) != values.end()) {
+                unused = std::nextafter(unused, T{0});
+            }
+            null_.set(unused);
+        }
+        const T null = null_.get<T>();
+        copy_ = std::make_unique_for_overwrite<std::byte[]>(values.size() * sizeof(T));
+        T *copy = reinterpret_cast<T *>(copy_.get());
+        std::transform(values.begin(), values.end(), copy,
+                       [&](T value) { return is_missing(value) ? null : value; });
+        data_ = copy;
+    }
+
+    Null null_;
+    const void *data_;
+    std::unique_ptr<std::byte[]> copy_;
+};
+
+}  // namespace front
+
+// The result of Mesh::isosurface: triangles on new nodes. Owns its arrays; outlives its mesh. Moves, does not
+// copy.
+class Surface {
+  public:
+    // Rows into points(). On grids the right-hand normal, in index space, points to the side below the level,
+    // on cell sets to the side at or above it.
+    std::span<const std::array<int, 3>> triangles() const {
+        return {reinterpret_cast<const std::array<int, 3> *>(triangles_.data()), triangles_.size() / 3};
+    }
+    std::span<const float> points() const { return points_.view(); }  // new nodes x 3, missing components 0
+    std::size_t npoints() const { return min_node_.size(); }
+    // Per triangle its cell: the packed number on grids, the global cell id on cell sets; empty unless kept.
+    std::span<const int> cells() const { return cells_.view(); }
+    std::span<const int> min_node() const {
+        return min_node_.view();
+    }  // per new node the ends of its edge ...
+    std::span<const int> max_node() const { return max_node_.view(); }
+    std::span<const float> parameter() const {
+        return parameter_.view();
+    }  // ... and its place on it, from 0 at min_node
+
+    // Carries other node data of the same mesh over to the new nodes: npoints() x components, of T or, in the
+    // second form, of data.type() into `out`. With null_value, a null at either end makes a null. Throws
+    // BadInput.
+    template <class T>
+    std::vector<T> carry(std::span<const T> values, int components = 1,
+                         std::optional<double> null_value = {}) const {
+        const DataView data(values, components);
+        std::vector<T> result(npoints() * static_cast<std::size_t>(components));
+        carry(data, result.data(), null_value);
+        return result;
+    }
+    void carry(const DataView &data, void *out, std::optional<double> null_value = {}) const {
+        if (data.rows() != nnodes_) {
+            throw BadInput("data has " + std::to_string(data.rows()) + " rows, but the mesh has " +
+                           std::to_string(nnodes_) + " nodes");
+        }
+        const front::Null null(data.type(), null_value);
+        front::Call call;
+        const int result = UTILeval_param(
+            static_cast<int>(npoints()), data.components(), static_cast<int>(data.type()), data.data(),
+            null.flag(), null.value(), min_node_.data(), max_node_.data(), parameter_.data(), out);
+        call.check(result, "carry");
+    }
+
+  private:
+    friend class Mesh;
+    Surface() = default;
+
+    std::size_t nnodes_ = 0;
+    front::Array<int> triangles_, cells_, min_node_, max_node_;
+    front::Array<float> points_, parameter_;
+};
+
+// One set of cells of one type for Mesh::cells: type as in "hex_1", connect: cells x nodes per cell.
+struct CellSet {
+    std::string type;
+    std::span<const int> connect;
+};
+
+// A mesh. Moves, does not copy. Views the coordinate and connectivity arrays that it was made from. The
+// makers throw BadInput.
+class Mesh {
+  public:
+    // Corners have as many components as the mesh has space dimensions, at least dims.size(). Both are
+    // copied.
+    static Mesh uniform(std::vector<int> dims, std::vector<float> lower, std::vector<float> upper) {
+        if (lower.size() != upper.size()) {
+            throw BadInput("upper has " + std::to_string(upper.size()) + " components, but lower has " +
+                           std::to_string(lower.size()));
+        }
+        std::vector<float> corners = lower;
+        corners.insert(corners.end(), upper.begin(), upper.end());
+        return build([&](MeshInfo **out) {
+            return isohost_mesh_uniform(int_size("dims", dims), dims.data(), int_size("lower", lower),
+                                        corners.data(), out);
+        });
+    }
+
+    // One strictly increasing list of grid lines an axis, copied.
+    static Mesh rectilinear(std::vector<std::vector<float>> axes) {
+        std::vector<int> dims;
+        std::vector<const float *> lines;
+        for (const std::vector<float> &axis : axes) {
+            dims.push_back(int_size("axis", axis));
+            lines.push_back(axis.data());
+        }
+        return build([&](MeshInfo **out) {
+            return isohost_mesh_rectilinear(int_size("axes", axes), dims.data(), lines.data(), out);
+        });
+    }
+
+    // coords: nodes x nspace, first axis fastest; kept alive by the caller.
+    static Mesh structured(std::vector<int> dims, std::span<const float> coords, int nspace = 3) {
+        check_length(dims, nspace, coords.size());
+        return build([&](MeshInfo **out) {
+            return isohost_mesh_structured(int_size("dims", dims), dims.data(), nspace, coords.data(), out);
+        });
+    }
+
+    // coords: nodes x nspace. coords and every connect are kept alive by the caller.
+    static Mesh cells(std::span<const float> coords, std::span<const CellSet> sets, int nspace = 3) {
+        const int nnodes = whole_rows("coords", int_size("coords", coords), nspace);
+        std::vector<IsohostCellSet> records;
+        for (const CellSet &set : sets) {
+            const std::string name = "sets[" + std::to_string(records.size()) + "].connect";
+            const int rows =
+                whole_rows(name, int_size(name, set.connect), isohost_cell_type_nodes(set.type.c_str()));
+            records.push_back({set.type.c_str(), rows, set.connect.data()});
+        }
+        return build([&](MeshInfo **out) {
+            return isohost_mesh_cells(nnodes, nspace, coords.data(), int_size("sets", records),
+                                      records.data(), out);
+        });
+    }
+
+    MeshInfo *info() { return mesh_.get(); }  // for the functions of isofield.h
+    int nnodes() const { return mesh_->nnodes; }
+
+    // The surface along which one scalar takes `level`. Throws BadInput, Interrupted or Error.
+    Surface isosurface(const DataView &data, double level, const IsosurfaceOptions &options = {}) {
+        front::Call call(&options.progress);
+        check_scalar(data);
+        if (std::isnan(level)) throw BadInput("level is nan, but must be a number");
+        if (mesh_->ndim == 1 || mesh_->ndim == 2) {
+            throw BadInput("the grid has " + std::to_string(mesh_->ndim) +
+                           " dimensions, but an isosurface needs 3");
+        }
+        const front::FiniteScalars scalars(data, options.null_value);
+        Surface surface = extract(call, scalars, data.type(), level, options.keep_cells);
+        place(call, surface, scalars, data.type(), level);
+        return surface;
+    }
+
+  private:
+    struct FreeMesh {
+        void operator()(MeshInfo *mesh) const { isohost_mesh_free(mesh); }
+    };
+
+    explicit Mesh(MeshInfo *mesh) : mesh_(mesh) {}
+
+    template <class Build>
+    static Mesh build(Build build_record) {
+        const front::Call call;
+        MeshInfo *mesh = nullptr;
+        if (!build_record(&mesh)) throw BadInput(front::Call::reports());
+        return Mesh(mesh);
+    }
+
+    template <class Range>
+    static int int_size(const std::string &name, const Range &range) {
+        if (range.size() > INT_MAX) {
+            throw BadInput(name + " has " + std::to_string(range.size()) +
+                           " elements, but there can be at most " + std::to_string(INT_MAX));
+        }
+        return static_cast<int>(range.size());
+    }
+
+    // A width that is no width is left to the builder to refuse.
+    static int whole_rows(const std::string &name, int size, int width) {
+        if (width < 1) return 1;
+        if (size % width != 0) {
+            throw BadInput(name + " has " + std::to_string(size) + " values, which are no whole rows of " +
+                           std::to_string(width));
+        }
+        return size / width;
+    }
+
+    // Sizes that the builder refuses are left to it.
+    static void check_length(const std::vector<int> &dims, int nspace, std::size_t size) {
+        if (dims.empty() || dims.size() > 3 || nspace < 1 || nspace > 3) return;
+        std::int64_t needed = nspace;
+        for (const int count : dims) {
+            if (count < 1 || needed > INT_MAX) return;
+            needed *= count;
+        }
+        if (needed <= INT_MAX && size != static_cast<std::size_t>(needed)) {
+            throw BadInput("coords has " + std::to_string(size) + " values, but the mesh needs " +
+                           std::to_string(needed));
+        }
+    }
+
+    void check_scalar(const DataView &data) const {
+        if (data.components() != 1) {
+            throw BadInput("data has " + std::to_string(data.components()) +
+                           " components, but must be a scalar");
+        }
+        if (!isohost_check_node_array(mesh_.get(), "data", data.rows()))
+            throw BadInput(front::Call::reports());
+    }
+
+    Surface extract(const front::Call &call, const front::FiniteScalars &scalars, ElementType type,
+                    double level, bool keep_cells) {
+        const auto nsets = static_cast<std::size_t>(std::max(mesh_->ncell_sets, 1));
+        std::vector<int> cell_count(nsets, 0);
+        std::vector<int *> cell_list(nsets, nullptr);
+        int nnew = 0, nlines = 0, line_size = 0, ntris = 0, tri_size = 0;
+        int *min_node = nullptr, *max_node = nullptr, *lines = nullptr, *triangles = nullptr;
+        const int result =
+            UTILisosurf(mesh_.get(), scalars.data(), static_cast<int>(type), scalars.null().flag(),
+                        scalars.null().value(), level, &nnew, &min_node, &max_node, &nlines, &lines,
+                        &line_size, &ntris, &triangles, &tri_size, keep_cells ? cell_count.data() : nullptr,
+                        keep_cells ? cell_list.data() : nullptr);
+        if (result < 1) call.check(result, "isosurface");
+        // From here on the arrays have owners, whatever is thrown.
+        const front::Array<int> unused_lines(lines, 0);
+        Surface surface;
+        surface.nnodes_ = static_cast<std::size_t>(mesh_->nnodes);
+        surface.triangles_ = {triangles, 3 * static_cast<std::size_t>(ntris)};
+        surface.min_node_ = {min_node, static_cast<std::size_t>(nnew)};
+        surface.max_node_ = {max_node, static_cast<std::size_t>(nnew)};
+        std::vector<front::Array<int>> lists(nsets);
+        for (std::size_t s = 0; s < nsets; ++s)
+            lists[s] = {cell_list[s], static_cast<std::size_t>(cell_count[s])};
+        call.check(result, "isosurface");
+        for (front::Array<int> *array : {&surface.triangles_, &surface.min_node_, &surface.max_node_})
+            array->fit();
+        if (keep_cells) surface.cells_ = join_cells(lists, static_cast<std::size_t>(ntris));
+        return surface;
+    }
+
+    // The lists of the volume sets, which make triangles, one after the other, as global cell ids.
+    front::Array<int> join_cells(std::vector<front::Array<int>> &lists, std::size_t ntris) const {
+        if (lists.size() == 1 && lists[0].size() == ntris) {
+            lists[0].fit();
+            return std::move(lists[0]);
+        }
+        front::Array<int> joined = front::Array<int>::make(ntris);
+        int *end = joined.data();
+        for (std::size_t s = 0; s < lists.size(); ++s) {
+            if (mesh_->cell_ndim[s] != 3) continue;
+            const int first = mesh_->cell_first[s];
+            end = std::transform(lists[s].view().begin(), lists[s].view().end(), end,
+                                 [first](int cell) { return first + cell; });
+        }
+        return joined;
+    }
+
+    // Finds where on its edge each new node lies, and its coordinates, in chunks that stay in the cache.
+    void place(const front::Call &call, Surface &surface, const front::FiniteScalars &scalars,
+               ElementType type, double level) {
+        constexpr std::size_t kChunk = 4096;
+        const std::size_t nnew = surface.npoints();
+        const auto nspace = static_cast<std::size_t>(mesh_->nspace);
+        surface.parameter_ = front::Array<float>::make(nnew);
+        surface.points_ = front::Array<float>::make(3 * nnew);
+        std::vector<float> narrow(nspace < 3 ? kChunk * nspace : 0);
+        for (std::size_t first = 0; first < nnew; first += kChunk) {
+            const int count = static_cast<int>(std::min(kChunk, nnew - first));
+            const int *a = surface.min_node_.data() + first;
+            const int *b = surface.max_node_.data() + first;
+            float *t = surface.parameter_.data() + first;
+            float *points = surface.points_.data() + 3 * first;
+            float *coords = nspace < 3 ? narrow.data() : points;
+            call.check(UTILget_param(count, static_cast<int>(type), scalars.data(), level, a, b, t),
+                       "isosurface");
+            call.check(UTILeval_coord(mesh_.get(), count, a, b, t, coords), "isosurface");
+            if (nspace < 3) widen(coords, nspace, static_cast<std::size_t>(count), points);
+        }
+    }
+
+    static void widen(const float *coords, std::size_t nspace, std::size_t count, float *points) {
+        for (std::size_t i = 0; i < count; ++i) {
+            for (std::size_t d = 0; d < 3; ++d)
+                points[3 * i + d] = d < nspace ? coords[i * nspace + d] : 0.0f;
+        }
+    }
+
+    std::unique_ptr<MeshInfo, FreeMesh> mesh_;
+};
+
+}  // namespace isofield
+#endif
