@@ -1,5 +1,5 @@
-/* The library from C, through the shared libraries: a sphere's surface in a uniform grid. Exits with 0 when its area and
- * its Euler number come out. */
+/* The library from C, through the shared libraries: a sphere's surface in a uniform grid. Exits with 0 when
+ * its area and its Euler number come out. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -33,8 +33,8 @@ int main(void) {
 
     int nnew, nlines, line_size, ntris, tri_size;
     int *min_node, *max_node, *lines, *tris;
-    if (UTILisosurf(mesh, distance, 5, 0, NULL, kRadius, &nnew, &min_node, &max_node, &nlines, &lines, &line_size,
-                    &ntris, &tris, &tri_size, NULL, NULL) != 1) {
+    if (UTILisosurf(mesh, distance, 5, 0, NULL, kRadius, &nnew, &min_node, &max_node, &nlines, &lines,
+                    &line_size, &ntris, &tris, &tri_size, NULL, NULL) != 1) {
         return 1;
     }
     float *t = malloc((size_t)nnew * sizeof(float));
