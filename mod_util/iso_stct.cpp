@@ -382,7 +382,7 @@ int slice_str(MeshInfo *mesh, const T *data, int null_flag, T null_value, double
     *min_node = results.min_node.release();
     *max_node = results.max_node.release();
     *tri_connect = results.tri_connect.release();
-    if (results.wants_cells) {
+    if (cell_count && cell_list) {
         *cell_count = results.ntris;
         *cell_list = results.cell_list.release();
     }
