@@ -2,9 +2,9 @@
 // exceptions. Stands on isofield.h and on the default host (isofield_default_host.h).
 //
 //     isofield::Mesh mesh = isofield::Mesh::uniform({181, 217, 181}, {0, 0, 0}, {180, 216, 180});
-//     isofield::Surface brain = mesh.isosurface(std::span<const unsigned char>(voxels), 80.0);
-//     for (const auto &triangle : brain.triangles()) use(brain.points(), triangle[0], triangle[1],
-//     triangle[2]);
+//     isofield::Surface brain = mesh.isosurface(voxels, 80.0);  // a vector or a span
+//     for (const std::array<int, 3> &triangle : brain.triangles()) { ... }  // rows into
+//     std::span<const float> points = brain.points();                       // npoints x 3
 //
 // While a call of this front runs, its reports are not written to standard error: they stand in the
 // exception. A program's error handler still gets them.
@@ -348,13 +348,10 @@ class Surface {
     std::size_t npoints() const { return min_node_.size(); }
     // Per triangle its cell: the packed number on grids, the global cell id on cell sets; empty unless kept.
     std::span<const int> cells() const { return cells_.view(); }
-    std::span<const int> min_node() const {
-        return min_node_.view();
-    }  // per new node the ends of its edge ...
+    // Per new node the ends of its edge, and its place on it, from 0 at min_node to 1 at max_node.
+    std::span<const int> min_node() const { return min_node_.view(); }
     std::span<const int> max_node() const { return max_node_.view(); }
-    std::span<const float> parameter() const {
-        return parameter_.view();
-    }  // ... and its place on it, from 0 at min_node
+    std::span<const float> parameter() const { return parameter_.view(); }
 
     // Carries other node data of the same mesh over to the new nodes: npoints() x components, of T or, in the
     // second form, of data.type() into `out`. With null_value, a null at either end makes a null. Throws

@@ -7,35 +7,41 @@
  * GLOSSARY
  *
  * Arrays      are plain and packed: coordinates are floats, node-major, `nspace` components per node; data
- * arrays are node-major, `veclen` components per node, in one of six element types. Shapes are written rows x
- * columns. Type codes  0 char (signed, 8 bits), 1 byte (unsigned, 8 bits), 2 short (16), 3 int (32), 4 float,
- * 5 double. Families    An operation on typed arrays is a dispatcher with a type code, and six members named
- * after the type
- *             (_char _byte _short _int _float _double) that do the work. Documented once, on the dispatcher.
- * A scalar of the data's type reaches a dispatcher by pointer and a member by value: as int for the four
- * integer types, as double for float and double. A member narrows it to its own type on entry. Mesh kinds
- * cells (coordinates and cell sets), and three regular kinds: structured (dims and coordinates), uniform
- *             (dims and two corners), rectilinear (dims and grid lines).
+ *             arrays are node-major, `veclen` components per node, in one of six element types. Shapes are
+ *             written rows x columns.
+ * Type codes  0 char (signed, 8 bits), 1 byte (unsigned, 8 bits), 2 short (16 bits), 3 int (32 bits),
+ *             4 float, 5 double.
+ * Families    An operation on typed arrays is a dispatcher with a type code, and six members named after the
+ *             type (_char _byte _short _int _float _double) that do the work. Documented once, on the
+ *             dispatcher. A scalar of the data's type reaches a dispatcher by pointer and a member by value:
+ *             as int for the four integer types, as double for float and double. A member narrows it to its
+ *             own type on entry.
+ * Mesh kinds  cells (coordinates and cell sets), and three regular kinds: structured (dims and coordinates),
+ *             uniform (dims and two corners), rectilinear (dims and grid lines).
  * Grids       Node (i, j, k) has the number i + dims[0] * (j + dims[1] * k). A cell is named by one of two
- * numbers: the packed number counts cells, (i + (dims[0]-1) * (j + (dims[1]-1) * k)); the corner number is
- * the number of the cell's lowest node. Each function says which it takes; they must never be mixed up. Cell
- * sets   Cells of one type stand in a set; a global cell id counts through the sets in order. Winding     See
- * the chapter on case tables for the corner numbering of each cell kind. Cells so numbered have positive
- *             volume.
+ *             numbers: the packed number counts cells, (i + (dims[0]-1) * (j + (dims[1]-1) * k)); the corner
+ *             number is the number of the cell's lowest node. Each function says which it takes; they must
+ *             never be mixed up.
+ * Cell sets   Cells of one type stand in a set; a global cell id counts through the sets in order.
+ * Winding     See the chapter on case tables for the corner numbering of each cell kind. Cells so numbered
+ *             have positive volume.
  * Levels      are doubles whatever the data's type. At or above (>=) is the upper side, without tolerance.
  * Nulls       mark missing data. A null is exact equality with the null value, in the data's own type; on
- * vector data the first component alone counts. A null pointer is allowed as null_value while the null flag
- * is 0. NaN is below every level and never equals a null. New nodes   of an extraction come as edges: new
- * node k lies between the nodes min_node[k] < max_node[k]. Where on the edge is found by UTILget_param,
- * coordinates by UTILeval_coord and data by UTILeval_param. Ownership   A result array (`T **out`) is made by
- * the host's ARRalloc_f and is the caller's, to be freed with ARRfree_f. It may be longer than what is used.
- * After a failure every result is empty: counts 0, pointers null. Working memory is freed before a call
- * returns. Results     1 is success and 0 failure unless the function says otherwise. A failure is reported
- * through the host's ERRerror, or on standard error where the function says so; a failed allocation may go
- * unreported. Progress    Long loops report percentages through the host and ask whether to stop. A stopped
- * operation frees what it holds and ends with the result its description tells, without a report. Threads No
- * function locks. A MeshInfo is written while operations run (its caches), so one mesh, with its copies,
- *             serves one operation at a time; different meshes may be worked on at once.
+ *             vector data the first component alone counts. A null pointer is allowed as null_value while the
+ *             null flag is 0. NaN is below every level and never equals a null.
+ * New nodes   of an extraction come as edges: new node k lies between the nodes min_node[k] < max_node[k].
+ *             Where on the edge is found by UTILget_param, coordinates by UTILeval_coord and data by
+ *             UTILeval_param.
+ * Ownership   A result array (`T **out`) is made by the host's ARRalloc_f and is the caller's, to be freed
+ *             with ARRfree_f. It may be longer than what is used. After a failure every result is empty:
+ *             counts 0, pointers null. Working memory is freed before a call returns.
+ * Results     1 is success and 0 failure unless the function says otherwise. A failure is reported through
+ *             the host's ERRerror, or on standard error where the function says so; a failed allocation may
+ *             go unreported.
+ * Progress    Long loops report percentages through the host and ask whether to stop. A stopped operation
+ *             frees what it holds and ends with the result its description tells, without a report.
+ * Threads     No function locks. A MeshInfo is written while operations run (its caches), so one mesh, with
+ *             its copies, serves one operation at a time; different meshes may be worked on at once.
  * Trust       Pointers, counts and node numbers are trusted. A host checks what people hand it. */
 #ifndef ISOFIELD_H
 #define ISOFIELD_H
@@ -65,10 +71,9 @@ extern "C" {
     DECLARE(float, float, double)     \
     DECLARE(double, double, double)
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Records
- * ================================================================================================================
- */
+ * ==================================================================================================== */
 
 typedef struct MeshInfo MeshInfo;
 typedef struct FieldFuncs FieldFuncs;
@@ -179,14 +184,14 @@ typedef union CellFuncs {
  * lives; the three cache words start at null, and the library stores there what the callbacks hand out, once
  * per record. A callback returns 1 or more on success, with its out pointer set. */
 struct MeshInfo {
-    void *host_id;      /* the host's own word */
-    int ndim;           /* dimensions of a grid, 1 to 3 */
-    int *dims;          /* ndim node counts, fastest axis first */
-    int nspace;         /* coordinate components per node, 1 to 3; may exceed ndim */
-    int nnodes;         /* nodes of the mesh */
-    float *points;      /* cache. Uniform: lower and upper corner, 2 x nspace. Rectilinear: dims[0] + ... +
-                           dims[ndim-1]      rows x nspace; the lines of axis d stand in column d of its own rows,
-                           other      columns unused */
+    void *host_id; /* the host's own word */
+    int ndim;      /* dimensions of a grid, 1 to 3 */
+    int *dims;     /* ndim node counts, fastest axis first */
+    int nspace;    /* coordinate components per node, 1 to 3; may exceed ndim */
+    int nnodes;    /* nodes of the mesh */
+    /* cache. Uniform: lower and upper corner, 2 x nspace. Rectilinear: dims[0] + ... + dims[ndim-1] rows of
+     * nspace; the lines of axis d stand in column d of its own rows, the other columns are unused. */
+    float *points;
     float *coords;      /* cache. nnodes x nspace */
     float coord_min[3]; /* lower corner of the coordinates */
     float coord_max[3]; /* upper corner */
@@ -224,10 +229,9 @@ ISOFIELD_API int UTILreplace_cell_set(MeshInfo *mesh, int set, int ncells, int *
  * negative id gives a negative *local, which is not tested. */
 ISOFIELD_API int UTILget_cell_id(const MeshInfo *mesh, int cell, int *local, int *set);
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Registry
- * ================================================================================================================
- */
+ * ==================================================================================================== */
 
 /* Hands the table of named functions to the host (OMadd_named_funcs) and returns the host's result. To be
  * called once, before a mesh is bound. A method's name is its slot's name: with the suffix _struct, _unif or
@@ -242,10 +246,9 @@ ISOFIELD_API extern const NamedFunc dproc_table[];
 ISOFIELD_API extern const char *const FIELD_FUNC_NAME[21];
 ISOFIELD_API extern const char *const SET_FUNC_NAME[13];
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Coordinates, connectivity and extents
- * ================================================================================================================
- */
+ * ==================================================================================================== */
 
 /* Writes the nodes of the packed cells `first` to `end` - 1 of a grid, one row a cell, to `out`: 2, 4 or 8
  * nodes for ndim 1, 2, 3, in the order c, c+1, c+d0+1, c+d0, then the same four one plane up. Never takes
@@ -255,9 +258,10 @@ ISOFIELD_API int UTILget_connect_struct(int ndim, const int *dims, int first, in
 /* Coordinates of the nodes `first` to `end` - 1 of a uniform or rectilinear grid, components comp_first to
  * comp_end - 1. Component d of row r is stored at out[r * (comp_end - comp_first) + d]: with comp_first above
  * 0 the output starts comp_first places into `out`, and `out` must have room for them. Components from ndim
- * on are points[d]. points  as in MeshInfo, of nspace columns An axis of one node takes the lower corner. The
- * rectilinear form splits node numbers along nspace axes, so `dims` must hold nspace counts there. Result 1.
- */
+ * on are points[d].
+ *   points  as in MeshInfo, of nspace columns
+ * An axis of one node takes the lower corner. The rectilinear form splits node numbers along nspace axes, so
+ * `dims` must hold nspace counts there. Result 1. */
 ISOFIELD_API int UTILget_coords_unif(int ndim, const int *dims, int nspace, const float *points, int first,
                                      int end, int comp_first, int comp_end, float *out);
 ISOFIELD_API int UTILget_coords_rect(int ndim, const int *dims, int nspace, const float *points, int first,
@@ -265,8 +269,7 @@ ISOFIELD_API int UTILget_coords_rect(int ndim, const int *dims, int nspace, cons
 
 /* Bounding box of the nodes that the cell sets reach, nspace floats each. Apart from the very first cell, the
  * first node of a cell takes no part: a node that is only ever the first of its cells does not widen the box.
- * Without cell sets min and max are left alone. Result 1, or 0 when coordinates or cells are not to be had.
- */
+ * Without cell sets min and max are left alone. Result 1; 0 when coordinates or cells are not to be had. */
 ISOFIELD_API int UTILfield_extent(MeshInfo *mesh, float *min, float *max);
 
 /* Bounding box of one cell, nspace floats each: on cell sets by global cell id (an id outside all sets: 0,
@@ -278,9 +281,9 @@ ISOFIELD_API int UTILcell_extent_struct(MeshInfo *mesh, int cell, float *min, fl
 ISOFIELD_API int UTILcell_extent_unif(MeshInfo *mesh, int cell, float *min, float *max);
 ISOFIELD_API int UTILcell_extent_rect(MeshInfo *mesh, int cell, float *min, float *max);
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Data arrays
- * ================================================================================================================
+ * ====================================================================================================
  * Plain operations on typed arrays. Counts below 1 do nothing and give 1; an unknown type code is reported
  * ("unknown data type") and gives 0. */
 
@@ -341,7 +344,9 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 /* Replaces rows by a test on another array: row i of `out` is `replacement` throughout when component `comp`
  * of row i of `in` is a null, is below `min` (with min_flag) or above `max` (with max_flag), and row i of
  * `src` otherwise. The limits are brought to the test array's type first, as in UTILclamp. Members stand for
- * every pair of types. in        n x stride, of in_type src, out  n x out_veclen, of out_type */
+ * every pair of types.
+ *   in        n x stride, of in_type
+ *   src, out  n x out_veclen, of out_type */
 ISOFIELD_API int UTILthreshold(int n, const void *in, int stride, int comp, int in_type, int null_flag,
                                const void *null_value, int min_flag, double min, int max_flag, double max,
                                const void *src, int out_veclen, int out_type, double replacement, void *out);
@@ -360,9 +365,9 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 #undef ISOFIELD_DECLARE_PAIR
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Case tables
- * ================================================================================================================
+ * ====================================================================================================
  * The geometry of cutting one cell by a level. Constant data of the library: read only, never freed. Nodes
  * are the cell's local numbers; the tables know nothing of meshes, and the same arrays serve cell sets and
  * grids.
@@ -462,8 +467,8 @@ ISOFIELD_API extern const unsigned char *const CUTnew_flag_list_type[6];
  *   CONTvalues_K              level of each new node: 0 lower, 1 upper; parallel to CONTmin_node_K
  *   CONTnedge1_K[r]           segments along the lower level
  *   CONTedge_ind1_K[r]        first element in CONTconnect_edge1_K: two new nodes a segment
- *   CONTnedge2_K[r], CONTedge_ind2_K[r], CONTconnect_edge2_K    the same along the upper level; no direction
- * is promised
+ *   CONTnedge2_K[r], CONTedge_ind2_K[r], CONTconnect_edge2_K    the same along the upper level; segments
+ *                             have no promised direction
  *
  * The others are as for cuts. */
 
@@ -492,9 +497,9 @@ ISOFIELD_CONTOUR_TABLES(tri)
 ISOFIELD_CONTOUR_TABLES(quad)
 #undef ISOFIELD_CONTOUR_TABLES
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Edge tables
- * ================================================================================================================
+ * ====================================================================================================
  * The map from an edge (two node numbers, in either order) to the number of its new node. Numbers count up
  * from 0 in the order of first sight. EdgeTable keys on the edge; EdgeTable2 on the edge and a level flag,
  * for bands that cross an edge twice. The flat form has a bucket per node. The rolling form (_str) has
@@ -613,24 +618,26 @@ ISOFIELD_API int UTILedge_table2_free_str(EdgeTable2Str *table, int **min_node, 
 ISOFIELD_API int UTILedge_table_delete_str(EdgeTableStr *table);
 ISOFIELD_API int UTILedge_table2_delete_str(EdgeTable2Str *table);
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Isosurfaces
- * ================================================================================================================
- */
+ * ==================================================================================================== */
 
 /* The surface along which a scalar takes one level: triangles on new nodes. There is no tolerance: a node at
  * the level counts as above it, so triangles may collapse to a line or a point; they are kept, and a closed
- * surface stays closed and manifold in its node numbers. A cell with a null node makes nothing. data nnodes
- * scalars of dtype nnew, min_node, max_node   the new nodes as edges, numbered in the order in which cells,
- * by number, meet them nlines, line_connect, line_size   segments from two-dimensional cells: nlines x 2 new
- * nodes; ints used ntris, tri_connect, tri_size      triangles from volume cells: ntris x 3 new nodes; ints
- * used cell_count, cell_list   both null, or: per set (one for a grid) the count of its elements, and a list
- * with each element's cell: its number within the set, on a grid its packed number On grids a triangle's
- * right-hand normal, in index space, points to the side below the level. Result 1 or 0; on a grid -1 when
- * interrupted. A mesh kind without the method is reported ("No isosurf function found\n"): 0.
- * Three-dimensional grids only in this version: another ndim gives 0. The method: W. Lorensen and H. Cline,
- * "Marching cubes: a high resolution 3D surface construction algorithm", 1987, with a fixed rule for
- * ambiguous faces (nodes above stay apart), so that the surface has no holes. */
+ * surface stays closed and manifold in its node numbers. A cell with a null node makes nothing.
+ *   data           nnodes scalars of dtype
+ *   nnew, min_node, max_node          the new nodes as edges, in the order in which the cells meet them
+ *   nlines, line_connect, line_size   segments from two-dimensional cells: nlines x 2 new nodes; ints used
+ *   ntris, tri_connect, tri_size      triangles from volume cells: ntris x 3 new nodes; ints used
+ *   cell_count, cell_list             both null; or per set (one for a grid) the count of its elements, and
+ *                                     a list with each element's cell: its number within the set, on a grid
+ *                                     its packed number
+ * On grids a triangle's right-hand normal, in index space, points to the side below the level.
+ * Result 1 or 0; on a grid -1 when interrupted. A mesh kind without the method is reported ("No isosurf
+ * function found\n"): 0. Three-dimensional grids only in this version: another ndim gives 0.
+ * The method: W. Lorensen and H. Cline, "Marching cubes: a high resolution 3D surface construction
+ * algorithm", 1987, with a fixed rule for ambiguous faces (nodes above stay apart), so that the surface has
+ * no holes. */
 ISOFIELD_API int UTILisosurf(MeshInfo *mesh, const void *data, int dtype, int null_flag,
                              const void *null_value, double level, int *nnew, int **min_node, int **max_node,
                              int *nlines, int **line_connect, int *line_size, int *ntris, int **tri_connect,
@@ -649,9 +656,9 @@ ISOFIELD_API int UTILslice_struct(MeshInfo *mesh, const void *data, int dtype, i
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 
-/* ================================================================================================================
+/* ====================================================================================================
  * Point lists
- * ================================================================================================================
+ * ====================================================================================================
  * Evaluation between pairs of nodes, which is what new nodes are, and gathering by node list. A negative node
  * number in list_a or list_b means that the pair is skipped: its output stays as it was. */
 
@@ -666,8 +673,10 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 
 /* Per pair, data at its parameter: a + t * (b - a) for each component; float arithmetic, truncated, for the
- * integer types. With null_flag a component that is null at either end is null. data  nnodes x veclen t
- * npairs out   npairs x veclen, of dtype */
+ * integer types. With null_flag a component that is null at either end is null.
+ *   data  nnodes x veclen
+ *   t     npairs
+ *   out   npairs x veclen, of dtype */
 ISOFIELD_API int UTILeval_param(int npairs, int veclen, int dtype, const void *data, int null_flag,
                                 const void *null_value, const int *list_a, const int *list_b, const float *t,
                                 void *out);
@@ -692,9 +701,9 @@ ISOFIELD_API int UTILeval_param_coord_rect(MeshInfo *mesh, int npairs, const int
 
 /* Coordinates of listed nodes. The meaning of `list` depends on the mesh kind:
  *   cell sets  scatters: list has nnodes entries, and node n goes to row list[n] of `out`, or nowhere when
- * that is negative; count is not read grids      gathers: row k of `out` is node list[k], k below count;
- * negative entries are not allowed out: rows of nspace floats. A mesh kind without the method is told on
- * standard error: 0. Result 1 or 0. */
+ *              that is negative; count is not read
+ *   grids      gathers: row k of `out` is node list[k], k below count; negative entries are not allowed
+ * out: rows of nspace floats. A mesh kind without the method is told on standard error: 0. Result 1 or 0. */
 ISOFIELD_API int UTILget_coord_list(MeshInfo *mesh, int count, const int *list, float *out);
 ISOFIELD_API int UTILcoord_list(MeshInfo *mesh, int count, const int *list, float *out);
 ISOFIELD_API int UTILcoord_list_struct(MeshInfo *mesh, int count, const int *list, float *out);
@@ -703,7 +712,8 @@ ISOFIELD_API int UTILcoord_list_rect(MeshInfo *mesh, int count, const int *list,
 
 /* Data rows of listed nodes, scattered or gathered as in UTILget_coord_list. The result is a size, not a
  * status: the bytes written, 0 when there were none. An unknown dtype writes nothing and gives some nonzero
- * number. data, out  rows of veclen elements of dtype */
+ * number.
+ *   data, out  rows of veclen elements of dtype */
 ISOFIELD_API int UTILget_data_list(MeshInfo *mesh, int dtype, int veclen, const void *data, int count,
                                    const int *list, void *out);
 ISOFIELD_API int UTILdata_list(MeshInfo *mesh, int dtype, int veclen, const void *data, int count,

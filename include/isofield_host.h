@@ -26,12 +26,12 @@ typedef struct NamedFunc {
     const char *name;
 } NamedFunc;
 
-/* ---- Arrays
- * ---------------------------------------------------------------------------------------------------- Result
- * arrays are made here and handed to the library's caller. Two facts bind a host: the library frees some of
- * these arrays by the standard free, so they must be blocks that free accepts; and it grows them in small
- * fixed steps, so a reallocation that copies each time is slow. `file` and `line` say where the library
- * called; `reserved` is 0. */
+/* ---- Arrays ----
+ *
+ * Result arrays are made here and handed to the library's caller. Two facts bind a host: the library frees
+ * some of these arrays by the standard free, so they must be blocks that free accepts; and it grows them
+ * in small fixed steps, so a reallocation that copies each time is slow. `file` and `line` say where the
+ * library called; `reserved` is 0. */
 
 /* Allocates `count` elements of type code `type`, not cleared. Returns null when out of memory. */
 ISOFIELD_HOST_API void *ARRalloc_f(void *reserved, int type, int count, void *reserved2, const char *file,
@@ -45,8 +45,7 @@ ISOFIELD_HOST_API void *ARRrealloc_f(void *ptr, int type, int count, void *reser
 /* Frees `ptr`. The library never passes null. */
 ISOFIELD_HOST_API void ARRfree_f(void *ptr, const char *file, int line);
 
-/* ---- Reports
- * --------------------------------------------------------------------------------------------------- */
+/* ---- Reports ------------------------------------------------------------------------------------ */
 
 /* Reports a failure: `module` names the reporting operation, `text` is a printf format, in the library always
  * literal text. `level` and `severity` are always 1 and 2. Returns to the library, which then returns 0 to
@@ -57,8 +56,7 @@ ISOFIELD_HOST_API void ERRerror(const char *module, int level, int severity, con
  * so this must free memory or end the process. */
 ISOFIELD_HOST_API void ERRout_of_memory(const char *text);
 
-/* ---- Progress and interruption
- * --------------------------------------------------------------------------------- */
+/* ---- Progress and interruption ------------------------------------------------------------------ */
 
 /* Opens the range `lo` to `hi` (percent, 0 to 100) inside the current one; ranges nest and are always closed.
  */
@@ -69,15 +67,13 @@ ISOFIELD_HOST_API void OMpop_status_range(void);
  * `*interrupt` a nonzero word when the operation is to stop. The result is never used. */
 ISOFIELD_HOST_API int OMstatus_check(int percent, const char *text, int *interrupt);
 
-/* ---- Registry
- * -------------------------------------------------------------------------------------------------- */
+/* ---- Registry ----------------------------------------------------------------------------------- */
 
 /* Registers `count` named functions; `table` stays valid for the life of the process. Some names stand twice
  * with the same function. The result is handed back by FLD_METHinit. */
 ISOFIELD_HOST_API int OMadd_named_funcs(const NamedFunc *table, int count);
 
-/* ---- Small matrices
- * -------------------------------------------------------------------------------------------- */
+/* ---- Small matrices ----------------------------------------------------------------------------- */
 
 /* out (m x p) = a (m x n) times b (n x p). `out` may be `a` or `b`. */
 ISOFIELD_HOST_API void MATvec_by_mat(const float *a, const float *b, float *out, int m, int n, int p);
@@ -99,8 +95,7 @@ ISOFIELD_HOST_API void MATmat4_translate(float *m, float x, float y, float z);
 /* Called once before boundary edges are extracted, for hosts that keep a table of square roots. */
 ISOFIELD_HOST_API void MATbuild_sqrt_table(void);
 
-/* ---- Element types
- * --------------------------------------------------------------------------------------------- */
+/* ---- Element types ------------------------------------------------------------------------------ */
 
 /* Bytes per element, by type code. */
 ISOFIELD_HOST_API extern const int DTYPEtype_size[6];
@@ -115,8 +110,7 @@ ISOFIELD_HOST_API void UTILtype_to_double(double *out, const void *value, int ty
 ISOFIELD_HOST_API void UTILtype_to_float(float *out, const void *value, int type);
 ISOFIELD_HOST_API void UTILdouble_to_type(void *to, double value, int type);
 
-/* ---- Structured connectivity
- * ----------------------------------------------------------------------------------- */
+/* ---- Structured connectivity -------------------------------------------------------------------- */
 
 /* The contract of UTILget_connect_struct, to which a host may bind it. */
 ISOFIELD_HOST_API int get_connect_struct(int ndim, const int *dims, int first, int end, int *out);
