@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <random>
 #include <string>
 
 #include "support.hpp"
@@ -267,6 +268,37 @@ TEST(Param, GridCoordinatesBetweenAnyNodes) {
                 expected = from + t[n] * (coords[3 * static_cast<std::size_t>(b[n]) + d] - from);
             }
             ASSERT_EQ(out[3 * n + d], expected) << n;
+        }
+    }
+}
+
+// Node numbers are split without dividing: exact up to the largest, on either side of every row and plane.
+TEST(Param, LargeNodeNumbersSplitExactly) {
+    for (const std::vector<int> &dims : {std::vector{46339, 46339, 1},
+                                         {3, 7, 102261126},
+                                         {1021, 1019, 2063},
+                                         {1, 2147483646, 1},
+                                         {65536, 32767, 1}}) {
+        const MeshPtr mesh = unit_grid(dims);
+        std::mt19937 random(7);
+        std::vector<int> nodes = {0, mesh->nnodes - 1};
+        for (int n = 0; n < 3000; ++n) {
+            const int row = static_cast<int>(random() % static_cast<unsigned>(mesh->nnodes / dims[0]));
+            nodes.push_back(row * dims[0]);
+            nodes.push_back(row * dims[0] + dims[0] - 1);
+        }
+        const int count = static_cast<int>(nodes.size());
+        const std::vector<float> t(nodes.size(), 0.0f);
+        std::vector<float> between(3 * nodes.size()), listed(3 * nodes.size());
+        UTILeval_coord(mesh.get(), count, nodes.data(), nodes.data(), t.data(), between.data());
+        UTILget_coord_list(mesh.get(), count, nodes.data(), listed.data());
+        for (std::size_t n = 0; n < nodes.size(); ++n) {
+            const int index[3] = {nodes[n] % dims[0], nodes[n] / dims[0] % dims[1],
+                                  nodes[n] / dims[0] / dims[1]};
+            for (std::size_t d = 0; d < 3; ++d) {
+                ASSERT_EQ(listed[3 * n + d], static_cast<float>(index[d])) << nodes[n];
+                ASSERT_EQ(between[3 * n + d], static_cast<float>(index[d])) << nodes[n];
+            }
         }
     }
 }
