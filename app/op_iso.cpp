@@ -26,18 +26,6 @@ struct IsoOptions {
     OutputOptions output;
 };
 
-// The nulls of an array that cannot hold the value are none.
-std::optional<double> null_for(isofield::ElementType type, std::optional<double> value) {
-    using isofield::ElementType;
-    if (!value || type == ElementType::kDouble) return value;
-    if (type == ElementType::kFloat) return static_cast<float>(*value);
-    const int bits = static_cast<int>(8 * isofield::size_of(type));
-    const double lower = type == ElementType::kByte ? 0 : -std::ldexp(1, bits - 1);
-    const double upper = std::ldexp(1, type == ElementType::kByte ? bits : bits - 1) - 1;
-    const bool held = *value >= lower && *value <= upper && *value == std::floor(*value);
-    return held ? value : std::nullopt;
-}
-
 std::string read_line(const Dataset &dataset, const DataArray &array, const ComponentRange &range,
                       const std::string &seconds) {
     std::string line = "read   " + dataset.path + ": " + dataset.description + ", " + dataset.dims_text() +
@@ -57,7 +45,7 @@ std::string empty_reason(const ComponentRange &range, double level) {
 isofield::Surface extract(isofield::Mesh &mesh, const NodeData &data, const IsoOptions &options,
                           Console &console) {
     isofield::IsosurfaceOptions settings;
-    settings.null_value = null_for(data.type, options.null_value);
+    settings.null_value = options.null_value;
     settings.progress = [&console](int percent) {
         console.progress("isosurface", percent);
         return isohost_interrupted() == 0;
@@ -75,7 +63,8 @@ std::vector<PointArray> carry_arrays(const isofield::Surface &surface,
     std::vector<PointArray> carried;
     for (const DataArray *array : arrays) {
         const NodeData data = node_data(*array, console);
-        PointArray result{array->name, data.type, data.components, {}, null_for(data.type, null_value)};
+        PointArray result{
+            array->name, data.type, data.components, {}, isofield::null_of(data.type, null_value)};
         result.values.resize(surface.npoints() * static_cast<std::size_t>(data.components) *
                              isofield::size_of(data.type));
         if (!result.values.empty()) surface.carry(data.view(), result.values.data(), result.null_value);

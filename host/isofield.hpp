@@ -60,6 +60,18 @@ inline std::size_t size_of(ElementType type) {
     return static_cast<std::size_t>(DTYPEtype_size[static_cast<int>(type)]);
 }
 
+// A null value as elements of a type hold it: rounded to float, or none where the type has no such value, so
+// that no element equals it. NaN and infinite values are none; they count as missing in any case.
+inline std::optional<double> null_of(ElementType type, std::optional<double> value) {
+    if (!value || !std::isfinite(*value)) return {};
+    double element = 0;  // room for any type
+    double held = 0;
+    UTILdouble_to_type(&element, *value, static_cast<int>(type));
+    UTILtype_to_double(&held, &element, static_cast<int>(type));
+    const bool rounded = type == ElementType::kFloat && std::isfinite(held);
+    return held == *value || rounded ? std::optional(held) : std::nullopt;
+}
+
 namespace front {
 
 template <class T>
@@ -239,14 +251,10 @@ class Call {
 // A null value in the data's own type, as the library takes it.
 class Null {
   public:
-    // A value that the type can't hold equals no element, so that it is no null. NaN and infinite values
-    // count as missing in any case.
     Null(ElementType type, std::optional<double> value) {
-        if (!value || !std::isfinite(*value)) return;
-        UTILdouble_to_type(&storage_, *value, static_cast<int>(type));
-        double stored = 0;
-        UTILtype_to_double(&stored, &storage_, static_cast<int>(type));
-        set_ = stored == *value || (type == ElementType::kFloat && std::isfinite(stored));
+        const std::optional<double> held = null_of(type, value);
+        if (held) UTILdouble_to_type(&storage_, *held, static_cast<int>(type));
+        set_ = held.has_value();
     }
 
     template <class T>

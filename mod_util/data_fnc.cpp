@@ -108,8 +108,6 @@ int threshold_scalar(int n, const T *in, bool has_null, T null_value, bool inclu
     const LeastAbove<T> least = least_above<T>(level, inclusive);
     if (!least.exists) {
         std::fill_n(mask, std::max(n, 0), low);
-    } else if (low == 0 && high == 1) {
-        for (int i = 0; i < n; ++i) mask[i] = in[i] >= least.value;
     } else {
         for (int i = 0; i < n; ++i) mask[i] = in[i] >= least.value ? high : low;
     }

@@ -198,7 +198,11 @@ class Sweep {
                 if (!results_.reserve(most_new_nodes(nactive, j, k), std::int64_t{nactive} * kMaxTris)) {
                     return Outcome::kFailed;
                 }
-                add_row(j, k, nactive);
+                if (has_nulls_) {
+                    add_row<true>(j, k, nactive);
+                } else {
+                    add_row<false>(j, k, nactive);
+                }
             }
             std::swap(lower, upper);
         }
@@ -283,6 +287,7 @@ class Sweep {
         int nnew;
     };
 
+    template <bool kNulls>
     void add_row(int j, int k, int nactive) {
         const int row = j * d0_;
         const int first_node = k * plane_ + row;
@@ -298,7 +303,7 @@ class Sweep {
             const CasePlan &plan = kPlans[cases[i]];
             const std::ptrdiff_t place = 3 * static_cast<std::ptrdiff_t>(row + i);
             const int node = first_node + i;
-            if (has_nulls_) {
+            if constexpr (kNulls) {
                 add_nodes(plan, place, node, ends, [&](unsigned e) { return slot_[e][place] < 0; });
             } else if (i == 0 || behind_row != 6u) {
                 const unsigned first_seen = kFirstSeen[behind_row | (i > 0 ? 1u : 0u)];
@@ -382,10 +387,8 @@ int slice_str(MeshInfo *mesh, const T *data, int null_flag, T null_value, double
     *min_node = results.min_node.release();
     *max_node = results.max_node.release();
     *tri_connect = results.tri_connect.release();
-    if (cell_count && cell_list) {
-        *cell_count = results.ntris;
-        *cell_list = results.cell_list.release();
-    }
+    if (cell_count) *cell_count = results.ntris;
+    if (results.wants_cells) *cell_list = results.cell_list.release();
     return 1;
 }
 

@@ -3,11 +3,8 @@
 #ifndef ISOFIELD_MOD_UTIL_MESH_ACCESS_HPP
 #define ISOFIELD_MOD_UTIL_MESH_ACCESS_HPP
 
-#include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
-#include <cstdint>
 
 #include "isofield.h"
 
@@ -60,21 +57,17 @@ inline LocalCell find_local_cell(const MeshInfo *mesh, int cell) {
 
 // ---- Grids
 
-// Division of node numbers by a fixed divisor: a multiplication and a shift instead, exact for 0 <= n < 2^31.
-// (T. Granlund and P. Montgomery, "Division by invariant integers using multiplication", 1994.)
+// Quotients of node numbers by a fixed divisor, in loops that compilers turn into vector code. (n + 1/2) /
+// divisor keeps away from whole numbers by more than the rounding of the product, so that truncating it is
+// exact for every int n >= 0.
 class Divider {
   public:
-    explicit Divider(int divisor)
-        : shift_(31 + std::bit_width(static_cast<std::uint32_t>(divisor - 1))),
-          factor_((std::uint64_t{1} << shift_) / static_cast<std::uint32_t>(divisor) + 1) {}
+    explicit Divider(int divisor) : inverse_(1.0 / divisor) {}
 
-    int operator()(int n) const {
-        return static_cast<int>((static_cast<std::uint32_t>(n) * factor_) >> shift_);
-    }
+    int operator()(int n) const { return static_cast<int>((n + 0.5) * inverse_); }
 
   private:
-    int shift_;
-    std::uint64_t factor_;
+    double inverse_;
 };
 
 using GridIndex = std::array<int, 3>;

@@ -110,27 +110,22 @@ struct BlockIndices {
     int axis[3][kBlock];
 };
 
-// Integer quotients by a fixed divisor, through doubles: (n + 1/2) / divisor keeps away from whole numbers by
-// more than the rounding of the product, so that truncating it is exact for all ints.
-void divide(int count, const int *n, int divisor, int *quotient) {
-    const double inverse = 1.0 / divisor;
-    for (int i = 0; i < count; ++i) quotient[i] = static_cast<int>((n[i] + 0.5) * inverse);
-}
-
 void split_block(int ndim, const int *dims, int count, const int *nodes, BlockIndices &index) {
+    if (ndim == 1) {
+        std::copy_n(nodes, count, index.axis[0]);
+        return;
+    }
     int row[kBlock];
-    const int *rest = nodes;
-    if (ndim > 1) {
-        divide(count, nodes, dims[0], row);
-        for (int i = 0; i < count; ++i) index.axis[0][i] = nodes[i] - row[i] * dims[0];
-        rest = row;
+    const Divider by0(dims[0]);
+    for (int i = 0; i < count; ++i) row[i] = by0(nodes[i]);
+    for (int i = 0; i < count; ++i) index.axis[0][i] = nodes[i] - row[i] * dims[0];
+    if (ndim == 2) {
+        std::copy_n(row, count, index.axis[1]);
+        return;
     }
-    if (ndim > 2) {
-        divide(count, row, dims[1], index.axis[2]);
-        for (int i = 0; i < count; ++i) index.axis[1][i] = row[i] - index.axis[2][i] * dims[1];
-    } else {
-        std::copy_n(rest, count, index.axis[ndim - 1]);
-    }
+    const Divider by1(dims[1]);
+    for (int i = 0; i < count; ++i) index.axis[2][i] = by1(row[i]);
+    for (int i = 0; i < count; ++i) index.axis[1][i] = row[i] - index.axis[2][i] * dims[1];
 }
 
 bool any_negative(int count, const int *a, const int *b) {

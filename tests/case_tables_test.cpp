@@ -428,18 +428,6 @@ TEST(CutHex, DiagonalNodesStayApartSoThatACaseAndItsComplementLeaveAGap) {
     EXPECT_EQ(sum * 6, 5 * 6 * 16 * 16 * 16);  // five sixths of the cell
 }
 
-TEST(CutHex, SettledRowsStand) {
-    const Row row = expand(Hex::kCut, 105);
-    const std::vector<Edge> edges = {{0, 1}, {2, 3}, {3, 7}, {0, 4}, {2, 6}, {1, 5}, {4, 5}, {6, 7}};
-    for (size_t i = 0; i < edges.size(); i++) EXPECT_EQ(row.new_nodes[i].edge, edges[i]);
-    enum { a = kNew, b, c, d, e, f, g, h };
-    EXPECT_EQ(row.cells,
-              (std::vector<Polygon>{
-                  {f, 6, g, 5}, {e, 6, g, f}, {g, e, h, 6}, {d, 3, c, a}, {d, 0, 3, a}, {a, 3, c, b}}));
-    EXPECT_EQ(CUTncell_hex[254], 13);
-    EXPECT_EQ(CUTncell_hex[127], 11);
-}
-
 // ---- Contours ----------------------------------------------------------------------------------------
 
 TYPED_TEST(PlaneKinds, ContourIndexCountsTheCasesThatTwoLevelsCross) {
@@ -618,15 +606,7 @@ TEST(SlicesOfNeighbours, DrawTheSameSegmentsOnTheirCommonFace) {
     }
 }
 
-TEST(SliceTables, SettledRowsAndSplitsStand) {
-    const std::vector<Edge> row60 = {{3, 0}, {2, 1}, {2, 6}, {3, 7}, {5, 6}, {5, 1}, {4, 0}, {4, 7}};
-    for (size_t i = 0; i < row60.size(); i++) {
-        EXPECT_EQ(Edge(left_vert_hex[60][i], right_vert_hex[60][i]), row60[i]);
-    }
-    EXPECT_EQ(std::vector<int>(std::begin(nppoly_hex[60]), std::end(nppoly_hex[60])),
-              (std::vector{4, 4, 0, 0}));
-    EXPECT_EQ(std::vector<int>(std::begin(nppoly_prism[21]), std::end(nppoly_prism[21])),
-              (std::vector{3, 4, 0, 0}));
+TEST(SliceTables, SplitsStand) {
     EXPECT_EQ(fan<Hex>(7), (std::vector<Polygon>{{0, 1, 2}, {0, 2, 3}, {0, 3, 6}, {3, 4, 6}, {4, 5, 6}}));
     EXPECT_EQ(fan<Prism>(6), (std::vector<Polygon>{{0, 1, 2}, {0, 2, 3}, {0, 3, 5}, {3, 4, 5}}));
     EXPECT_EQ(fan<Tet>(5), (std::vector<Polygon>{{0, 2, 1}, {0, 3, 2}, {0, 4, 3}}));
