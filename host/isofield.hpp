@@ -3,8 +3,15 @@
 //
 //     isofield::Mesh mesh = isofield::Mesh::uniform({181, 217, 181}, {0, 0, 0}, {180, 216, 180});
 //     isofield::Surface brain = mesh.isosurface(voxels, 80.0);  // a vector or a span
-//     for (const std::array<int, 3> &triangle : brain.triangles()) { ... }  // rows into
+//     for (const isofield::Triangle &triangle : brain.triangles()) { ... }  // rows into
 //     std::span<const float> points = brain.points();                       // npoints x 3
+//
+// Cell meshes are made from sets of cells of one type; see isofield_default_host.h for the order of nodes:
+//
+//     const isofield::CellSet sets[] = {{"hex_1", hexahedra}, {"tri_1", skin}};
+//     isofield::Mesh part = isofield::Mesh::cells(coords, sets);
+//     isofield::Surface sheet = part.isosurface(temperature, 300.0);
+//     isofield::Polylines lines = isofield::join_lines(sheet.lines(), sheet.npoints());
 //
 // While a call of this front runs, its reports are not written to standard error: they stand in the
 // exception. A program's error handler still gets them.
@@ -144,11 +151,11 @@ class DataView {
 // Called with a percentage from 0 to 100; returns false to stop the operation.
 using Progress = std::function<bool(int percent)>;
 
-// Settings of an isosurface. NaN and infinite values always count as missing.
-struct IsosurfaceOptions {
+// Settings of an extraction. NaN and infinite values always count as missing.
+struct ExtractionOptions {
     std::optional<double> null_value;  // cells with a node of this value make nothing
     Progress progress;
-    bool keep_cells = false;  // fill Surface::cells
+    bool keep_cells = false;  // fill the result's cells
 };
 
 namespace front {
@@ -343,19 +350,12 @@ class FiniteScalars {
 
 }  // namespace front
 
-// The result of Mesh::isosurface: triangles on new nodes. Owns its arrays; outlives its mesh. Moves, does not
-// copy.
-class Surface {
+// The nodes that an extraction makes, each on an edge of its mesh. Owns its arrays; outlives its mesh. Moves,
+// does not copy.
+class NewNodes {
   public:
-    // Rows into points(). On grids the right-hand normal, in index space, points to the side below the level,
-    // on cell sets to the side at or above it.
-    std::span<const std::array<int, 3>> triangles() const {
-        return {reinterpret_cast<const std::array<int, 3> *>(triangles_.data()), triangles_.size() / 3};
-    }
-    std::span<const float> points() const { return points_.view(); }  // new nodes x 3, missing components 0
+    std::span<const float> points() const { return points_.view(); }  // npoints x 3, missing components 0
     std::size_t npoints() const { return min_node_.size(); }
-    // Per triangle its cell: the packed number on grids, the global cell id on cell sets; empty unless kept.
-    std::span<const int> cells() const { return cells_.view(); }
     // Per new node the ends of its edge, and its place on it, from 0 at min_node to 1 at max_node.
     std::span<const int> min_node() const { return min_node_.view(); }
     std::span<const int> max_node() const { return max_node_.view(); }
@@ -385,14 +385,109 @@ class Surface {
         call.check(result, "carry");
     }
 
+  protected:
+    NewNodes() = default;
+
   private:
     friend class Mesh;
-    Surface() = default;
 
-    std::size_t nnodes_ = 0;
-    front::Array<int> triangles_, cells_, min_node_, max_node_;
+    std::size_t nnodes_ = 0;  // of the mesh
+    front::Array<int> min_node_, max_node_;
     front::Array<float> points_, parameter_;
 };
+
+using Line = std::array<int, 2>;
+using Triangle = std::array<int, 3>;
+
+// The result of Mesh::isolines: segments on new nodes.
+class Isolines : public NewNodes {
+  public:
+    // Rows into points(). Their direction tells nothing of which side is above.
+    std::span<const Line> lines() const {
+        return {reinterpret_cast<const Line *>(lines_.data()), lines_.size() / 2};
+    }
+    // Per line its cell: the packed number on grids, the global cell id on cell sets; empty unless kept.
+    std::span<const int> line_cells() const { return line_cells_.view(); }
+
+  private:
+    friend class Mesh;
+    front::Array<int> lines_, line_cells_;
+};
+
+// The result of Mesh::isosurface: triangles from volume cells, and lines from two-dimensional cells, on the
+// same new nodes.
+class Surface : public Isolines {
+  public:
+    // Rows into points(). The right-hand normal points to the side at or above the level on cell sets, and in
+    // index space to the side below it on grids.
+    std::span<const Triangle> triangles() const {
+        return {reinterpret_cast<const Triangle *>(triangles_.data()), triangles_.size() / 3};
+    }
+    std::span<const int> cells() const { return cells_.view(); }  // per triangle, as line_cells()
+
+  private:
+    friend class Mesh;
+    front::Array<int> triangles_, cells_;
+};
+
+// Lines joined end to end. A closed one ends in the node that it starts with.
+struct Polylines {
+    std::vector<int> offsets = {0};  // per line where its nodes start, and the end of the last one's
+    std::vector<int> nodes;
+
+    std::size_t size() const { return offsets.size() - 1; }
+    std::span<const int> operator[](std::size_t line) const {
+        const auto first = static_cast<std::size_t>(offsets[line]);
+        return {nodes.data() + first, static_cast<std::size_t>(offsets[line + 1]) - first};
+    }
+};
+
+// Joins lines wherever just two meet in a node: each line is in one polyline, in either direction. Open
+// polylines come first, by their first node; closed ones follow. npoints: above every node number.
+inline Polylines join_lines(std::span<const Line> lines, std::size_t npoints) {
+    // Per node the lines that end there.
+    std::vector<int> first(npoints + 1, 0);
+    for (const Line &line : lines) {
+        for (const int node : line) ++first[static_cast<std::size_t>(node) + 1];
+    }
+    for (std::size_t n = 0; n < npoints; ++n) first[n + 1] += first[n];
+    std::vector<int> at_node(2 * lines.size());
+    std::vector<int> end(first.begin(), first.end() - 1);
+    for (std::size_t l = 0; l < lines.size(); ++l) {
+        for (const int node : lines[l]) {
+            at_node[static_cast<std::size_t>(end[static_cast<std::size_t>(node)]++)] = static_cast<int>(l);
+        }
+    }
+    std::vector<char> used(lines.size(), 0);
+    Polylines joined;
+    const auto degree = [&](std::size_t node) { return first[node + 1] - first[node]; };
+    const auto follow = [&](std::size_t start, std::size_t line) {
+        joined.nodes.push_back(static_cast<int>(start));
+        for (std::size_t node = start;;) {
+            used[line] = 1;
+            const Line &ends = lines[line];
+            node = static_cast<std::size_t>(ends[static_cast<std::size_t>(ends[0]) == node ? 1 : 0]);
+            joined.nodes.push_back(static_cast<int>(node));
+            if (degree(node) != 2) break;
+            const auto here = static_cast<std::size_t>(first[node]);
+            const auto next = static_cast<std::size_t>(
+                at_node[used[static_cast<std::size_t>(at_node[here])] ? here + 1 : here]);
+            if (used[next]) break;
+            line = next;
+        }
+        joined.offsets.push_back(static_cast<int>(joined.nodes.size()));
+    };
+    for (const bool closed : {false, true}) {
+        for (std::size_t node = 0; node < npoints; ++node) {
+            if ((degree(node) == 2) != closed) continue;
+            for (int i = first[node]; i < first[node + 1]; ++i) {
+                const auto line = static_cast<std::size_t>(at_node[static_cast<std::size_t>(i)]);
+                if (!used[line]) follow(node, line);
+            }
+        }
+    }
+    return joined;
+}
 
 // One set of cells of one type for Mesh::cells: type as in "hex_1", connect: cells x nodes per cell.
 struct CellSet {
@@ -459,19 +554,67 @@ class Mesh {
     MeshInfo *info() { return mesh_.get(); }  // for the functions of isofield.h
     int nnodes() const { return mesh_->nnodes; }
 
-    // The surface along which one scalar takes `level`. Throws BadInput, Interrupted or Error.
-    Surface isosurface(const DataView &data, double level, const IsosurfaceOptions &options = {}) {
+    // The surface along which one scalar takes `level`: triangles from volumes, lines from two-dimensional
+    // cells and grids. Throws BadInput, Interrupted or Error.
+    Surface isosurface(const DataView &data, double level, const ExtractionOptions &options = {}) {
         front::Call call(&options.progress);
         check_scalar(data);
-        if (std::isnan(level)) throw BadInput("level is nan, but must be a number");
-        if (mesh_->ndim == 1 || mesh_->ndim == 2) {
-            throw BadInput("the grid has " + std::to_string(mesh_->ndim) +
-                           " dimensions, but an isosurface needs 3");
+        check_level(level);
+        if (mesh_->ndim == 1) throw BadInput("the grid has 1 dimension, but an isosurface needs 2 or 3");
+        const int *ndim = mesh_->cell_ndim;
+        if (const int *line = std::find(ndim, ndim + mesh_->ncell_sets, 1); line < ndim + mesh_->ncell_sets) {
+            throw BadInput("sets[" + std::to_string(line - ndim) +
+                           "] holds lines, of which an isosurface has no part; leave the set out");
         }
         const front::FiniteScalars scalars(data, options.null_value);
-        Surface surface = extract(call, scalars, data.type(), level, options.keep_cells);
-        place(call, surface, scalars, data.type(), level);
+        Surface surface;
+        {
+            Extraction made(*mesh_, options.keep_cells);
+            int ntris = 0, tri_size = 0;
+            int *triangles = nullptr;
+            const int result = UTILisosurf(
+                mesh_.get(), scalars.data(), static_cast<int>(data.type()), scalars.null().flag(),
+                scalars.null().value(), level, &made.nnew, &made.min_node, &made.max_node, &made.nlines,
+                &made.lines, &made.line_size, &ntris, &triangles, &tri_size, made.counts(), made.lists());
+            made.take_nodes_and_lines(surface);
+            surface.triangles_ = {triangles, 3 * static_cast<std::size_t>(ntris)};
+            call.check(result, "isosurface");
+            surface.triangles_.fit();
+            if (options.keep_cells) {
+                surface.cells_ = made.join_cells(3, static_cast<std::size_t>(ntris));
+                surface.line_cells_ = made.join_cells(2, static_cast<std::size_t>(made.nlines));
+            }
+        }
+        place(call, "isosurface", surface, scalars, data.type(), level);
         return surface;
+    }
+
+    // The lines along which one scalar takes `level` on triangles, quadrilaterals and two-dimensional grids;
+    // other cells make none. Throws BadInput, Interrupted or Error.
+    Isolines isolines(const DataView &data, double level, const ExtractionOptions &options = {}) {
+        front::Call call(&options.progress);
+        check_scalar(data);
+        check_level(level);
+        if (mesh_->ndim == 1 || mesh_->ndim == 3) {
+            throw BadInput("the grid has " + std::to_string(mesh_->ndim) +
+                           " dimensions, but isolines need 2");
+        }
+        const front::FiniteScalars scalars(data, options.null_value);
+        Isolines isolines;
+        {
+            Extraction made(*mesh_, options.keep_cells);
+            const int result =
+                UTILisoline(mesh_.get(), scalars.data(), static_cast<int>(data.type()), scalars.null().flag(),
+                            scalars.null().value(), level, &made.nnew, &made.min_node, &made.max_node,
+                            &made.nlines, &made.lines, &made.line_size, made.counts(), made.lists());
+            made.take_nodes_and_lines(isolines);
+            call.check(result, "isolines");
+            if (options.keep_cells) {
+                isolines.line_cells_ = made.join_cells(2, static_cast<std::size_t>(made.nlines));
+            }
+        }
+        place(call, "isolines", isolines, scalars, data.type(), level);
+        return isolines;
     }
 
   private:
@@ -531,72 +674,87 @@ class Mesh {
             throw BadInput(front::Call::reports());
     }
 
-    Surface extract(const front::Call &call, const front::FiniteScalars &scalars, ElementType type,
-                    double level, bool keep_cells) {
-        const auto nsets = static_cast<std::size_t>(std::max(mesh_->ncell_sets, 1));
-        std::vector<int> cell_count(nsets, 0);
-        std::vector<int *> cell_list(nsets, nullptr);
-        int nnew = 0, nlines = 0, line_size = 0, ntris = 0, tri_size = 0;
-        int *min_node = nullptr, *max_node = nullptr, *lines = nullptr, *triangles = nullptr;
-        const int result =
-            UTILisosurf(mesh_.get(), scalars.data(), static_cast<int>(type), scalars.null().flag(),
-                        scalars.null().value(), level, &nnew, &min_node, &max_node, &nlines, &lines,
-                        &line_size, &ntris, &triangles, &tri_size, keep_cells ? cell_count.data() : nullptr,
-                        keep_cells ? cell_list.data() : nullptr);
-        if (result < 1) call.check(result, "isosurface");
-        // From here on the arrays have owners, whatever is thrown.
-        const front::Array<int> unused_lines(lines, 0);
-        Surface surface;
-        surface.nnodes_ = static_cast<std::size_t>(mesh_->nnodes);
-        surface.triangles_ = {triangles, 3 * static_cast<std::size_t>(ntris)};
-        surface.min_node_ = {min_node, static_cast<std::size_t>(nnew)};
-        surface.max_node_ = {max_node, static_cast<std::size_t>(nnew)};
-        std::vector<front::Array<int>> lists(nsets);
-        for (std::size_t s = 0; s < nsets; ++s)
-            lists[s] = {cell_list[s], static_cast<std::size_t>(cell_count[s])};
-        call.check(result, "isosurface");
-        for (front::Array<int> *array : {&surface.triangles_, &surface.min_node_, &surface.max_node_})
-            array->fit();
-        if (keep_cells) surface.cells_ = join_cells(lists, static_cast<std::size_t>(ntris));
-        return surface;
+    static void check_level(double level) {
+        if (std::isnan(level)) throw BadInput("level is nan, but must be a number");
     }
 
-    // The lists of the volume sets, which make triangles, one after the other, as global cell ids.
-    front::Array<int> join_cells(std::vector<front::Array<int>> &lists, std::size_t ntris) const {
-        if (lists.size() == 1 && lists[0].size() == ntris) {
-            lists[0].fit();
-            return std::move(lists[0]);
+    // What the library's extractions hand out, and the lists of cells, which go at the end of the scope.
+    class Extraction {
+      public:
+        Extraction(const MeshInfo &mesh, bool keep_cells) : mesh_(mesh) {
+            if (!keep_cells) return;
+            const auto nsets = static_cast<std::size_t>(std::max(mesh.ncell_sets, 1));
+            counts_.resize(nsets, 0);
+            lists_.resize(nsets, nullptr);
         }
-        front::Array<int> joined = front::Array<int>::make(ntris);
-        int *end = joined.data();
-        for (std::size_t s = 0; s < lists.size(); ++s) {
-            if (mesh_->cell_ndim[s] != 3) continue;
-            const int first = mesh_->cell_first[s];
-            end = std::transform(lists[s].view().begin(), lists[s].view().end(), end,
-                                 [first](int cell) { return first + cell; });
+        ~Extraction() {
+            for (int *list : lists_) {
+                if (list) front::FreeArray()(list);
+            }
         }
-        return joined;
-    }
+        Extraction(const Extraction &) = delete;
+        Extraction &operator=(const Extraction &) = delete;
+
+        int nnew = 0, nlines = 0, line_size = 0;
+        int *min_node = nullptr, *max_node = nullptr, *lines = nullptr;
+
+        int *counts() { return counts_.empty() ? nullptr : counts_.data(); }
+        int **lists() { return lists_.empty() ? nullptr : lists_.data(); }
+
+        void take_nodes_and_lines(Isolines &result) {
+            result.nnodes_ = static_cast<std::size_t>(mesh_.nnodes);
+            result.min_node_ = {min_node, static_cast<std::size_t>(nnew)};
+            result.max_node_ = {max_node, static_cast<std::size_t>(nnew)};
+            result.lines_ = {lines, 2 * static_cast<std::size_t>(nlines)};
+            for (front::Array<int> *array : {&result.min_node_, &result.max_node_, &result.lines_})
+                array->fit();
+        }
+
+        // The cells of `size` elements: the list of a grid, or those of the sets of `ndim` dimensions one
+        // after the other as global cell ids.
+        front::Array<int> join_cells(int ndim, std::size_t size) {
+            if (mesh_.ndim > 0) {
+                front::Array<int> list(mesh_.ndim == ndim ? std::exchange(lists_[0], nullptr) : nullptr,
+                                       size);
+                list.fit();
+                return list;
+            }
+            front::Array<int> joined = front::Array<int>::make(size);
+            int *end = joined.data();
+            for (std::size_t s = 0; s < lists_.size(); ++s) {
+                if (mesh_.cell_ndim[s] != ndim || !lists_[s]) continue;
+                const int first = mesh_.cell_first[s];
+                end = std::transform(lists_[s], lists_[s] + counts_[s], end,
+                                     [first](int cell) { return first + cell; });
+            }
+            return joined;
+        }
+
+      private:
+        const MeshInfo &mesh_;
+        std::vector<int> counts_;
+        std::vector<int *> lists_;
+    };
 
     // Finds where on its edge each new node lies, and its coordinates, in chunks that stay in the cache.
-    void place(const front::Call &call, Surface &surface, const front::FiniteScalars &scalars,
-               ElementType type, double level) {
+    void place(const front::Call &call, const char *operation, NewNodes &nodes,
+               const front::FiniteScalars &scalars, ElementType type, double level) {
         constexpr std::size_t kChunk = 4096;
-        const std::size_t nnew = surface.npoints();
+        const std::size_t nnew = nodes.npoints();
         const auto nspace = static_cast<std::size_t>(mesh_->nspace);
-        surface.parameter_ = front::Array<float>::make(nnew);
-        surface.points_ = front::Array<float>::make(3 * nnew);
+        nodes.parameter_ = front::Array<float>::make(nnew);
+        nodes.points_ = front::Array<float>::make(3 * nnew);
         std::vector<float> narrow(nspace < 3 ? kChunk * nspace : 0);
         for (std::size_t first = 0; first < nnew; first += kChunk) {
             const int count = static_cast<int>(std::min(kChunk, nnew - first));
-            const int *a = surface.min_node_.data() + first;
-            const int *b = surface.max_node_.data() + first;
-            float *t = surface.parameter_.data() + first;
-            float *points = surface.points_.data() + 3 * first;
+            const int *a = nodes.min_node_.data() + first;
+            const int *b = nodes.max_node_.data() + first;
+            float *t = nodes.parameter_.data() + first;
+            float *points = nodes.points_.data() + 3 * first;
             float *coords = nspace < 3 ? narrow.data() : points;
             call.check(UTILget_param(count, static_cast<int>(type), scalars.data(), level, a, b, t),
-                       "isosurface");
-            call.check(UTILeval_coord(mesh_.get(), count, a, b, t, coords), "isosurface");
+                       operation);
+            call.check(UTILeval_coord(mesh_.get(), count, a, b, t, coords), operation);
             if (nspace < 3) widen(coords, nspace, static_cast<std::size_t>(count), points);
         }
     }

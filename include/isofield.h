@@ -626,25 +626,56 @@ ISOFIELD_API int UTILedge_table2_delete_str(EdgeTable2Str *table);
  * the level counts as above it, so triangles may collapse to a line or a point; they are kept, and a closed
  * surface stays closed and manifold in its node numbers. A cell with a null node makes nothing.
  *   data           nnodes scalars of dtype
- *   nnew, min_node, max_node          the new nodes as edges, in the order in which the cells meet them
+ *   nnew, min_node, max_node          the new nodes as edges, in the order in which the cells meet them;
+ *                                     lines and triangles of all sets share them
  *   nlines, line_connect, line_size   segments from two-dimensional cells: nlines x 2 new nodes; ints used
  *   ntris, tri_connect, tri_size      triangles from volume cells: ntris x 3 new nodes; ints used
  *   cell_count, cell_list             both null; or per set (one for a grid) the count of its elements, and
  *                                     a list with each element's cell: its number within the set, on a grid
- *                                     its packed number
- * On grids a triangle's right-hand normal, in index space, points to the side below the level.
- * Result 1 or 0; on a grid -1 when interrupted. A mesh kind without the method is reported ("No isosurf
- * function found\n"): 0. Three-dimensional grids only in this version: another ndim gives 0.
+ *                                     its packed number. On a two-dimensional grid the count stays 0 (see
+ *                                     UTILisoline). Words of a set without a method are left as they were
+ * The right-hand normal of a triangle points to the side at or above the level on cell sets, for cells
+ * numbered as told under case tables, and in index space to the side below it on grids.
+ * Result 1 or 0; interrupted, 0 on cell sets and -1 on a grid. A mesh kind without the method is reported
+ * ("No isosurf function found\n"): 0. A grid of one dimension, or a set of lines: 0, without a report.
  * The method: W. Lorensen and H. Cline, "Marching cubes: a high resolution 3D surface construction
  * algorithm", 1987, with a fixed rule for ambiguous faces (nodes above stay apart), so that the surface has
- * no holes. */
+ * no holes, also between cells of unlike kinds. */
 ISOFIELD_API int UTILisosurf(MeshInfo *mesh, const void *data, int dtype, int null_flag,
                              const void *null_value, double level, int *nnew, int **min_node, int **max_node,
                              int *nlines, int **line_connect, int *line_size, int *ntris, int **tri_connect,
                              int *tri_size, int *cell_count, int **cell_list);
 
-/* The method of the three grid kinds, and its family for three-dimensional grids. Working memory is two
- * planes of the grid. Another dtype than the six gives 0. */
+/* The method of cell sets. The sets are walked in order: volume sets by their slice_func, two-dimensional
+ * ones by their isoline_func, sets without either are skipped. A quadratic set is broken into linear pieces
+ * (see UTILtesselate_tri_2), at most 1024 cells at a time; its elements tell the quadratic cell. */
+ISOFIELD_API int UTILslice_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                 const void *null_value, double level, int *nnew, int **min_node,
+                                 int **max_node, int *nlines, int **line_connect, int *line_size, int *ntris,
+                                 int **tri_connect, int *tri_size, int *cell_count, int **cell_list);
+
+/* The kernels of volume sets, for the slice_func slot: the triangles of one set.
+ *   mask       per node: 1 at or above the level, 0 below, 2 null (looked at with null_flag)
+ *   table      a flat table with a bucket per node
+ *   connect    the array that grows over the sets of a mesh; null, or *capacity 0, makes a new one
+ *   size       ints used in it
+ *   capacity   ints of room in it
+ *   cell_list  *cell_list is null, or a list of 1024 ints, which is grown: per triangle its cell in the set
+ * Result: the triangles made; 0 on a failure; -1 when interrupted. A kernel that has no memory or is
+ * interrupted frees the table (UTILedge_table_delete), the mask (free) and *connect, and leaves *connect null
+ * and *capacity -1; when the cells are not to be had it frees nothing. */
+#define ISOFIELD_DECLARE(name)                                                               \
+    ISOFIELD_API int name(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, \
+                          EdgeTable *table, int **connect, int *size, int *capacity, int **cell_list);
+ISOFIELD_DECLARE(UTILslice_hex)
+ISOFIELD_DECLARE(UTILslice_prism)
+ISOFIELD_DECLARE(UTILslice_pyr)
+ISOFIELD_DECLARE(UTILslice_tet)
+#undef ISOFIELD_DECLARE
+
+/* The method of the three grid kinds: lines in two dimensions, by UTILisoline_struct, triangles in three, by
+ * the family. Working memory is two planes of the grid. Another dtype than the six gives 0 in three
+ * dimensions. */
 ISOFIELD_API int UTILslice_struct(MeshInfo *mesh, const void *data, int dtype, int null_flag,
                                   const void *null_value, double level, int *nnew, int **min_node,
                                   int **max_node, int *nlines, int **line_connect, int *line_size, int *ntris,
@@ -655,6 +686,85 @@ ISOFIELD_API int UTILslice_struct(MeshInfo *mesh, const void *data, int dtype, i
         int **max_node, int *ntris, int **tri_connect, int *tri_size, int *cell_count, int **cell_list);
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
+ * Isolines
+ * ==================================================================================================== */
+
+/* The lines along which a scalar takes one level on triangles, quadrilaterals and two-dimensional grids:
+ * segments between new nodes. Each crossed edge of the mesh has one new node, shared by all its cells. A
+ * segment's direction tells nothing of which side is above. A quadrilateral whose opposite nodes are above
+ * the level makes two segments, which cut off its nodes 0 and 2 whichever pair is above: where 0 and 2 are
+ * above they are separated, where 1 and 3 are above these are joined.
+ *   data                      nnodes scalars of dtype
+ *   nnew, min_node, max_node  the new nodes as edges, in the order in which the cells meet them
+ *   nlines                    segments
+ *   connect, nconnect         nlines x 2 new nodes; ints used. With no set that makes lines connect is null
+ *                             and nconnect is left as it was
+ *   cell_count, cell_list     both null; or per set the count of its segments and a list with each segment's
+ *                             cell within the set. On a grid one list of nlines packed cell numbers, beside a
+ *                             count that stays 0. Words of a set without a method are left as they were
+ * Null cells make nothing. Result 1 or 0. A mesh kind without the method is reported ("no isoline function
+ * found"): 0.
+ * UTILisoline_cells is the method of cell sets: every set that has an isoline_func is walked in order, a
+ * quadratic one through its linear pieces, at most 1000 cells at a time. UTILisoline_struct is the method of
+ * the grids, and its family: ndim is not looked at, so that a grid of three dimensions gives the lines of its
+ * first plane; two words of dims are read. There another dtype than the six makes nothing and gives some
+ * nonzero number, without a report. Working memory on a grid is two of its rows. */
+ISOFIELD_API int UTILisoline(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                             const void *null_value, double level, int *nnew, int **min_node, int **max_node,
+                             int *nlines, int **connect, int *nconnect, int *cell_count, int **cell_list);
+ISOFIELD_API int UTILisoline_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                   const void *null_value, double level, int *nnew, int **min_node,
+                                   int **max_node, int *nlines, int **connect, int *nconnect, int *cell_count,
+                                   int **cell_list);
+ISOFIELD_API int UTILisoline_struct(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                    const void *null_value, double level, int *nnew, int **min_node,
+                                    int **max_node, int *nlines, int **connect, int *nconnect,
+                                    int *cell_count, int **cell_list);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                       \
+    ISOFIELD_API int UTILisoline_struct_##suffix(                                                            \
+        MeshInfo *mesh, const T *data, int null_flag, V null_value, double level, int *nnew, int **min_node, \
+        int **max_node, int *nlines, int **connect, int *nconnect, int *cell_count, int **cell_list);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* The kernels of triangles and quadrilaterals, for the isoline_func slot. As the kernels of UTILslice_cells,
+ * with these differences: *cell_list has 1000 ints, one per segment; there is no interruption. Cells of more
+ * nodes are taken by their first three or four; a null at any of their nodes counts. */
+ISOFIELD_API int UTILisoline_tri(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask,
+                                 EdgeTable *table, int **connect, int *size, int *capacity, int **cell_list);
+ISOFIELD_API int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask,
+                                  EdgeTable *table, int **connect, int *size, int *capacity, int **cell_list);
+
+/* ====================================================================================================
+ * Quadratic cells
+ * ====================================================================================================
+ * The operations that know linear cells alone break a quadratic set into linear cells on the same nodes, by
+ * the set's tesselate_func. */
+
+/* Breaks quadratic cells into triangles (tri_2: 4 a cell, quad_2: 6) or tetrahedra (tet_2: 8, pyr_2: 13,
+ * prism_2: 16, hex_2: 22). Pieces of a cell stay together, so that the cell of a piece is its number divided
+ * by the pieces per cell. pyr_2 has apex, base, then the middles of 01 02 03 04 12 23 34 41; no cell type
+ * uses it. prism_2 takes its node 12 as the middle of 0-3 and node 13 as that of 1-4, the other way round
+ * from prism_2 cells: a host swaps the two (the default host does).
+ *   connect      ncells x nodes of a cell
+ *   nout         pieces: ncells times those per cell
+ *   out_connect  nout x out_nnode, the caller's (ARRfree_f)
+ *   out_nnode    3 or 4
+ * Result 1; 0 when there is no memory, with *out_connect null. ncells below 1 writes no piece. */
+ISOFIELD_API int UTILtesselate_tri_2(int ncells, const int *connect, int *nout, int **out_connect,
+                                     int *out_nnode);
+ISOFIELD_API int UTILtesselate_quad_2(int ncells, const int *connect, int *nout, int **out_connect,
+                                      int *out_nnode);
+ISOFIELD_API int UTILtesselate_tet_2(int ncells, const int *connect, int *nout, int **out_connect,
+                                     int *out_nnode);
+ISOFIELD_API int UTILtesselate_pyr_2(int ncells, const int *connect, int *nout, int **out_connect,
+                                     int *out_nnode);
+ISOFIELD_API int UTILtesselate_prism_2(int ncells, const int *connect, int *nout, int **out_connect,
+                                       int *out_nnode);
+ISOFIELD_API int UTILtesselate_hex_2(int ncells, const int *connect, int *nout, int **out_connect,
+                                     int *out_nnode);
 
 /* ====================================================================================================
  * Point lists

@@ -6,53 +6,25 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <utility>
 
-#include "types.hpp"
+#include "edge_table.hpp"
 
 namespace {
 
 using namespace isofield::detail;
 
-constexpr char kUnit[] = "mod_util/edge_tbl";
 constexpr int kFlatStep = 1024;   // EdgeTable's first capacity and growth
 constexpr int kFlat2Step = 1000;  // EdgeTable2's
-
-template <class Table>
-constexpr bool kHasLevel = requires(Table *table) {
-    table->level_flag;
-};
-
-template <class Table>
-constexpr bool kRolling = requires(Table *table) {
-    table->slot_entry;
-};
 
 template <class T>
 T *cleared(int count) {
     return static_cast<T *>(std::calloc(static_cast<std::size_t>(std::max(count, 1)), sizeof(T)));
 }
 
-// Grows an array from malloc. False, with the array as it was, when there is no memory.
-bool grow_plain(int *&array, int count) {
-    void *grown = std::realloc(array, static_cast<std::size_t>(count) * sizeof(int));
-    if (!grown) return false;
-    array = static_cast<int *>(grown);
-    return true;
-}
-
-template <class T>
-bool grow_list(T *&list, int count) {
-    void *grown = ARRrealloc_f(list, kTypeCode<T>, count, nullptr, kUnit, __LINE__);
-    if (!grown) return false;
-    list = static_cast<T *>(grown);
-    return true;
-}
-
 template <class T>
 T *new_list(int count) {
-    return static_cast<T *>(ARRalloc_f(nullptr, kTypeCode<T>, count, nullptr, kUnit, __LINE__));
+    return static_cast<T *>(ARRalloc_f(nullptr, kTypeCode<T>, count, nullptr, kEdgeTableUnit, __LINE__));
 }
 
 // Frees a table without its lists.
@@ -68,9 +40,9 @@ template <class Table>
 int delete_table(Table *table) {
     if (!table) return 1;
     if constexpr (kHasLevel<Table>) {
-        if (table->min_node) ARRfree_f(table->min_node, kUnit, __LINE__);
-        if (table->max_node) ARRfree_f(table->max_node, kUnit, __LINE__);
-        if (table->level_flag) ARRfree_f(table->level_flag, kUnit, __LINE__);
+        if (table->min_node) ARRfree_f(table->min_node, kEdgeTableUnit, __LINE__);
+        if (table->max_node) ARRfree_f(table->max_node, kEdgeTableUnit, __LINE__);
+        if (table->level_flag) ARRfree_f(table->level_flag, kEdgeTableUnit, __LINE__);
     } else {
         // The host's blocks are such that the standard free takes them.
         std::free(table->min_node);
@@ -101,86 +73,6 @@ Table *create_table(int nbucket, int step) {
     if (complete) return table;
     delete_table(table);
     return nullptr;
-}
-
-// The next step of a growing size, or 0 when an int can't count it.
-int next_capacity(int capacity, int step) {
-    const std::int64_t next = std::int64_t{capacity} + step;
-    return step > 0 && next <= std::numeric_limits<int>::max() ? static_cast<int>(next) : 0;
-}
-
-template <class Table>
-bool grow_next(Table *table, int &old_count, int new_count) {
-    if (new_count == 0 || !grow_plain(table->next, new_count)) return false;
-    if constexpr (kRolling<Table>) {
-        if (!grow_plain(table->slot_entry, new_count)) return false;
-    }
-    std::fill(table->next + old_count, table->next + new_count, 0);
-    old_count = new_count;
-    return true;
-}
-
-template <class Table>
-bool grow_entries(Table *table, int new_count) {
-    if (new_count == 0 || !grow_list(table->max_node, new_count) || !grow_list(table->min_node, new_count)) {
-        return false;
-    }
-    if constexpr (kHasLevel<Table>) {
-        if (!grow_list(table->level_flag, new_count)) return false;
-    }
-    return true;
-}
-
-// Makes room for the entry `count` and its slot, and returns the slot; 0 when there is no memory.
-template <class Table>
-int new_slot(Table *table) {
-    if constexpr (kRolling<Table>) {
-        if (table->next_slot + 1 >= table->slot_capacity &&
-            !grow_next(table, table->slot_capacity, next_capacity(table->slot_capacity, table->grow))) {
-            return 0;
-        }
-        if (table->count >= table->capacity) {
-            const int capacity = next_capacity(table->capacity, table->grow);
-            if (!grow_entries(table, capacity)) return 0;
-            table->capacity = capacity;
-        }
-        table->slot_entry[table->next_slot - 1] = table->count;
-        return table->next_slot++;
-    } else {
-        const int slot = table->count + 1;
-        if (slot >= table->capacity - 1) {
-            const int capacity = next_capacity(table->capacity, table->grow);
-            if (!grow_entries(table, capacity) || !grow_next(table, table->capacity, capacity)) return 0;
-        }
-        return slot;
-    }
-}
-
-// Looks an edge up in its bucket's chain, or puts it in front. Returns its entry, or -1 when there is no
-// memory. Both ends are compared: buckets may be shared, and in a rolling table a chain may end in entries of
-// planes left behind.
-template <class Table>
-int find_or_add(Table *table, int bucket, int lo, int hi, [[maybe_unused]] int level) {
-    [[maybe_unused]] const auto flag = static_cast<unsigned char>(level);
-    for (int slot = table->head[bucket]; slot != 0; slot = table->next[slot]) {
-        int entry = slot - 1;
-        if constexpr (kRolling<Table>) entry = table->slot_entry[slot - 1];
-        bool same = table->max_node[entry] == hi && table->min_node[entry] == lo;
-        if constexpr (kHasLevel<Table>) same = same && table->level_flag[entry] == flag;
-        if (same) return entry;
-    }
-    const int slot = new_slot(table);
-    if (slot == 0) return -1;
-    const int entry = table->count++;
-    table->min_node[entry] = lo;
-    table->max_node[entry] = hi;
-    if constexpr (kHasLevel<Table>) {
-        table->level_flag[entry] = flag;
-        ++(level != 0 ? table->nupper : table->nlower);
-    }
-    table->next[slot] = table->head[bucket];
-    table->head[bucket] = slot;
-    return entry;
 }
 
 // Adds n edges; bucket_of(lo) is the bucket of an edge. `level` is null for tables without levels.

@@ -28,7 +28,7 @@ const char *const SET_FUNC_NAME[13] = {
 
 using AnyFunction = void (*)();
 
-// Rows stand by operation, each with the kinds in the order cells, struct, unif, rect.
+// Rows stand by operation, each with the kinds in the order cells, struct, unif, rect; then by cell type.
 const NamedFunc dproc_table[] = {
     {reinterpret_cast<AnyFunction>(UTILcell_extent), "cell_extent_func"},
     {reinterpret_cast<AnyFunction>(UTILcell_extent_struct), "cell_extent_func_struct"},
@@ -42,13 +42,29 @@ const NamedFunc dproc_table[] = {
     {reinterpret_cast<AnyFunction>(UTILdata_list_struct), "data_list_func_struct"},
     {reinterpret_cast<AnyFunction>(UTILdata_list_struct), "data_list_func_unif"},
     {reinterpret_cast<AnyFunction>(UTILdata_list_struct), "data_list_func_rect"},
+    {reinterpret_cast<AnyFunction>(UTILslice_cells), "isosurf_func"},
     {reinterpret_cast<AnyFunction>(UTILslice_struct), "isosurf_func_struct"},
     {reinterpret_cast<AnyFunction>(UTILslice_struct), "isosurf_func_unif"},
     {reinterpret_cast<AnyFunction>(UTILslice_struct), "isosurf_func_rect"},
+    {reinterpret_cast<AnyFunction>(UTILisoline_cells), "isoline_func"},
+    {reinterpret_cast<AnyFunction>(UTILisoline_struct), "isoline_func_struct"},
+    {reinterpret_cast<AnyFunction>(UTILisoline_struct), "isoline_func_unif"},
+    {reinterpret_cast<AnyFunction>(UTILisoline_struct), "isoline_func_rect"},
     {reinterpret_cast<AnyFunction>(UTILeval_param_coord), "eval_coord_func"},
     {reinterpret_cast<AnyFunction>(UTILeval_param_coord), "eval_coord_func_struct"},
     {reinterpret_cast<AnyFunction>(UTILeval_param_coord_unif), "eval_coord_func_unif"},
     {reinterpret_cast<AnyFunction>(UTILeval_param_coord_rect), "eval_coord_func_rect"},
+    {reinterpret_cast<AnyFunction>(UTILisoline_tri), "isoline_tri_1"},
+    {reinterpret_cast<AnyFunction>(UTILtesselate_tri_2), "tesselate_tri_2"},
+    {reinterpret_cast<AnyFunction>(UTILisoline_quad), "isoline_quad_1"},
+    {reinterpret_cast<AnyFunction>(UTILtesselate_quad_2), "tesselate_quad_2"},
+    {reinterpret_cast<AnyFunction>(UTILslice_hex), "slice_cell_hex_1"},
+    {reinterpret_cast<AnyFunction>(UTILtesselate_hex_2), "tesselate_hex_2"},
+    {reinterpret_cast<AnyFunction>(UTILslice_tet), "slice_cell_tet_1"},
+    {reinterpret_cast<AnyFunction>(UTILtesselate_tet_2), "tesselate_tet_2"},
+    {reinterpret_cast<AnyFunction>(UTILslice_prism), "slice_cell_prism_1"},
+    {reinterpret_cast<AnyFunction>(UTILtesselate_prism_2), "tesselate_prism_2"},
+    {reinterpret_cast<AnyFunction>(UTILslice_pyr), "slice_cell_pyr_1"},
 };
 
 int FLD_METHinit(void) {

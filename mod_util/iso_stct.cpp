@@ -9,8 +9,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
+#include "crossed_cells.hpp"
 #include "output_array.hpp"
 #include "progress.hpp"
 #include "slice_tables.hpp"
@@ -107,18 +107,12 @@ constexpr std::array<CasePlan, 256> kPlans = [] {
             plan.edges[p] =
                 static_cast<std::uint8_t>(edge_between(left_vert_hex[index][p], right_vert_hex[index][p]));
         }
-        std::size_t first_corner = 0;
         std::size_t written = 0;
-        for (int polygon = 0; polygon < ninter_polys_hex[index]; ++polygon) {
-            const std::size_t ncorners = nppoly_hex[index][polygon];
-            const auto &[ntriples, first_triple] = ncell_hex[ncorners - 1];
-            for (int triple = first_triple; triple < first_triple + ntriples; ++triple) {
-                for (int corner : npcel_hex[triple]) {
-                    plan.corners[written++] = plan.edges[first_corner + static_cast<std::size_t>(corner)];
-                }
+        slice_hex.for_each_triangle(static_cast<int>(index), [&](int a, int b, int c) {
+            for (const int corner : {a, b, c}) {
+                plan.corners[written++] = plan.edges[static_cast<std::size_t>(corner)];
             }
-            first_corner += ncorners;
-        }
+        });
         plan.ntris = static_cast<std::uint8_t>(written / 3);
         list_inner_edges(plan);
     }
@@ -214,9 +208,9 @@ class Sweep {
         for (auto &mask : masks_) mask = allocate_mask(plane_, kUnit);
         // Three axes for each node of two planes.
         slots_ = allocate_working<int>(6 * static_cast<std::size_t>(plane_));
-        columns_ = allocate_working<unsigned char>(static_cast<std::size_t>(d0_) + kWord);
+        columns_ = allocate_working<unsigned char>(static_cast<std::size_t>(d0_) + kCaseWord);
         // The words behind a row's end stay 0: no cell there.
-        cases_ = allocate_cleared<unsigned char>(static_cast<std::size_t>(d0_) + kWord);
+        cases_ = allocate_cleared<unsigned char>(static_cast<std::size_t>(d0_) + kCaseWord);
         active_ = allocate_working<int>(static_cast<std::size_t>(d0_));
         return slots_ && columns_ && cases_ && active_;
     }
@@ -259,17 +253,7 @@ class Sweep {
                 cases[i] = static_cast<unsigned char>(columns[i] | columns[i + 1] << 1);
             }
         }
-        int nactive = 0;
-        for (int i = 0; i < ncells; i += kWord) {
-            std::uint64_t word;
-            std::memcpy(&word, cases + i, kWord);
-            if (word == 0 || word == ~std::uint64_t{0}) continue;
-            for (int c = i; c < i + kWord; ++c) {
-                active_[static_cast<std::size_t>(nactive)] = c;
-                nactive += static_cast<unsigned char>(cases[c] - 1) < kAllAbove - 1;
-            }
-        }
-        return nactive;
+        return list_crossed(cases, ncells, kAllAbove, active_.get());
     }
 
     // A bound on the new nodes of so many cells in row j of layer k; the first cell of a row may make up
@@ -345,8 +329,6 @@ class Sweep {
         ends.max_node[number] = low + stride_[e];
     }
 
-    static constexpr int kWord = sizeof(std::uint64_t);
-
     int d0_, d1_, d2_, plane_;
     bool has_nulls_;
     Results &results_;
@@ -409,6 +391,10 @@ int UTILslice_struct(MeshInfo *mesh, const void *data, int dtype, int null_flag,
     *min_node = *max_node = *line_connect = *tri_connect = nullptr;
     if (cell_count) *cell_count = 0;
     if (cell_list) *cell_list = nullptr;
+    if (mesh->ndim == 2) {
+        return UTILisoline_struct(mesh, data, dtype, null_flag, null_value, level, nnew, min_node, max_node,
+                                  nlines, line_connect, line_size, cell_count, cell_list);
+    }
     if (mesh->ndim != 3) return 0;
     return visit(
         dtype,

@@ -2,6 +2,8 @@
 #ifndef ISOFIELD_MOD_UTIL_PROGRESS_HPP
 #define ISOFIELD_MOD_UTIL_PROGRESS_HPP
 
+#include <cstdint>
+
 #include "isofield_host.h"
 
 namespace isofield::detail {
@@ -12,12 +14,12 @@ class StatusRange {
     ~StatusRange() { OMpop_status_range(); }
     StatusRange(const StatusRange &) = delete;
     StatusRange &operator=(const StatusRange &) = delete;
-
-    // The share of part `part` of `nparts` equal ones.
-    static StatusRange of_part(int part, int nparts) {
-        return StatusRange(100 * part / nparts, 100 * (part + 1) / nparts);
-    }
 };
+
+// What `done` of `total` comes to in whole percents, as ranges are set.
+inline int whole_percent(std::int64_t done, int total) {
+    return static_cast<int>(100 * done / total);
+}
 
 // Reports a percentage; true when the host asks to stop.
 inline bool poll_status(int percent) {
@@ -29,6 +31,15 @@ inline bool poll_status(int percent) {
 // What `done` of `total` comes to, in the rounding that all loops share.
 inline int percent_of(int done, double total) {
     return static_cast<int>(static_cast<float>(done) * static_cast<float>(100.0 / total));
+}
+
+// Loops over cells poll every 257th cell, before the cell is worked on.
+constexpr int kCellPollPeriod = 256;
+
+// Where such a loop polls next, at `done`: the end of the block of cells that runs without a poll.
+inline int next_poll(int done, int ncells) {
+    const int block = done == 0 ? kCellPollPeriod : kCellPollPeriod + 1;
+    return ncells - done > block ? done + block : ncells;
 }
 
 // Polls every period + 1 iterations of a loop.

@@ -57,6 +57,21 @@ struct SliceTable {
         }
     }
 
+    // Calls f(a, b, c) with the corners of each triangle of a case, counted through all its polygons.
+    template <class F>
+    constexpr void for_each_triangle(int index, F f) const {
+        int first_corner = 0;
+        for (int polygon = 0; polygon < ninter_polys[index]; ++polygon) {
+            const int ncorners = nppoly[index][polygon];
+            const auto &[ntriples, first_triple] = ncell[ncorners - 1];
+            for (int triple = first_triple; triple < first_triple + ntriples; ++triple) {
+                const auto &[a, b, c] = npcel[triple];
+                f(first_corner + a, first_corner + b, first_corner + c);
+            }
+            first_corner += ncorners;
+        }
+    }
+
   private:
     constexpr void add_row(const SliceRow &row) {
         int &points = ninter_pts[row.index], &polygons = ninter_polys[row.index];

@@ -1,0 +1,227 @@
+// The kernel of surfaces and lines on cell sets: one text for all cell kinds, whose cases are told by a plan.
+//
+// Cells are taken in blocks. A block's cases are made from the byte mask alone, and only the cells that are
+// crossed are looked at again.
+#ifndef ISOFIELD_MOD_UTIL_SET_KERNEL_HPP
+#define ISOFIELD_MOD_UTIL_SET_KERNEL_HPP
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <type_traits>
+
+#include "edge_table.hpp"
+#include "mesh_access.hpp"
+#include "progress.hpp"
+
+namespace isofield::detail {
+
+// What one case of a kind does: its crossed edges in the order of the tables, by the local nodes at their
+// ends, and its elements as places in that list. kEnds and kCorners are the most that a case has of each.
+template <std::size_t kMostEdges, std::size_t kMostCorners>
+struct CasePlan {
+    static constexpr std::size_t kEdgeRoom = kMostEdges;
+    static constexpr std::size_t kCornerRoom = kMostCorners;
+
+    std::uint8_t nedges = 0;
+    std::uint8_t nelements = 0;
+    std::array<std::array<std::uint8_t, 2>, kMostEdges> ends{};
+    std::array<std::uint8_t, kMostCorners> corners{};
+};
+
+// What sets surfaces and lines apart.
+struct KernelTraits {
+    const char *unit;
+    int step;     // growth of lists, and the first size of the caller's list of cells
+    int corners;  // of an element
+    bool polls;
+    const char *list_module;  // of the report of a list of cells that can't grow
+    const char *connect_module;
+    const char *connect_text;
+};
+
+// The arrays that a kernel fills through its caller's words, and what is freed when it has to stop.
+class KernelOutput {
+  public:
+    KernelOutput(const KernelTraits &traits, const unsigned char *mask, EdgeTable *table, int **connect,
+                 int *size, int *capacity, int **cell_list)
+        : traits_(traits),
+          mask_(mask),
+          table_(table),
+          connect_(connect),
+          size_(size),
+          capacity_(capacity),
+          cell_list_(cell_list),
+          list_capacity_(traits.step) {}
+
+    // A new connectivity where there is none.
+    bool create(int line = __builtin_LINE()) {
+        if (*capacity_ != 0 && *connect_) return true;
+        if (*connect_) ARRfree_f(*connect_, traits_.unit, line);
+        *size_ = 0;
+        *connect_ = static_cast<int *>(ARRalloc_f(nullptr, 3, traits_.step, nullptr, traits_.unit, line));
+        *capacity_ = *connect_ ? traits_.step : 0;
+        return *connect_ != nullptr;
+    }
+
+    // Room for so many more elements, `made` of which there are from this call.
+    bool reserve(int made, std::int64_t more) {
+        if (*cell_list_ && !grow(traits_, *cell_list_, list_capacity_, made + more)) {
+            ERRerror(traits_.list_module, 1, 2, "realloc for cell list failed\n");
+            return false;
+        }
+        if (!grow(traits_, *connect_, *capacity_, *size_ + more * traits_.corners)) {
+            ERRerror(traits_.connect_module, 1, 2, "%s", traits_.connect_text);
+            return false;
+        }
+        return true;
+    }
+
+    // The kernel's result when it stops: the mask, the table and the connectivity go, and the capacity tells.
+    int stop(int result) {
+        UTILedge_table_delete(table_);
+        std::free(const_cast<unsigned char *>(mask_));
+        if (*connect_) ARRfree_f(*connect_, traits_.unit, __LINE__);
+        *connect_ = nullptr;
+        *size_ = 0;
+        *capacity_ = kStopped;
+        return result;
+    }
+
+    // Grows a list to the next multiple of the step. False, with the list as it was, when it can't be had.
+    static bool grow(const KernelTraits &traits, int *&list, int &capacity, std::int64_t needed) {
+        if (needed <= capacity) return true;
+        const std::int64_t steps = (needed - capacity + traits.step - 1) / traits.step;
+        const std::int64_t grown_capacity = capacity + steps * traits.step;
+        if (grown_capacity > std::numeric_limits<int>::max()) return false;
+        void *grown = ARRrealloc_f(list, 3, static_cast<int>(grown_capacity), nullptr, traits.unit, __LINE__);
+        if (!grown) return false;
+        list = static_cast<int *>(grown);
+        capacity = static_cast<int>(grown_capacity);
+        return true;
+    }
+
+    static constexpr int kStopped = -1;
+
+  private:
+    const KernelTraits &traits_;
+    const unsigned char *mask_;
+    EdgeTable *table_;
+    int **connect_;
+    int *size_;
+    int *capacity_;
+    int **cell_list_;
+    int list_capacity_;
+};
+
+// The cells of a block that are crossed.
+struct ActiveCells {
+    static constexpr int kBlock = kCellPollPeriod + 1;
+
+    int count = 0;
+    std::array<int, kBlock> cells;
+    std::array<std::uint8_t, kBlock> cases;
+};
+
+// Lists the crossed ones of the cells from `first` up to, not including, `end`.
+template <class Cases, bool kNulls>
+void find_active(const int *connect, int nnodes, const unsigned char *mask, int first, int end,
+                 ActiveCells &active) {
+    int count = 0;
+    const int *nodes = connect + static_cast<std::ptrdiff_t>(first) * nnodes;
+    for (int cell = first; cell < end; ++cell, nodes += nnodes) {
+        unsigned index = 0, all = 0;
+        for (std::size_t bit = 0; bit < Cases::kBitNodes.size(); ++bit) {
+            const unsigned byte = mask[nodes[Cases::kBitNodes[bit]]];
+            index |= byte << bit;
+            if constexpr (kNulls) all |= byte;
+        }
+        bool crossed = index - 1 < Cases::kAllAbove - 1u;
+        if constexpr (kNulls) {
+            for (int n = Cases::kBitNodes.size(); n < nnodes; ++n) all |= mask[nodes[n]];
+            crossed = crossed && (all & 2u) == 0;
+        }
+        active.cells[static_cast<std::size_t>(count)] = cell;
+        active.cases[static_cast<std::size_t>(count)] = static_cast<std::uint8_t>(index);
+        count += crossed;
+    }
+    active.count = count;
+}
+
+// The edges of a block of cells, by their smaller and larger nodes.
+template <std::size_t kRoom>
+struct EdgeBlock {
+    std::size_t count = 0;
+    std::array<int, kRoom> lo;
+    std::array<int, kRoom> hi;
+
+    void add(const EdgeLookup &edges, int a, int b) {
+        lo[count] = std::min(a, b);
+        hi[count] = std::max(a, b);
+        edges.prefetch(lo[count++]);
+    }
+};
+
+// Runs a kernel. Cases has kBitNodes, the node of each bit of a case; kAllAbove, the case of no crossing at
+// the other end of the range; kPlans; and kTraits.
+template <class Cases>
+int run_kernel(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
+               int **connect, int *size, int *capacity, int **cell_list) {
+    const int *cells = fetch_cell_set(mesh, set);
+    if (!cells) return 0;
+    const int ncells = mesh->cell_ncells[set];
+    const int nnodes = mesh->cell_nnodes[set];
+    KernelOutput output(Cases::kTraits, mask, table, connect, size, capacity, cell_list);
+    if (!table || !output.create()) return output.stop(0);
+
+    EdgeLookup edges(table);
+    ActiveCells active;
+    int made = 0;
+    for (int first = 0, end; first < ncells; first = end) {
+        end = next_poll(first, ncells);
+        if (Cases::kTraits.polls && first > 0 && poll_status(percent_of(first, ncells))) {
+            return output.stop(-1);
+        }
+        if (null_flag) {
+            find_active<Cases, true>(cells, nnodes, mask, first, end, active);
+        } else {
+            find_active<Cases, false>(cells, nnodes, mask, first, end, active);
+        }
+        if (active.count == 0) continue;
+        using Plan = std::remove_cvref_t<decltype(Cases::kPlans[0])>;
+        constexpr std::int64_t kMostElements = Plan::kCornerRoom / Cases::kTraits.corners;
+        if (!edges.reserve(active.count * static_cast<std::int64_t>(Plan::kEdgeRoom)) ||
+            !output.reserve(made, active.count * kMostElements)) {
+            return output.stop(0);
+        }
+        // The ends of all crossed edges first: their buckets are on their way while the others are gathered.
+        using Block = EdgeBlock<ActiveCells::kBlock * Plan::kEdgeRoom>;
+        Block ends;
+        for (std::size_t n = 0; n < static_cast<std::size_t>(active.count); ++n) {
+            const Plan &plan = Cases::kPlans[active.cases[n]];
+            const int *nodes = cells + static_cast<std::ptrdiff_t>(active.cells[n]) * nnodes;
+            for (std::size_t e = 0; e < plan.nedges; ++e) {
+                ends.add(edges, nodes[plan.ends[e][0]], nodes[plan.ends[e][1]]);
+            }
+        }
+        std::size_t next_edge = 0;
+        int *out = *connect + *size;
+        for (std::size_t n = 0; n < static_cast<std::size_t>(active.count); ++n) {
+            const Plan &plan = Cases::kPlans[active.cases[n]];
+            std::array<int, Plan::kEdgeRoom> new_nodes;
+            for (std::size_t e = 0; e < plan.nedges; ++e, ++next_edge) {
+                new_nodes[e] = edges(ends.lo[next_edge], ends.hi[next_edge]);
+            }
+            const std::size_t ncorners = plan.nelements * std::size_t{Cases::kTraits.corners};
+            for (std::size_t c = 0; c < ncorners; ++c) *out++ = new_nodes[plan.corners[c]];
+            if (*cell_list) std::fill_n(*cell_list + made, plan.nelements, active.cells[n]);
+            made += plan.nelements;
+        }
+        *size = static_cast<int>(out - *connect);
+    }
+    if (Cases::kTraits.polls && poll_status(100)) return output.stop(-1);
+    return made;
+}
+
+}  // namespace isofield::detail
+#endif
