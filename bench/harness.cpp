@@ -33,7 +33,7 @@ int run(const std::vector<Case> &cases, const Options &options) {
         return 2;
     }
     if (csv) std::fprintf(csv, "case,contestant,size,fresh_ms,warm_ms,warm_ratio,fresh_ratio\n");
-    std::printf("%-22s %-28s %12s %10s %10s %12s %12s\n", "case", "by", "size", "fresh ms", "warm ms",
+    std::printf("%-24s %-32s %12s %10s %10s %12s %12s\n", "case", "by", "size", "fresh ms", "warm ms",
                 "warm ratio", "fresh ratio");
     for (const Case &each : cases) {
         if (each.name.find(options.filter) == std::string::npos) continue;
@@ -55,7 +55,7 @@ int run(const std::vector<Case> &cases, const Options &options) {
             const double warm = f.warm_ms / figures[0].warm_ms;
             const double fresh = f.fresh_ms / figures[0].fresh_ms;
             const char *by = contestants[c].name.c_str();
-            std::printf("%-22s %-28s %12lld %10.1f %10.1f %12.2f %12.2f\n", each.name.c_str(), by, f.size,
+            std::printf("%-24s %-32s %12lld %10.1f %10.1f %12.2f %12.2f\n", each.name.c_str(), by, f.size,
                         f.fresh_ms, f.warm_ms, warm, fresh);
             if (csv) {
                 std::fprintf(csv, "%s,%s,%lld,%.3f,%.3f,%.3f,%.3f\n", each.name.c_str(), by, f.size,

@@ -39,5 +39,7 @@ int run(const std::vector<Case> &cases, const Options &options);
 
 // The cases of each family of operations.
 std::vector<bench::Case> isosurface_cases();
+std::vector<bench::Case> cell_cases();
+std::vector<bench::Case> isoline_cases();
 
 #endif

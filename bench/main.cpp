@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "harness.hpp"
 
@@ -26,5 +27,9 @@ int main(int argc, char **argv) {
             return 2;
         }
     }
-    return bench::run(isosurface_cases(), options);
+    std::vector<bench::Case> cases;
+    for (const auto family : {isosurface_cases, cell_cases, isoline_cases}) {
+        for (bench::Case &each : family()) cases.push_back(std::move(each));
+    }
+    return bench::run(cases, options);
 }

@@ -141,10 +141,9 @@ class EdgeLookup {
                grow_next(table_, table_->capacity, static_cast<int>(capacity));
     }
 
-    void prefetch(int lo) const { __builtin_prefetch(table_->head + lo); }
-
-    // The new node of an edge, lo < hi.
-    int operator()(int lo, int hi) {
+    // The new node of the edge between two nodes.
+    int operator()(int a, int b) {
+        const int lo = std::min(a, b), hi = std::max(a, b);
         for (int slot = table_->head[lo]; slot != 0; slot = table_->next[slot]) {
             if (table_->max_node[slot - 1] == hi) return slot - 1;
         }

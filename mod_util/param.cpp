@@ -88,14 +88,14 @@ class GridPosition {
     Axes axes_;
 };
 
-int eval_explicit_coords(const ExplicitPosition &position, int nspace, int npairs, const int *list_a,
-                         const int *list_b, const float *t, float *out) {
-    float a[3], b[3];
-    for (int i = 0; i < npairs; ++i, out += nspace) {
+template <int kNspace>
+int eval_explicit_coords(const float *coords, int npairs, const int *list_a, const int *list_b,
+                         const float *t, float *out) {
+    for (int i = 0; i < npairs; ++i, out += kNspace) {
         if (list_a[i] < 0 || list_b[i] < 0) continue;
-        position(list_a[i], a);
-        position(list_b[i], b);
-        for (int d = 0; d < nspace; ++d) out[d] = a[d] + t[i] * (b[d] - a[d]);
+        const float *a = coords + static_cast<std::ptrdiff_t>(list_a[i]) * kNspace;
+        const float *b = coords + static_cast<std::ptrdiff_t>(list_b[i]) * kNspace;
+        for (int d = 0; d < kNspace; ++d) out[d] = a[d] + t[i] * (b[d] - a[d]);
     }
     return 1;
 }
@@ -249,8 +249,14 @@ int UTILeval_param_coord(MeshInfo *mesh, int npairs, const int *list_a, const in
                          float *out) {
     const float *coords = fetch_coords(mesh);
     if (!coords) return 0;
-    return eval_explicit_coords(ExplicitPosition(coords, mesh->nspace), mesh->nspace, npairs, list_a, list_b,
-                                t, out);
+    switch (mesh->nspace) {
+        case 1:
+            return eval_explicit_coords<1>(coords, npairs, list_a, list_b, t, out);
+        case 2:
+            return eval_explicit_coords<2>(coords, npairs, list_a, list_b, t, out);
+        default:
+            return eval_explicit_coords<3>(coords, npairs, list_a, list_b, t, out);
+    }
 }
 
 int UTILeval_param_coord_unif(MeshInfo *mesh, int npairs, const int *list_a, const int *list_b,

@@ -148,20 +148,6 @@ void find_active(const int *connect, int nnodes, const unsigned char *mask, int 
     active.count = count;
 }
 
-// The edges of a block of cells, by their smaller and larger nodes.
-template <std::size_t kRoom>
-struct EdgeBlock {
-    std::size_t count = 0;
-    std::array<int, kRoom> lo;
-    std::array<int, kRoom> hi;
-
-    void add(const EdgeLookup &edges, int a, int b) {
-        lo[count] = std::min(a, b);
-        hi[count] = std::max(a, b);
-        edges.prefetch(lo[count++]);
-    }
-};
-
 // Runs a kernel. Cases has kBitNodes, the node of each bit of a case; kAllAbove, the case of no crossing at
 // the other end of the range; kPlans; and kTraits.
 template <class Cases>
@@ -194,27 +180,18 @@ int run_kernel(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask
             !output.reserve(made, active.count * kMostElements)) {
             return output.stop(0);
         }
-        // The ends of all crossed edges first: their buckets are on their way while the others are gathered.
-        using Block = EdgeBlock<ActiveCells::kBlock * Plan::kEdgeRoom>;
-        Block ends;
-        for (std::size_t n = 0; n < static_cast<std::size_t>(active.count); ++n) {
-            const Plan &plan = Cases::kPlans[active.cases[n]];
-            const int *nodes = cells + static_cast<std::ptrdiff_t>(active.cells[n]) * nnodes;
-            for (std::size_t e = 0; e < plan.nedges; ++e) {
-                ends.add(edges, nodes[plan.ends[e][0]], nodes[plan.ends[e][1]]);
-            }
-        }
-        std::size_t next_edge = 0;
         int *out = *connect + *size;
         for (std::size_t n = 0; n < static_cast<std::size_t>(active.count); ++n) {
             const Plan &plan = Cases::kPlans[active.cases[n]];
+            const int cell = active.cells[n];
+            const int *nodes = cells + static_cast<std::ptrdiff_t>(cell) * nnodes;
             std::array<int, Plan::kEdgeRoom> new_nodes;
-            for (std::size_t e = 0; e < plan.nedges; ++e, ++next_edge) {
-                new_nodes[e] = edges(ends.lo[next_edge], ends.hi[next_edge]);
+            for (std::size_t e = 0; e < plan.nedges; ++e) {
+                new_nodes[e] = edges(nodes[plan.ends[e][0]], nodes[plan.ends[e][1]]);
             }
             const std::size_t ncorners = plan.nelements * std::size_t{Cases::kTraits.corners};
             for (std::size_t c = 0; c < ncorners; ++c) *out++ = new_nodes[plan.corners[c]];
-            if (*cell_list) std::fill_n(*cell_list + made, plan.nelements, active.cells[n]);
+            if (*cell_list) std::fill_n(*cell_list + made, plan.nelements, cell);
             made += plan.nelements;
         }
         *size = static_cast<int>(out - *connect);
