@@ -96,11 +96,16 @@ bool fits_int(std::span<const T> values) {
 }
 
 template <class T>
-ComponentRange range_of(std::span<const T> values, std::size_t first, std::size_t stride) {
+ComponentRange range_of(std::span<const T> values, std::size_t first, std::size_t stride,
+                        std::optional<double> null_value) {
     ComponentRange range;
     T lower = std::numeric_limits<T>::max(), upper = std::numeric_limits<T>::lowest();
     for (std::size_t i = first; i < values.size(); i += stride) {
         const T value = values[i];
+        if (null_value && static_cast<double>(value) == *null_value) {
+            ++range.null_count;
+            continue;
+        }
         if constexpr (std::is_floating_point_v<T>) {
             if (!std::isfinite(value)) {
                 ++(std::isnan(value) ? range.nan_count : range.infinite_count);
@@ -161,14 +166,43 @@ const DataArray &only_scalar(const Dataset &dataset) {
     throw UsageError("'" + dataset.path + "'" + reason + node_arrays_text(dataset));
 }
 
+// A flat axis goes; the readers leave no rectilinear grid with one, and of the uniform ones those in xy.
 isofield::Mesh make_grid(const Dataset &dataset) {
-    const std::vector<int> dims(dataset.dims.begin(), dataset.dims.end());
+    std::vector<int> dims(dataset.dims.begin(), dataset.dims.end());
+    if (dataset.grid_ndim() == 2) std::erase(dims, 1);
     if (dataset.kind == MeshKind::kRectilinear) return isofield::Mesh::rectilinear(dataset.axes);
     if (dataset.kind == MeshKind::kStructured) {
         return isofield::Mesh::structured(dims, std::span(dataset.coords.get(), 3 * dataset.nnodes));
     }
     return isofield::Mesh::uniform(dims, {dataset.lower.begin(), dataset.lower.end()},
                                    {dataset.upper.begin(), dataset.upper.end()});
+}
+
+bool takes_part(const CellBlock &block) {
+    return !block.type.starts_with("line_");
+}
+
+isofield::Mesh make_cells(const Dataset &dataset, Console &console) {
+    std::vector<isofield::CellSet> sets;
+    std::size_t lines = 0;
+    for (const CellBlock &block : dataset.blocks) {
+        if (takes_part(block)) {
+            sets.push_back({block.type, block.connect});
+        } else {
+            lines += block.sources.size();
+        }
+    }
+    if (sets.empty()) {
+        throw UsageError("'" + dataset.path + "' has no cells to work on: it holds " +
+                         counts_text(dataset.cell_counts));
+    }
+    isofield::Mesh mesh = isofield::Mesh::cells(std::span(dataset.coords.get(), 3 * dataset.nnodes), sets);
+    if (!dataset.unknown_cells.empty()) {
+        console.warn("'" + dataset.path + "': " + counts_text(dataset.unknown_cells) +
+                     " left out: there is no operation for cells of this kind");
+    }
+    if (lines > 0) console.note(format_count(lines, "line cell takes", "line cells take") + " no part");
+    return mesh;
 }
 
 // "isohost_mesh_uniform: dims[0] is ..." without the function's name.
@@ -179,16 +213,26 @@ std::string without_reporter(const std::string &report) {
 
 }  // namespace
 
+std::string counts_text(const CellCounts &counts) {
+    std::string text;
+    for (const auto &[type, count] : counts) add_item(text, std::to_string(count) + " " + type, ", ");
+    return text.empty() ? "no cells" : text;
+}
+
+int Dataset::grid_ndim() const {
+    return static_cast<int>(std::count_if(dims.begin(), dims.end(), [](int n) { return n > 1; }));
+}
+
 std::string Dataset::dims_text() const {
     return std::to_string(dims[0]) + " x " + std::to_string(dims[1]) + " x " + std::to_string(dims[2]);
 }
 
-std::vector<ComponentRange> component_ranges(const DataArray &array) {
+std::vector<ComponentRange> component_ranges(const DataArray &array, std::optional<double> null_value) {
     if (!array.numeric) return {};
     return visit_values(array, [&](auto values) {
         std::vector<ComponentRange> ranges;
         const auto stride = static_cast<std::size_t>(array.components);
-        for (std::size_t c = 0; c < stride; ++c) ranges.push_back(range_of(values, c, stride));
+        for (std::size_t c = 0; c < stride; ++c) ranges.push_back(range_of(values, c, stride, null_value));
         return ranges;
     });
 }
@@ -235,20 +279,27 @@ NodeData node_data(const DataArray &array, Console &console) {
     });
 }
 
-isofield::Mesh grid_mesh_3d(const Dataset &dataset) {
-    if (!dataset.grid()) {
-        throw UsageError("'" + dataset.path + "' holds cells (" + dataset.description +
-                         "); a uniform, rectilinear or structured grid is needed");
-    }
-    if (*std::min_element(dataset.dims.begin(), dataset.dims.end()) < 2) {
+isofield::Mesh make_mesh(const Dataset &dataset, Console &console) {
+    if (dataset.grid() && dataset.grid_ndim() < 2) {
         throw UsageError("'" + dataset.path + "' has " + dataset.dims_text() +
-                         " nodes; a grid of three dimensions is needed");
+                         " nodes; a grid of two or three dimensions is needed");
     }
     try {
-        return make_grid(dataset);
+        return dataset.grid() ? make_grid(dataset) : make_cells(dataset, console);
     } catch (const isofield::BadInput &refusal) {
         throw UsageError("cannot work on '" + dataset.path + "': " + without_reporter(refusal.what()));
     }
+}
+
+std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells) {
+    std::vector<int> numbers(cells.begin(), cells.end());
+    if (dataset.grid()) return numbers;
+    std::vector<int> sources;
+    for (const CellBlock &block : dataset.blocks) {
+        if (takes_part(block)) sources.insert(sources.end(), block.sources.begin(), block.sources.end());
+    }
+    for (int &number : numbers) number = sources[static_cast<std::size_t>(number)];
+    return numbers;
 }
 
 }  // namespace app

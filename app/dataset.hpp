@@ -5,6 +5,8 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,8 +35,20 @@ struct ComponentRange {
     double lower = 0, upper = 0;  // of the finite values
     std::size_t nan_count = 0;
     std::size_t infinite_count = 0;
+    std::size_t null_count = 0;
     bool empty = true;  // no finite value
 };
+
+// Cells of one type, in the library's order of nodes.
+struct CellBlock {
+    std::string name;  // of the file's block; empty where there are none
+    std::string type;  // "hex_1"
+    std::vector<int> connect;
+    std::vector<int> sources;  // per cell its number in the file, from 0
+};
+
+using CellCounts = std::vector<std::pair<std::string, std::size_t>>;  // "hexahedra", 8
+std::string counts_text(const CellCounts &counts);                    // "8 hexahedra, 2 prisms"
 
 struct Dataset {
     std::string path;
@@ -51,8 +65,10 @@ struct Dataset {
 
     std::size_t nnodes = 0;
     std::size_t ncells = 0;
-    std::vector<std::pair<std::string, std::size_t>> cell_counts;  // by type
-    std::array<double, 6> bounds = {};                             // lower and upper per axis
+    CellCounts cell_counts;             // by type
+    CellCounts unknown_cells;           // those of them that the library does not know
+    std::array<double, 6> bounds = {};  // lower and upper per axis
+    std::string step_text;              // "step 1 of 20, time 0.5"; empty where there are no steps
 
     std::vector<DataArray> arrays;
     std::string active_scalars;  // a node array; empty when the file names none
@@ -60,14 +76,16 @@ struct Dataset {
     // What the mesh is made from.
     std::array<double, 3> lower = {}, upper = {};  // kUniform
     std::vector<std::vector<float>> axes;          // kRectilinear
-    std::shared_ptr<const float> coords;           // kStructured
+    std::shared_ptr<const float> coords;           // kStructured and kCells, nnodes x 3
+    std::vector<CellBlock> blocks;                 // kCells
 
     bool grid() const { return kind != MeshKind::kCells; }
+    int grid_ndim() const;          // axes of more than one node
     std::string dims_text() const;  // "181 x 217 x 181"
 };
 
-// One range a component. Looks at every value once.
-std::vector<ComponentRange> component_ranges(const DataArray &array);
+// One range a component, of the values that are not null. Looks at every value once.
+std::vector<ComponentRange> component_ranges(const DataArray &array, std::optional<double> null_value = {});
 
 // The node array `name`, or with an empty name the one scalar array to work on. Throws UsageError that lists
 // what there is.
@@ -86,8 +104,12 @@ struct NodeData {
 // Tells a note when the type had to be changed.
 NodeData node_data(const DataArray &array, Console &console);
 
-// The grid as the library's mesh, which views the dataset. Throws UsageError unless it has three dimensions.
-isofield::Mesh grid_mesh_3d(const Dataset &dataset);
+// The dataset as the library's mesh, which views it. Grids of one flat axis become two-dimensional, with
+// their nodes where they are. Line cells take no part, which a note tells; cells that are not known are named
+// in a warning. Throws UsageError where no cell is left, or the grid has less than two dimensions.
+isofield::Mesh make_mesh(const Dataset &dataset, Console &console);
+// Cells of that mesh as the file counts them.
+std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells);
 
 }  // namespace app
 #endif

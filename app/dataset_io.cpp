@@ -1,7 +1,6 @@
 #include "dataset_io.hpp"
 
 #include <vtkCellData.h>
-#include <vtkCellTypes.h>
 #include <vtkDataArray.h>
 #include <vtkDataSetReader.h>
 #include <vtkDoubleArray.h>
@@ -16,7 +15,6 @@
 #include <vtkRectilinearGrid.h>
 #include <vtkStringArray.h>
 #include <vtkStructuredGrid.h>
-#include <vtkUnstructuredGrid.h>
 #include <vtkXMLImageDataReader.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLRectilinearGridReader.h>
@@ -30,10 +28,13 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 
+#include "cells_io.hpp"
 #include "errors.hpp"
+#include "exodus_io.hpp"
 #include "output_file.hpp"
-#include "vtk_support.hpp"
+#include "reader_support.hpp"
 
 namespace app {
 namespace {
@@ -45,22 +46,11 @@ struct Loaded {
     vtkSmartPointer<vtkDataSet> data;
     Affine placement = {};  // of images
     std::vector<std::string> remarks;
+    std::vector<FileBlock> blocks;
+    std::string step_text;
 };
 
 // ---- Readers ----
-
-[[noreturn]] void refuse(const std::string &path, const std::string &reason) {
-    throw UsageError("cannot read '" + path + "': " + reason);
-}
-
-template <class Reader>
-void run_reader(Reader *reader, const std::string &path, Console &console) {
-    const VtkMessages messages;
-    show_progress(reader, "reading", console);
-    reader->Update();
-    const std::string error = messages.error().empty() ? messages.printed() : messages.error();
-    if (!error.empty()) refuse(path, error + "; is the file complete?");
-}
 
 Affine placement_of(vtkImageData *image) {
     Affine placement;
@@ -82,7 +72,7 @@ Loaded loaded(vtkDataSet *data) {
 }
 
 template <class Reader>
-Loaded read_xml(const std::string &path, Console &console) {
+Loaded read_xml(const std::string &path, std::optional<int>, Console &console) {
     vtkNew<Reader> reader;
     {
         const VtkMessages messages;
@@ -96,7 +86,7 @@ Loaded read_xml(const std::string &path, Console &console) {
     return loaded(reader->GetOutputAsDataSet());
 }
 
-Loaded read_legacy(const std::string &path, Console &console) {
+Loaded read_legacy(const std::string &path, std::optional<int>, Console &console) {
     vtkNew<vtkDataSetReader> reader;
     reader->SetFileName(path.c_str());
     reader->ReadAllScalarsOn();
@@ -111,7 +101,7 @@ Loaded read_legacy(const std::string &path, Console &console) {
     return loaded(reader->GetOutput());
 }
 
-Loaded read_meta_image(const std::string &path, Console &console) {
+Loaded read_meta_image(const std::string &path, std::optional<int>, Console &console) {
     vtkNew<vtkMetaImageReader> reader;
     {
         const VtkMessages messages;
@@ -152,7 +142,7 @@ bool usable(const vtkMatrix4x4 *matrix) {
     return std::isfinite(determinant) && determinant != 0;
 }
 
-Loaded read_nifti(const std::string &path, Console &console) {
+Loaded read_nifti(const std::string &path, std::optional<int>, Console &console) {
     vtkNew<vtkNIFTIImageReader> reader;
     {
         const VtkMessages messages;
@@ -180,8 +170,20 @@ Loaded read_nifti(const std::string &path, Console &console) {
     return result;
 }
 
-using ReadFunction = Loaded (*)(const std::string &, Console &);
+Loaded read_exodus(const std::string &path, std::optional<int> step, Console &console) {
+    const ExodusMesh mesh = read_exodus_mesh(path, step, console);
+    Loaded result = loaded(mesh.data);
+    result.blocks = mesh.blocks;
+    result.step_text = mesh.step_text;
+    return result;
+}
+
+using ReadFunction = Loaded (*)(const std::string &, std::optional<int>, Console &);
 const std::map<std::string, ReadFunction> kReaders = {
+    {".e", read_exodus},
+    {".ex2", read_exodus},
+    {".exo", read_exodus},
+    {".g", read_exodus},
     {".vti", read_xml<vtkXMLImageDataReader>},
     {".vtr", read_xml<vtkXMLRectilinearGridReader>},
     {".vts", read_xml<vtkXMLStructuredGridReader>},
@@ -256,6 +258,11 @@ void take_bounds_of_corners(Dataset &dataset, const Affine &placement, const int
     }
 }
 
+// A plane that is not of constant z.
+bool stands_upright(const Dataset &dataset) {
+    return dataset.grid_ndim() == 2 && dataset.dims[2] > 1;
+}
+
 void take_image(Dataset &dataset, vtkImageData *image, const Affine &placement) {
     const int *extent = image->GetExtent();
     dataset.image = true;
@@ -265,15 +272,16 @@ void take_image(Dataset &dataset, vtkImageData *image, const Affine &placement) 
     }
     dataset.left_handed = determinant(placement) < 0;
     take_bounds_of_corners(dataset, placement, extent);
-    if (along_axes(placement)) {
+    dataset.description = "uniform grid";
+    const bool turned = !along_axes(placement);
+    if (!turned && !stands_upright(dataset)) {
         dataset.kind = MeshKind::kUniform;
-        dataset.description = "uniform grid";
         dataset.lower = dataset.origin;
         dataset.upper = place(placement, extent[1], extent[3], extent[5]);
         return;
     }
     dataset.kind = MeshKind::kStructured;
-    dataset.description = "uniform grid, turned or mirrored";
+    if (turned) dataset.description += ", turned or mirrored";
     dataset.coords = make_coords(dataset.dims, dataset.nnodes, [&](int i, int j, int k) {
         return place(placement, extent[0] + i, extent[2] + j, extent[4] + k);
     });
@@ -285,7 +293,8 @@ std::vector<double> axis_values(vtkDataArray *axis, int count) {
     return values;
 }
 
-// The library's grid lines rise. A grid with falling ones becomes a structured one.
+// The library's grid lines rise, and leave a plane no height. Grids of falling lines and planes become
+// structured ones.
 void take_rectilinear(Dataset &dataset, vtkRectilinearGrid *grid) {
     vtkDataArray *sources[3] = {grid->GetXCoordinates(), grid->GetYCoordinates(), grid->GetZCoordinates()};
     std::array<std::vector<double>, 3> axes;
@@ -301,7 +310,7 @@ void take_rectilinear(Dataset &dataset, vtkRectilinearGrid *grid) {
         }
     }
     dataset.description = "rectilinear grid";
-    if (falling) {
+    if (falling || dataset.grid_ndim() == 2) {
         dataset.kind = MeshKind::kStructured;
         dataset.coords = make_coords(dataset.dims, dataset.nnodes, [&](int i, int j, int k) {
             return std::array{axes[0][static_cast<std::size_t>(i)], axes[1][static_cast<std::size_t>(j)],
@@ -339,6 +348,15 @@ bool mostly_left_handed(const Dataset &dataset) {
     return balance < 0;
 }
 
+std::shared_ptr<const float> coords_of(vtkPoints *points) {
+    if (vtkFloatArray::SafeDownCast(points->GetData())) {
+        return std::static_pointer_cast<const float>(keep(points->GetData()));
+    }
+    vtkNew<vtkFloatArray> narrowed;
+    narrowed->DeepCopy(points->GetData());
+    return std::static_pointer_cast<const float>(keep(narrowed));
+}
+
 void take_structured(Dataset &dataset, vtkStructuredGrid *grid) {
     dataset.kind = MeshKind::kStructured;
     dataset.description = "structured grid";
@@ -346,78 +364,16 @@ void take_structured(Dataset &dataset, vtkStructuredGrid *grid) {
     if (!points || static_cast<std::size_t>(points->GetNumberOfTuples()) != dataset.nnodes) {
         refuse(dataset.path, "it has not one point for each of its " + dataset.dims_text() + " nodes");
     }
-    if (!vtkFloatArray::SafeDownCast(points)) {
-        vtkNew<vtkFloatArray> narrowed;
-        narrowed->DeepCopy(points);
-        dataset.coords = std::static_pointer_cast<const float>(keep(narrowed));
-    } else {
-        dataset.coords = std::static_pointer_cast<const float>(keep(points));
-    }
+    dataset.coords = coords_of(grid->GetPoints());
     dataset.left_handed = mostly_left_handed(dataset);
     if (grid->HasAnyBlankPoints() || grid->HasAnyBlankCells()) {
         dataset.remarks.push_back("blanked parts are taken as present");
     }
 }
 
-std::string cell_type_name(int type) {
-    switch (type) {
-        case VTK_VERTEX:
-            return "vertices";
-        case VTK_POLY_VERTEX:
-            return "poly-vertices";
-        case VTK_LINE:
-            return "lines";
-        case VTK_POLY_LINE:
-            return "polylines";
-        case VTK_TRIANGLE:
-            return "triangles";
-        case VTK_TRIANGLE_STRIP:
-            return "triangle strips";
-        case VTK_POLYGON:
-            return "polygons";
-        case VTK_PIXEL:
-            return "pixels";
-        case VTK_QUAD:
-            return "quadrilaterals";
-        case VTK_TETRA:
-            return "tetrahedra";
-        case VTK_VOXEL:
-            return "voxels";
-        case VTK_HEXAHEDRON:
-            return "hexahedra";
-        case VTK_WEDGE:
-            return "prisms";
-        case VTK_PYRAMID:
-            return "pyramids";
-        case VTK_QUADRATIC_EDGE:
-            return "quadratic lines";
-        case VTK_QUADRATIC_TRIANGLE:
-            return "quadratic triangles";
-        case VTK_QUADRATIC_QUAD:
-            return "quadratic quadrilaterals";
-        case VTK_QUADRATIC_TETRA:
-            return "quadratic tetrahedra";
-        case VTK_QUADRATIC_HEXAHEDRON:
-            return "quadratic hexahedra";
-        case VTK_QUADRATIC_WEDGE:
-            return "quadratic prisms";
-        default: {
-            const char *name = vtkCellTypes::GetClassNameFromTypeId(type);
-            return name ? std::string(name) + " cells" : "cells of type " + std::to_string(type);
-        }
-    }
-}
-
-void count_cells(Dataset &dataset, vtkDataSet *data) {
-    std::map<int, std::size_t> counts;
-    for (vtkIdType cell = 0; cell < data->GetNumberOfCells(); ++cell) ++counts[data->GetCellType(cell)];
-    for (const auto &[type, count] : counts) dataset.cell_counts.emplace_back(cell_type_name(type), count);
-}
-
 void count_grid_cells(Dataset &dataset) {
-    const auto axes = std::count_if(dataset.dims.begin(), dataset.dims.end(), [](int n) { return n > 1; });
     static const char *const kNames[] = {"vertices", "lines", "quadrilaterals", "hexahedra"};
-    dataset.cell_counts.emplace_back(kNames[axes], dataset.ncells);
+    dataset.cell_counts.emplace_back(kNames[dataset.grid_ndim()], dataset.ncells);
 }
 
 void take_mesh(Dataset &dataset, const Loaded &source) {
@@ -434,13 +390,11 @@ void take_mesh(Dataset &dataset, const Loaded &source) {
     } else {
         dataset.kind = MeshKind::kCells;
         dataset.description = vtkPolyData::SafeDownCast(data) ? "polygonal mesh" : "unstructured mesh";
+        dataset.coords = coords_of(vtkPointSet::SafeDownCast(data)->GetPoints());
+        take_cells(dataset, data, source.blocks);
     }
     if (!dataset.image) data->GetBounds(dataset.bounds.data());
-    if (dataset.grid()) {
-        count_grid_cells(dataset);
-    } else {
-        count_cells(dataset, data);
-    }
+    if (dataset.grid()) count_grid_cells(dataset);
 }
 
 // ---- Arrays ----
@@ -489,18 +443,21 @@ std::string readable_extensions() {
     return list;
 }
 
-Dataset read_dataset(const std::string &path, Console &console) {
+Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console) {
     const auto reader = kReaders.find(extension_of(path));
     if (reader == kReaders.end()) {
         refuse(path, "unknown kind of file; known are " + readable_extensions());
     }
     check_readable(path);
-    const Loaded source = reader->second(path, console);
+    if (step && reader->second != read_exodus)
+        refuse(path, "this kind of file has no steps; leave --step out");
+    const Loaded source = reader->second(path, step, console);
     if (!source.data || source.data->GetNumberOfPoints() == 0) refuse(path, "it holds no nodes");
 
     Dataset dataset;
     dataset.path = path;
     dataset.remarks = source.remarks;
+    dataset.step_text = source.step_text;
     dataset.nnodes = static_cast<std::size_t>(source.data->GetNumberOfPoints());
     dataset.ncells = static_cast<std::size_t>(source.data->GetNumberOfCells());
     take_mesh(dataset, source);

@@ -2,6 +2,7 @@
 #ifndef ISOFIELD_APP_DATASET_IO_HPP
 #define ISOFIELD_APP_DATASET_IO_HPP
 
+#include <optional>
 #include <string>
 
 #include "console.hpp"
@@ -18,7 +19,11 @@ std::string readable_extensions();
 // turned or mirrored one) it is a structured grid whose coordinates are worked out here. NIfTI volumes stand
 // in the space of their sform matrix, else of their qform matrix (x to the right, y to the front, z up), else
 // at the origin; the header's slope and intercept are applied; of a series the first volume is read.
-Dataset read_dataset(const std::string &path, Console &console);
+//
+// Exodus files: `step` counts from 1, none is the first; the nodes stand where the file has them, without
+// displacements. All element blocks are read, on their common nodes. A step for a file of another kind is
+// refused.
+Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console);
 
 }  // namespace app
 #endif

@@ -1,8 +1,10 @@
 // isofield info: what a file holds.
 #include <memory>
+#include <optional>
 
 #include "dataset.hpp"
 #include "dataset_io.hpp"
+#include "extraction.hpp"
 #include "operations.hpp"
 
 namespace app {
@@ -38,11 +40,12 @@ void print_mesh(const Dataset &dataset, Console &console) {
     }
     console.say("bounds   " + bounds);
     console.say("nodes    " + std::to_string(dataset.nnodes));
-    std::string cells;
-    for (const auto &[type, count] : dataset.cell_counts) {
-        add_item(cells, std::to_string(count) + " " + type, ", ");
+    console.say("cells    " + (dataset.cell_counts.empty() ? "0" : counts_text(dataset.cell_counts)));
+    for (const CellBlock &block : dataset.blocks) {
+        console.say("set      " + (block.name.empty() ? "" : "'" + block.name + "': ") + block.type + ", " +
+                    format_count(block.sources.size(), "cell", "cells"));
     }
-    console.say("cells    " + (cells.empty() ? "0" : cells));
+    if (!dataset.step_text.empty()) console.say("step     " + dataset.step_text.substr(5));
     for (const std::string &remark : dataset.remarks) console.say("note     " + remark);
 }
 
@@ -60,8 +63,13 @@ void print_array(const DataArray &array, Console &console) {
     }
 }
 
-void run_info(const std::string &path, Console &console) {
-    const Dataset dataset = read_dataset(path, console);
+struct InfoOptions {
+    std::string path;
+    std::optional<int> step;
+};
+
+void run_info(const InfoOptions &options, Console &console) {
+    const Dataset dataset = read_dataset(options.path, options.step, console);
     print_mesh(dataset, console);
     if (dataset.arrays.empty()) console.say("no arrays");
     for (const DataArray &array : dataset.arrays) print_array(array, console);
@@ -71,9 +79,11 @@ void run_info(const std::string &path, Console &console) {
 
 void add_info(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand("info", "Tell what a file holds: mesh, arrays, ranges");
-    const auto path = std::make_shared<std::string>();
-    command->add_option("FILE", *path, "Any of " + readable_extensions())->required();
-    command->callback([path, &chosen] { chosen = [path](Console &console) { run_info(*path, console); }; });
+    const auto options = std::make_shared<InfoOptions>();
+    command->add_option("FILE", options->path, "Any of " + readable_extensions())->required();
+    add_step_option(*command, options->step);
+    command->callback(
+        [options, &chosen] { chosen = [options](Console &console) { run_info(*options, console); }; });
 }
 
 }  // namespace app

@@ -14,6 +14,7 @@ using Action = std::function<void(Console &)>;
 
 void add_info(CLI::App &tool, Action &chosen);
 void add_iso(CLI::App &tool, Action &chosen);
+void add_lines(CLI::App &tool, Action &chosen);
 
 }  // namespace app
 #endif

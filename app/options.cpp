@@ -57,9 +57,10 @@ void set_view(const std::string &text, PictureStyle &style) {
 
 }  // namespace
 
-void add_output_options(CLI::App &command, OutputOptions &options) {
+void add_output_options(CLI::App &command, OutputOptions &options, const std::string &what,
+                        const std::string &formats) {
     const std::string group = "Output";
-    command.add_option("-o,--output", options.surface, "Surface to write: .vtp .stl .ply .obj")
+    command.add_option("-o,--output", options.geometry, what + " to write: " + formats)
         ->required()
         ->type_name("OUT")
         ->group(group);

@@ -1,4 +1,4 @@
-// The options that all operations which make a surface share.
+// The output options that all operations share which make geometry.
 #ifndef ISOFIELD_APP_OPTIONS_HPP
 #define ISOFIELD_APP_OPTIONS_HPP
 
@@ -10,13 +10,15 @@
 namespace app {
 
 struct OutputOptions {
-    std::string surface;  // file to write
-    std::string picture;  // empty: none
+    std::string geometry;  // file to write
+    std::string picture;   // empty: none
     PictureStyle style;
     bool quiet = false;
 };
 
-void add_output_options(CLI::App &command, OutputOptions &options);
+// `what` is written, under one of the extensions `formats`.
+void add_output_options(CLI::App &command, OutputOptions &options, const std::string &what,
+                        const std::string &formats);
 
 }  // namespace app
 #endif

@@ -2,8 +2,11 @@
 
 #include <vtkActor.h>
 #include <vtkCamera.h>
+#include <vtkCellData.h>
 #include <vtkCubeAxesActor.h>
+#include <vtkFloatArray.h>
 #include <vtkImageData.h>
+#include <vtkLight.h>
 #include <vtkLightKit.h>
 #include <vtkOutlineSource.h>
 #include <vtkPNGWriter.h>
@@ -15,6 +18,7 @@
 #include <vtkRenderer.h>
 #include <vtkScalarBarActor.h>
 #include <vtkTextProperty.h>
+#include <vtkTrivialProducer.h>
 #include <vtkWindowToImageFilter.h>
 
 #include <algorithm>
@@ -25,6 +29,7 @@
 
 #include "display.hpp"
 #include "errors.hpp"
+#include "sheet.hpp"
 #include "vtk_support.hpp"
 
 namespace app {
@@ -50,6 +55,7 @@ constexpr std::pair<const char *, View> kViews[] = {
 };
 
 constexpr double kSurfaceColor[3] = {0.96, 0.90, 0.82};
+constexpr double kSheetColor[3] = {0.85, 0.85, 0.85};
 constexpr double kLineColor[3] = {0.25, 0.27, 0.30};
 constexpr double kBoxColor[3] = {0.55, 0.58, 0.62};
 constexpr double kBackgroundLow[3] = {0.97, 0.97, 0.98};
@@ -84,6 +90,26 @@ Bounds bounds_of(const OutputSurface &surface, const Bounds &fallback) {
     return bounds;
 }
 
+// The one axis, if any, along which a field has no extent.
+std::optional<std::size_t> flat_axis(const Bounds &bounds) {
+    constexpr double kThin = 1e-6;
+    std::optional<std::size_t> flat;
+    const auto size = [&](std::size_t d) { return bounds[2 * d + 1] - bounds[2 * d]; };
+    for (std::size_t d = 0; d < 3; ++d) {
+        if (size(d) > kThin * std::max(size((d + 1) % 3), size((d + 2) % 3))) continue;
+        if (flat) return std::nullopt;
+        flat = d;
+    }
+    return flat;
+}
+
+View view_of(const PictureStyle &style, const Bounds &field) {
+    static constexpr View kAlong[] = {{90, 0}, {0, 0}, {0, 90}};
+    if (style.view) return *style.view;
+    const auto flat = flat_axis(field);
+    return flat ? kAlong[*flat] : View{};
+}
+
 // A flat surface still gets a box that can be drawn.
 Bounds with_thickness(Bounds bounds) {
     double longest = 0;
@@ -97,23 +123,37 @@ Bounds with_thickness(Bounds bounds) {
     return bounds;
 }
 
-vtkSmartPointer<vtkActor> surface_actor(vtkPolyData *data, vtkDataArray *colors, vtkScalarsToColors *table) {
-    data->GetPointData()->Initialize();
-    if (colors) data->GetPointData()->SetScalars(colors);
-    vtkNew<vtkPolyDataNormals> normals;
-    normals->SetInputData(data);
-    normals->SplittingOff();
-    normals->ConsistencyOff();
+vtkSmartPointer<vtkActor> new_actor(vtkAlgorithmOutput *data, vtkScalarsToColors *table) {
     vtkNew<vtkPolyDataMapper> mapper;
-    mapper->SetInputConnection(normals->GetOutputPort());
-    mapper->SetScalarVisibility(colors != nullptr);
-    if (colors) {
+    mapper->SetInputConnection(data);
+    mapper->SetScalarVisibility(table != nullptr);
+    if (table) {
         mapper->SetLookupTable(table);
         mapper->UseLookupTableScalarRangeOn();
-        mapper->InterpolateScalarsBeforeMappingOn();
     }
     auto actor = vtkSmartPointer<vtkActor>::New();
     actor->SetMapper(mapper);
+    return actor;
+}
+
+// The triangles, or the lines, alone; coloured by `colors` on the nodes, if any.
+vtkSmartPointer<vtkPolyData> bare_part(const OutputSurface &surface, bool lines, vtkDataArray *colors) {
+    vtkSmartPointer<vtkPolyData> data = to_polydata(surface);
+    lines ? data->SetPolys(nullptr) : data->SetLines(nullptr);
+    data->GetCellData()->Initialize();
+    data->GetPointData()->Initialize();
+    if (colors) data->GetPointData()->SetScalars(colors);
+    return data;
+}
+
+vtkSmartPointer<vtkActor> surface_actor(const OutputSurface &surface, vtkDataArray *colors,
+                                        vtkScalarsToColors *table) {
+    vtkNew<vtkPolyDataNormals> normals;
+    normals->SetInputData(bare_part(surface, false, colors));
+    normals->SplittingOff();
+    normals->ConsistencyOff();
+    const auto actor = new_actor(normals->GetOutputPort(), table);
+    actor->GetMapper()->SetInterpolateScalarsBeforeMapping(table != nullptr);
     vtkProperty *look = actor->GetProperty();
     look->SetColor(kSurfaceColor[0], kSurfaceColor[1], kSurfaceColor[2]);
     look->SetInterpolationToPhong();
@@ -124,7 +164,24 @@ vtkSmartPointer<vtkActor> surface_actor(vtkPolyData *data, vtkDataArray *colors,
     return actor;
 }
 
-void add_axes_box(vtkRenderer *renderer, Bounds bounds, const PictureStyle &style) {
+vtkSmartPointer<vtkActor> lines_actor(vtkPolyData *data, vtkScalarsToColors *table,
+                                      const PictureStyle &style) {
+    vtkNew<vtkTrivialProducer> source;
+    source->SetOutput(data);
+    auto actor = new_actor(source->GetOutputPort(), table);
+    // In front of the surface that they lie on, by depth alone: offsets by slope leave gaps and ragged
+    // outlines.
+    vtkMapper::SetResolveCoincidentTopologyToPolygonOffset();
+    vtkMapper::SetResolveCoincidentTopologyLineOffsetParameters(0, -150);
+    vtkMapper::SetResolveCoincidentTopologyPolygonOffsetParameters(0, 0);
+    vtkProperty *look = actor->GetProperty();
+    look->SetColor(kLineColor[0], kLineColor[1], kLineColor[2]);
+    look->LightingOff();
+    look->SetLineWidth(std::max(1.0f, static_cast<float>(style.height) / 600));
+    return actor;
+}
+
+void add_axes_box(vtkRenderer *renderer, Bounds bounds, const View &view, const PictureStyle &style) {
     vtkNew<vtkCubeAxesActor> axes;
     axes->SetBounds(bounds.data());
     axes->SetCamera(renderer->GetActiveCamera());
@@ -132,7 +189,7 @@ void add_axes_box(vtkRenderer *renderer, Bounds bounds, const PictureStyle &styl
     axes->SetTickLocationToOutside();
     axes->SetScreenSize(font_size(style));
     // An axis that the camera looks along has its labels on one spot.
-    const Vector back = direction_of(style.view);
+    const Vector back = direction_of(view);
     constexpr double kAlong = 0.97;
     const bool seen[3] = {std::abs(back[0]) < kAlong, std::abs(back[1]) < kAlong, std::abs(back[2]) < kAlong};
     axes->SetXAxisLabelVisibility(seen[0]);
@@ -188,10 +245,11 @@ void add_color_bar(vtkRenderer *renderer, vtkScalarsToColors *table, const std::
 
 // The nearest place on the side that the view names from which the whole box is seen, with room for its
 // labels.
-void place_camera(vtkRenderer *renderer, const Bounds &box, const PictureStyle &style, bool color_bar) {
+void place_camera(vtkRenderer *renderer, const Bounds &box, const View &view, const PictureStyle &style,
+                  bool color_bar) {
     constexpr double kDegree = std::numbers::pi / 180;
-    const double a = style.view.azimuth * kDegree, e = style.view.elevation * kDegree;
-    const Vector back = direction_of(style.view);
+    const double a = view.azimuth * kDegree, e = view.elevation * kDegree;
+    const Vector back = direction_of(view);
     const Vector up = {-std::sin(a) * std::sin(e), std::cos(a) * std::sin(e), std::cos(e)};
     const Vector right = {std::cos(a), std::sin(a), 0};
 
@@ -236,6 +294,96 @@ void save(vtkRenderWindow *window, const OutputFile &file) {
     if (!out) throw OperationError("cannot write '" + file.name() + "': the disk may be full");
 }
 
+// What is drawn on, from a display to the file. VTK's messages are kept while it lives.
+class Canvas {
+  public:
+    Canvas(const View &view, const PictureStyle &style, Console &console)
+        : view_(view), style_(style), console_(console) {
+        console_.progress("drawing", 0);
+        window_->SetOffScreenRendering(1);
+        window_->SetMultiSamples(8);
+        window_->SetSize(style.width, style.height);
+        renderer_->SetBackground(kBackgroundLow[0], kBackgroundLow[1], kBackgroundLow[2]);
+        renderer_->SetBackground2(kBackgroundHigh[0], kBackgroundHigh[1], kBackgroundHigh[2]);
+        renderer_->GradientBackgroundOn();
+        window_->AddRenderer(renderer_);
+    }
+
+    void add(vtkActor *actor) { renderer_->AddActor(actor); }
+
+    void light_solid() {
+        vtkNew<vtkLightKit> lights;
+        lights->SetKeyLightIntensity(0.95);
+        lights->AddLightsToRenderer(renderer_);
+    }
+
+    // From the upper left, as maps are lit.
+    void light_relief() {
+        vtkNew<vtkLight> light;
+        light->SetLightTypeToCameraLight();
+        light->SetPosition(-1, 1, 1.5);
+        renderer_->AddLight(light);
+    }
+
+    // `table`: null without a colour bar.
+    void finish(const Bounds &bounds, vtkScalarsToColors *table, const std::string &title, OutputFile &file) {
+        const Bounds box = with_thickness(bounds);
+        add_axes_box(renderer_, box, view_, style_);
+        if (table) add_color_bar(renderer_, table, title, style_);
+        place_camera(renderer_, box, view_, style_, table != nullptr);
+        renderer_->ResetCameraClippingRange();
+        console_.progress("drawing", 30);
+        window_->Render();
+        console_.progress("drawing", 80);
+        save(window_, file);
+        if (const std::string error = messages_.error(); !error.empty()) {
+            throw OperationError("cannot draw '" + file.name() + "': " + error);
+        }
+        file.commit();
+        console_.clear_bar();
+    }
+
+  private:
+    View view_;
+    const PictureStyle &style_;
+    Console &console_;
+    Display display_;
+    VtkMessages messages_;
+    vtkNew<vtkRenderWindow> window_;
+    vtkNew<vtkRenderer> renderer_;
+};
+
+// Lit so that lines of all colours stand out.
+vtkSmartPointer<vtkActor> sheet_actor(Sheet &sheet, std::optional<std::size_t> flat, const View &view) {
+    OutputSurface surface;
+    surface.points = sheet.points;
+    surface.triangles = sheet.triangles;
+    vtkSmartPointer<vtkActor> actor;
+    if (flat) {
+        const double up = direction_of(view)[*flat] < 0 ? -1 : 1;
+        turn_up(sheet, *flat, up);
+        const std::vector<float> relief = relief_normals(sheet, *flat, up);
+        vtkNew<vtkFloatArray> normals;
+        normals->SetNumberOfComponents(3);
+        normals->SetNumberOfTuples(static_cast<vtkIdType>(relief.size() / 3));
+        std::copy(relief.begin(), relief.end(), normals->GetPointer(0));
+        const auto data = bare_part(surface, false, nullptr);
+        data->GetPointData()->SetNormals(normals);
+        vtkNew<vtkTrivialProducer> source;
+        source->SetOutput(data);
+        actor = new_actor(source->GetOutputPort(), nullptr);
+    } else {
+        actor = surface_actor(surface, nullptr, nullptr);
+    }
+    vtkProperty *look = actor->GetProperty();
+    look->SetColor(kSheetColor[0], kSheetColor[1], kSheetColor[2]);
+    look->SetInterpolationToPhong();
+    look->SetAmbient(0.25);
+    look->SetDiffuse(0.85);
+    look->SetSpecular(0);
+    return actor;
+}
+
 }  // namespace
 
 std::optional<View> named_view(const std::string &name) {
@@ -258,48 +406,39 @@ void check_picture_name(const std::string &path) {
 
 void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bounds,
                   const PictureStyle &style, OutputFile &file, Console &console) {
-    console.progress("drawing", 0);
-    const Display display;
-    const VtkMessages messages;
-
+    Canvas canvas(view_of(style, bounds), style, console);
+    canvas.light_solid();
     vtkSmartPointer<vtkDataArray> colors;
     vtkSmartPointer<vtkScalarsToColors> table;
+    std::string title;
     if (!surface.arrays.empty() && !surface.points.empty()) {
-        colors = color_values(surface.arrays.front());
+        const OutputArray &colored = surface.arrays.front();
+        colors = color_values(colored);
         table = color_table(colors);
+        title = colored.name + (colored.components > 1 ? " (length)" : "");
     }
-    const Bounds box = with_thickness(bounds_of(surface, bounds));
+    if (!surface.triangles.empty()) canvas.add(surface_actor(surface, colors, table));
+    if (surface.nlines() > 0) canvas.add(lines_actor(bare_part(surface, true, colors), table, style));
+    canvas.finish(bounds_of(surface, bounds), table, title, file);
+}
 
-    vtkNew<vtkRenderWindow> window;
-    window->SetOffScreenRendering(1);
-    window->SetMultiSamples(8);
-    window->SetSize(style.width, style.height);
-    vtkNew<vtkRenderer> renderer;
-    renderer->SetBackground(kBackgroundLow[0], kBackgroundLow[1], kBackgroundLow[2]);
-    renderer->SetBackground2(kBackgroundHigh[0], kBackgroundHigh[1], kBackgroundHigh[2]);
-    renderer->GradientBackgroundOn();
-    window->AddRenderer(renderer);
-    vtkNew<vtkLightKit> lights;
-    lights->SetKeyLightIntensity(0.95);
-    lights->AddLightsToRenderer(renderer);
-    if (!surface.triangles.empty()) renderer->AddActor(surface_actor(to_polydata(surface), colors, table));
-    add_axes_box(renderer, box, style);
-    if (table) {
-        const PointArray &colored = surface.arrays.front();
-        add_color_bar(renderer, table, colored.name + (colored.components > 1 ? " (length)" : ""), style);
+void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &title,
+                const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
+                Console &console) {
+    const View view = view_of(style, bounds);
+    Canvas canvas(view, style, console);
+    const auto flat = flat_axis(bounds);
+    flat ? canvas.light_relief() : canvas.light_solid();
+    if (!sheet.triangles.empty()) canvas.add(sheet_actor(sheet, flat, view));
+    vtkSmartPointer<vtkScalarsToColors> table;
+    if (lines.nlines() > 0) {
+        const auto levels = color_values(lines.cell_arrays.front());
+        table = color_table(levels);
+        const auto data = bare_part(lines, true, nullptr);
+        data->GetCellData()->SetScalars(levels);
+        canvas.add(lines_actor(data, table, style));
     }
-    place_camera(renderer, box, style, table != nullptr);
-    renderer->ResetCameraClippingRange();
-
-    console.progress("drawing", 30);
-    window->Render();
-    console.progress("drawing", 80);
-    save(window, file);
-    if (const std::string error = messages.error(); !error.empty()) {
-        throw OperationError("cannot draw '" + file.name() + "': " + error);
-    }
-    file.commit();
-    console.clear_bar();
+    canvas.finish(bounds, table, title, file);
 }
 
 }  // namespace app

@@ -12,6 +12,8 @@
 
 namespace app {
 
+struct Sheet;
+
 // Where the camera stands, in degrees: around z from -y towards +x, and above the xy plane.
 struct View {
     double azimuth = 40;
@@ -28,17 +30,23 @@ constexpr int kMaxPictureSize = 16384;
 struct PictureStyle {
     int width = 1200;
     int height = 900;
-    View view;
+    std::optional<View> view;  // none: on a flat field straight, on others the iso view
 };
 
 // Throws UsageError unless `path` ends in .png.
 void check_picture_name(const std::string &path);
 
 // Draws the surface, coloured by its first array if it has one, in a box of axes, and commits `file`. An
-// empty surface leaves the box `bounds` (lower and upper per axis). Throws UsageError when there is no
-// display to be had, OperationError when drawing or writing fails.
+// empty surface leaves the box `bounds` of the field (lower and upper per axis). Throws UsageError when there
+// is no display to be had, OperationError when drawing or writing fails.
 void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bounds,
                   const PictureStyle &style, OutputFile &file, Console &console);
+
+// Draws lines, coloured by their first cell array, over the sheet that they lie on: a flat one is turned to
+// the viewer and shaded as a relief of its values. `title` stands over the colours.
+void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &title,
+                const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
+                Console &console);
 
 }  // namespace app
 #endif

@@ -21,12 +21,16 @@ using WriteFunction = void (*)(vtkPolyData *, const OutputSurface &, OutputFile 
 
 // The text files that some writers make are not checked by them: the last line tells whether all of it
 // arrived.
-bool ends_in_line(const std::string &path, const std::string &start) {
+std::string tail_of(const std::string &path) {
     std::ifstream file(path, std::ios::binary | std::ios::ate);
     constexpr std::streamoff kTail = 256;
     const std::streamoff size = file.tellg();
     file.seekg(std::max<std::streamoff>(0, size - kTail));
-    std::string tail(std::istreambuf_iterator<char>(file), {});
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool ends_in_line(const std::string &path, const std::string &start) {
+    std::string tail = tail_of(path);
     if (tail.empty() || tail.back() != '\n') return false;
     tail.pop_back();
     return tail.substr(tail.find_last_of('\n') + 1).starts_with(start);
@@ -65,8 +69,15 @@ void run_writer(Writer *writer, vtkPolyData *data, const OutputFile &file, Conso
 
 void warn_of_lost(const OutputSurface &surface, const OutputFile &file, const std::string &what,
                   Console &console) {
-    if (surface.arrays.empty()) return;
+    if (surface.arrays.empty() && surface.cell_arrays.empty()) return;
     console.warn("'" + file.name() + "' cannot hold arrays, " + what + "; write .vtp to keep all");
+}
+
+void warn_of_lost_lines(vtkPolyData *data, const OutputFile &file, Console &console) {
+    if (data->GetNumberOfLines() == 0) return;
+    console.warn("'" + file.name() + "' cannot hold lines, " + std::to_string(data->GetNumberOfLines()) +
+                 " left out; write .vtp or .obj to keep them");
+    data->SetLines(nullptr);
 }
 
 void write_vtp(vtkPolyData *data, const OutputSurface &, OutputFile &file, Console &console) {
@@ -80,7 +91,8 @@ void write_vtp(vtkPolyData *data, const OutputSurface &, OutputFile &file, Conso
 }
 
 void write_stl(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
-    warn_of_lost(surface, file, "the attached are left out", console);
+    warn_of_lost(surface, file, "they are left out", console);
+    warn_of_lost_lines(data, file, console);
     vtkNew<vtkSTLWriter> writer;
     writer->SetFileTypeToBinary();
     writer->SetHeader("isofield surface");
@@ -92,6 +104,7 @@ void write_stl(vtkPolyData *data, const OutputSurface &surface, OutputFile &file
 }
 
 void write_ply(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
+    warn_of_lost_lines(data, file, console);
     vtkNew<vtkPLYWriter> writer;
     writer->SetFileTypeToBinary();
     std::size_t point_bytes = 3 * sizeof(float);
@@ -114,37 +127,59 @@ void write_ply(vtkPolyData *data, const OutputSurface &surface, OutputFile &file
 }
 
 void write_obj(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
-    warn_of_lost(surface, file, "the attached are left out", console);
+    warn_of_lost(surface, file, "they are left out", console);
     vtkNew<vtkOBJWriter> writer;
     data->GetPointData()->Initialize();
     run_writer(writer.Get(), data, file, console);
-    if (surface.triangles.empty()) return;
-    const auto &[a, b, c] = surface.triangles.back();
-    const std::string last =
-        "f " + std::to_string(a + 1) + " " + std::to_string(b + 1) + " " + std::to_string(c + 1);
-    if (!ends_in_line(file.temporary(), last)) fail(file);
+    if (surface.nlines() > 0) {  // they come last
+        std::string last_node = std::to_string(surface.line_nodes.back() + 1);
+        last_node.insert(0, 1, ' ').push_back('\n');
+        if (!tail_of(file.temporary()).ends_with(last_node)) fail(file);
+    } else if (!surface.triangles.empty()) {
+        const auto &[a, b, c] = surface.triangles.back();
+        const std::string last =
+            "f " + std::to_string(a + 1) + " " + std::to_string(b + 1) + " " + std::to_string(c + 1);
+        if (!ends_in_line(file.temporary(), last)) fail(file);
+    }
 }
 
-const std::map<std::string, WriteFunction> kWriters = {
-    {".vtp", write_vtp},
-    {".stl", write_stl},
-    {".ply", write_ply},
-    {".obj", write_obj},
+struct Format {
+    WriteFunction write;
+    bool lines;  // holds lines too
+};
+const std::map<std::string, Format> kFormats = {
+    {".vtp", {write_vtp, true}},
+    {".stl", {write_stl, false}},
+    {".ply", {write_ply, false}},
+    {".obj", {write_obj, true}},
 };
 
 }  // namespace
 
-void check_surface_name(const std::string &path) {
-    if (kWriters.contains(extension_of(path))) return;
+std::string surface_extensions() {
     std::string list;
-    for (const auto &[extension, function] : kWriters) add_item(list, extension);
-    throw UsageError("cannot write '" + path + "': name a file that ends in one of " + list);
+    for (const auto &[extension, format] : kFormats) add_item(list, extension);
+    return list;
+}
+
+std::string line_extensions() {
+    std::string list;
+    for (const auto &[extension, format] : kFormats) {
+        if (format.lines) add_item(list, extension);
+    }
+    return list;
+}
+
+void check_output_name(const std::string &path, const std::string &extensions) {
+    const std::string extension = extension_of(path);
+    if (!extension.empty() && (extensions + " ").find(extension + " ") != std::string::npos) return;
+    throw UsageError("cannot write '" + path + "': name a file that ends in one of " + extensions);
 }
 
 void write_surface(const OutputSurface &surface, OutputFile &file, Console &console) {
     console.progress("writing", 0);
     const auto data = to_polydata(surface);
-    kWriters.at(extension_of(file.name()))(data, surface, file, console);
+    kFormats.at(extension_of(file.name())).write(data, surface, file, console);
     file.commit();
     console.clear_bar();
 }

@@ -15,8 +15,8 @@
 
 namespace app {
 
-// Data on a surface's nodes: npoints x components of `type`.
-struct PointArray {
+// Data on nodes or cells: rows x components of `type`.
+struct OutputArray {
     std::string name;
     isofield::ElementType type;
     int components = 1;
@@ -24,18 +24,32 @@ struct PointArray {
     std::optional<double> null_value;
 };
 
-// Views the points and triangles, which the operation keeps alive.
+template <class T>
+OutputArray output_array(const std::string &name, isofield::ElementType type, std::span<const T> values) {
+    const auto bytes = std::as_bytes(values);
+    return {name, type, 1, {bytes.begin(), bytes.end()}, {}};
+}
+
+// Views the points, lines and triangles, which the operation keeps alive.
 struct OutputSurface {
     std::span<const float> points;  // npoints x 3
     std::span<const std::array<int, 3>> triangles;
-    std::vector<PointArray> arrays;
+    std::span<const int> line_offsets, line_nodes;  // as in Polylines; both may be empty
+    std::vector<OutputArray> arrays;                // on nodes
+    std::vector<OutputArray> cell_arrays;           // on the lines, then the triangles
+
+    std::size_t nlines() const { return line_offsets.empty() ? 0 : line_offsets.size() - 1; }
 };
 
-// Throws UsageError unless `path` has an extension that surfaces are written under.
-void check_surface_name(const std::string &path);
+// The extensions that surfaces and that lines are written under.
+std::string surface_extensions();
+std::string line_extensions();
 
-// Writes and commits `file`, in the format of its name. Warns of arrays that the format cannot hold. Throws
-// OperationError.
+// Throws UsageError unless `path` ends in one of `extensions`.
+void check_output_name(const std::string &path, const std::string &extensions);
+
+// Writes and commits `file`, in the format of its name. Warns of arrays and lines that the format cannot
+// hold. Throws OperationError.
 void write_surface(const OutputSurface &surface, OutputFile &file, Console &console);
 
 }  // namespace app

@@ -2,6 +2,7 @@
 
 #include <vtkCallbackCommand.h>
 #include <vtkCellArray.h>
+#include <vtkCellData.h>
 #include <vtkCharArray.h>
 #include <vtkCommand.h>
 #include <vtkDoubleArray.h>
@@ -85,7 +86,7 @@ void view_memory(vtkDataArray *array, const void *data, std::size_t values) {
     array->SetVoidArray(const_cast<void *>(data), static_cast<vtkIdType>(values), kVtkMustNotFree);
 }
 
-vtkSmartPointer<vtkDataArray> view_array(const PointArray &array) {
+vtkSmartPointer<vtkDataArray> view_array(const OutputArray &array) {
     vtkSmartPointer<vtkDataArray> view = new_vtk_array(array.type);
     view->SetName(array.name.c_str());
     view->SetNumberOfComponents(array.components);
@@ -145,17 +146,26 @@ vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface) {
     auto data = vtkSmartPointer<vtkPolyData>::New();
     data->SetPoints(points);
     data->SetPolys(triangles);
-    for (const PointArray &array : surface.arrays) {
+    if (surface.nlines() > 0) {
+        vtkNew<vtkTypeInt32Array> offsets, nodes;
+        view_memory(offsets, surface.line_offsets.data(), surface.line_offsets.size());
+        view_memory(nodes, surface.line_nodes.data(), surface.line_nodes.size());
+        vtkNew<vtkCellArray> lines;
+        lines->SetData(offsets, nodes);
+        data->SetLines(lines);
+    }
+    for (const OutputArray &array : surface.arrays) {
         const auto view = view_array(array);
         data->GetPointData()->AddArray(view);
         if (array.components == 1 && !data->GetPointData()->GetScalars()) {
             data->GetPointData()->SetActiveScalars(array.name.c_str());
         }
     }
+    for (const OutputArray &array : surface.cell_arrays) data->GetCellData()->AddArray(view_array(array));
     return data;
 }
 
-vtkSmartPointer<vtkDataArray> color_values(const PointArray &array) {
+vtkSmartPointer<vtkDataArray> color_values(const OutputArray &array) {
     const auto source = view_array(array);
     auto values = vtkSmartPointer<vtkFloatArray>::New();
     values->SetName(array.name.c_str());

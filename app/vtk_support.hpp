@@ -43,8 +43,8 @@ void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console)
 // The surface as VTK's data, its arrays viewed, not copied.
 vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface);
 
-// One value per node for colouring: the array's own, or the length of its vectors; NaN where it is null.
-vtkSmartPointer<vtkDataArray> color_values(const PointArray &array);
+// One value per row for colouring: the array's own, or the length of its vectors; NaN where it is null.
+vtkSmartPointer<vtkDataArray> color_values(const OutputArray &array);
 // The colours that `values` are drawn in, over their range.
 vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values);
 

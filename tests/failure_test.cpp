@@ -2,89 +2,303 @@
 // outputs, balanced status ranges, and nothing left alive.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "recording_host.hpp"
 #include "support.hpp"
 
 namespace {
 
-struct SliceRun {
-    Isosurface surface;
+using Extract = Extracted (*)(MeshInfo *mesh, const int *data, double level, const int *null_value,
+                              bool want_cells);
+
+struct Watched {
+    Extracted made;
     Recording record;
     std::size_t live_after;  // with the results still held
 };
 
-SliceRun slice(MeshInfo *mesh, const std::vector<int> &data, const int *null_value, bool want_cells,
-               int fail_at, int interrupt_at) {
-    start_recording(fail_at, interrupt_at);
-    SliceRun run{isosurface(mesh, data.data(), 20.0, null_value, want_cells), {}, 0};
-    run.record = stop_recording();
-    run.live_after = live_blocks();
-    return run;
-}
+// One extraction at the level 20, to be run again and again.
+struct Extraction {
+    Extract extract;
+    MeshInfo *mesh;
+    const std::vector<int> &data;
+    const int *null_value;
+    bool want_cells;
 
-void expect_empty(const SliceRun &run) {
-    const Isosurface &s = run.surface;
+    Watched run(int fail_at = -1, int interrupt_at = -1) const {
+        start_recording(fail_at, interrupt_at);
+        Watched run{extract(mesh, data.data(), 20.0, null_value, want_cells), {}, 0};
+        run.record = stop_recording();
+        run.live_after = live_blocks();
+        return run;
+    }
+};
+
+// `whole` is a run that nothing stopped: it tells which sets have no method.
+void expect_empty(const Watched &run, const Watched &whole) {
+    const Extracted &s = run.made;
     EXPECT_EQ(run.live_after, 0u);
     EXPECT_EQ(run.record.open_ranges, 0);
     EXPECT_EQ(s.nnew + s.ntris + s.tri_size + s.nlines + s.line_size, 0);
-    EXPECT_FALSE(s.min_node || s.max_node || s.tri_connect || s.line_connect || s.cell_list);
+    EXPECT_FALSE(s.min_node || s.max_node || s.tri_connect || s.line_connect);
+    for (std::size_t set = 0; set < s.cell_count.size(); ++set) {
+        const bool touched = s.cell_count[set] != Extracted::kUntouched;
+        EXPECT_FALSE(touched &&
+                     (whole.made.cell_count[set] == Extracted::kUntouched || s.cell_count[set] != 0));
+        EXPECT_FALSE(s.cell_list[set]) << set;
+    }
 }
 
-class SliceFailures : public testing::TestWithParam<std::tuple<bool, bool>> {
+// Fails each allocation in turn, and counts the reports. check() is called after each run.
+template <class Check>
+std::map<std::string, int> fail_every_allocation(const Extraction &extraction, Check check) {
+    std::map<std::string, int> reports;
+    const Watched whole = extraction.run();
+    for (int n = 0;; ++n) {
+        SCOPED_TRACE(n);
+        const Watched run = extraction.run(n);
+        check();
+        for (const std::string &report : run.record.reports) ++reports[report];
+        if (run.record.allocations <= n || run.record.out_of_memory) {
+            // Nothing failed any more; or it was a mask, which is asked for again.
+            const Extracted &s = run.made;
+            EXPECT_EQ(s.result, 1);
+            std::size_t arrays = 0;
+            for (const IntArray *a : {&s.min_node, &s.max_node, &s.line_connect, &s.tri_connect})
+                arrays += *a != nullptr;
+            for (const IntArray &list : s.cell_list) arrays += list != nullptr;
+            EXPECT_EQ(run.live_after, arrays) << "the results alone";
+            if (run.record.allocations <= n) return reports;
+        } else {
+            EXPECT_EQ(run.made.result, 0);
+            expect_empty(run, whole);
+            ++reports["failures"];
+        }
+    }
+}
+
+const char *const kNoMask = "out of memory: Cannot alloc flags array";
+
+class GridFailures : public testing::TestWithParam<std::tuple<bool, bool>> {
   protected:
-    // Enough triangles for every list to grow several times.
-    MeshPtr mesh = unit_grid({16, 15, 20});
+    // Enough triangles and lines for every list to grow several times.
+    MeshPtr box = unit_grid({16, 15, 20}), plane = unit_grid({60, 70});
     std::vector<int> data = random_values<int>(16 * 15 * 20, 40, 4);
     const int null = 1;
     const int *null_value = std::get<0>(GetParam()) ? &null : nullptr;
     bool want_cells = std::get<1>(GetParam());
+    Extraction surface{isosurface<int>, box.get(), data, null_value, want_cells};
+    Extraction lines{isolines<int>, plane.get(), data, null_value, want_cells};
 };
 
-TEST_P(SliceFailures, EveryAllocationMayFail) {
-    int failures = 0, connect_reports = 0, cell_reports = 0;
-    for (int n = 0;; ++n) {
-        SCOPED_TRACE(n);
-        const SliceRun run = slice(mesh.get(), data, null_value, want_cells, n, -1);
-        if (run.record.allocations <= n) {  // nothing failed any more
-            EXPECT_EQ(run.surface.result, 1);
-            EXPECT_EQ(run.live_after, want_cells ? 4u : 3u) << "the results alone";
-            break;
-        }
-        if (run.record.out_of_memory) {
-            EXPECT_EQ(run.surface.result, 1) << "the masks are asked for again";
-            EXPECT_EQ(run.record.reports.at(0), "out of memory: Cannot alloc flags array");
-            continue;
-        }
-        ++failures;
-        EXPECT_EQ(run.surface.result, 0);
-        expect_empty(run);
-        for (const std::string &report : run.record.reports) {
-            connect_reports += report == "slice_struct: realloc for connect list failed\n";
-            cell_reports += report == "UTILslice: realloc for cell list failed\n";
-        }
-    }
-    EXPECT_GT(failures, 20);
-    EXPECT_GT(connect_reports, 3);
-    EXPECT_EQ(cell_reports > 3, want_cells);
+TEST_P(GridFailures, EveryAllocationMayFail) {
+    auto reports = fail_every_allocation(surface, [] {});
+    EXPECT_GT(reports["failures"], 20);
+    EXPECT_GT(reports["slice_struct: realloc for connect list failed\n"], 3);
+    EXPECT_EQ(reports["UTILslice: realloc for cell list failed\n"] > 3, want_cells);
+    EXPECT_EQ(reports[kNoMask], 2);
+
+    reports = fail_every_allocation(lines, [] {});
+    EXPECT_GT(reports["failures"], 10);
+    EXPECT_GT(reports["isoline: realloc for connect list failed"], 1);
+    EXPECT_EQ(reports["UTILisoline: realloc for cell list failed\n"] > 1, want_cells);
+    EXPECT_EQ(reports[kNoMask], 2);
 }
 
-TEST_P(SliceFailures, EveryPollMayInterrupt) {
-    const SliceRun whole = slice(mesh.get(), data, null_value, want_cells, -1, -1);
+TEST_P(GridFailures, EveryPollMayInterrupt) {
+    const Watched whole = surface.run();
     // Every eighth layer of 19, and the end.
     EXPECT_EQ(whole.record.percents, (std::vector<int>{36, 78, 100}));
     for (int n = 0; n < 2; ++n) {
-        const SliceRun run = slice(mesh.get(), data, null_value, want_cells, -1, n);
-        EXPECT_EQ(run.surface.result, -1);
+        const Watched run = surface.run(-1, n);
+        EXPECT_EQ(run.made.result, -1);
         EXPECT_TRUE(run.record.reports.empty());
-        expect_empty(run);
+        expect_empty(run, whole);
     }
-    const SliceRun last = slice(mesh.get(), data, null_value, want_cells, -1, 2);
-    EXPECT_EQ(last.surface.result, 1) << "the last poll's answer does not count";
-    EXPECT_EQ(last.surface.triangles(), whole.surface.triangles());
+    const Watched last = surface.run(-1, 2);
+    EXPECT_EQ(last.made.result, 1) << "the last poll's answer does not count";
+    EXPECT_EQ(last.made.triangles(), whole.made.triangles());
 }
 
-INSTANTIATE_TEST_SUITE_P(NullsAndCellLists, SliceFailures,
-                         testing::Combine(testing::Bool(), testing::Bool()));
+INSTANTIATE_TEST_SUITE_P(NullsAndCellLists, GridFailures, testing::Combine(testing::Bool(), testing::Bool()));
+
+// ---- Cell sets
+
+class SetFailures : public testing::TestWithParam<bool> {
+  protected:
+    // A quadratic set that stayed replaced by its pieces is seen here.
+    void expect_whole_record() const {
+        for (std::size_t set = 0; set < cells.sets.size(); ++set) {
+            EXPECT_EQ(mesh->cell_ncells[set], cells.sets[set].ncells()) << set;
+            EXPECT_EQ(mesh->cell_nnodes[set], cells.sets[set].nnodes()) << set;
+            const int *connect = mesh->cell_connect[set];
+            EXPECT_TRUE(!connect || connect == cells.sets[set].connect.data()) << set;
+        }
+    }
+
+    CellMesh cells = all_kinds(8);
+    MeshPtr mesh = cells.make();
+    std::vector<int> data = random_values<int>(cells.nnodes(), 40, 4);
+    bool is_surface = GetParam();
+    Extraction extraction{is_surface ? isosurface<int> : isolines<int>, mesh.get(), data, nullptr, true};
+};
+
+TEST_P(SetFailures, EveryAllocationMayFail) {
+    const std::string step = is_surface ? "UTILslice: " : "UTILisoline: ";
+    auto reports = fail_every_allocation(extraction, [this] { expect_whole_record(); });
+    EXPECT_GT(cells.set("tet_2").ncells(), 1024) << "several chunks";
+    EXPECT_GT(reports["failures"], 50);
+    EXPECT_GT(reports[step + "realloc for cell list failed\n"], 3);
+    EXPECT_GT(reports["isoline: realloc for connect list failed"], 3);
+    EXPECT_EQ(reports["UTILslice: realloc for connect list failed\n"] > 3, is_surface);
+    EXPECT_EQ(reports[kNoMask], 1);
+}
+
+// Every 257th cell or piece, and the end of each chunk.
+TEST_P(SetFailures, EveryPollMayInterrupt) {
+    std::vector<int> percents;
+    std::vector<std::pair<int, int>> ranges;
+    const int nsets = mesh->ncell_sets, chunk = is_surface ? 1024 : 1000;
+    for (int set = 0; set < nsets; ++set) {
+        const CellSetData &cell_set = cells.sets[static_cast<std::size_t>(set)];
+        const bool quadratic = cell_set.type.back() == '2', volume = mesh->cell_ndim[set] == 3;
+        if (volume && !is_surface) continue;
+        if (is_surface) ranges.push_back({100 * set / nsets, 100 * (set + 1) / nsets});
+        const int ncells = cell_set.ncells(), step = quadratic ? chunk : ncells;
+        const std::map<std::string, int> kPieces = {{"tet_2", 8}, {"prism_2", 16}, {"hex_2", 22}};
+        for (int first = 0; first < ncells; first += step) {
+            const int count = std::min(step, ncells - first);
+            if (quadratic) ranges.push_back({100 * first / ncells, 100 * (first + count) / ncells});
+            if (!volume) continue;
+            const int n = quadratic ? count * kPieces.at(cell_set.type) : count;
+            for (int cell = 256; cell < n; cell += 257)
+                percents.push_back(
+                    static_cast<int>(static_cast<float>(cell) * static_cast<float>(100.0 / n)));
+            percents.push_back(100);
+        }
+    }
+    const Watched whole = extraction.run();
+    EXPECT_EQ(whole.record.percents, percents);
+    EXPECT_EQ(whole.record.ranges, ranges);
+    for (int n = 0; n < whole.record.polls; ++n) {
+        SCOPED_TRACE(n);
+        const Watched run = extraction.run(-1, n);
+        EXPECT_EQ(run.made.result, 0);
+        EXPECT_TRUE(run.record.reports.empty());
+        expect_empty(run, whole);
+        expect_whole_record();
+    }
+}
+
+TEST_P(SetFailures, CellsMayNotBeHad) {
+    mesh->cell_funcs[0].funcs.tesselate_func = nullptr;  // skipped
+    const Watched whole = extraction.run();
+    EXPECT_EQ(whole.made.result, 1);
+    EXPECT_EQ(whole.made.cell_count[0], 0);
+    mesh->get_cell_set = [](MeshInfo *, int, int **) { return 0; };
+    for (std::size_t set = 1; set < cells.sets.size(); ++set) {
+        if (whole.made.cell_count[set] == Extracted::kUntouched) continue;
+        int *const connect = std::exchange(mesh->cell_connect[set], nullptr);
+        const Watched run = extraction.run();
+        EXPECT_EQ(run.made.result, 0);
+        EXPECT_EQ(run.record.reports, std::vector<std::string>{"util: unable to get cell set\n"});
+        expect_empty(run, whole);
+        mesh->cell_connect[set] = connect;
+    }
+}
+
+// A failure in the first set, or before it, leaves nothing unsaid of the others.
+TEST_P(SetFailures, CountsAndListsOfAllSetsAreEmpty) {
+    const Watched whole = extraction.run();
+    for (const int n : {0, 10}) {
+        const Watched run = extraction.run(n);
+        ASSERT_EQ(run.made.result, 0);
+        for (std::size_t set = 0; set < cells.sets.size(); ++set) {
+            const bool has_method = whole.made.cell_count[set] != Extracted::kUntouched;
+            EXPECT_EQ(run.made.cell_count[set], has_method ? 0 : Extracted::kUntouched) << set;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(SurfacesAndLines, SetFailures, testing::Bool());
+
+TEST(SetFailuresApart, ASetOfLinesIsNoPartOfASurface) {
+    CellMesh cells = mixed_block(4);
+    const std::vector<int> data = random_values<int>(cells.nnodes(), 40, 4);
+    cells.add("line_1", {0, 1});
+    const MeshPtr mesh = cells.make();
+    const Watched lines = Extraction{isolines<int>, mesh.get(), data, nullptr, true}.run();
+    EXPECT_EQ(lines.made.result, 1);
+    const Watched refused = Extraction{isosurface<int>, mesh.get(), data, nullptr, true}.run();
+    EXPECT_EQ(refused.made.result, 0);
+    EXPECT_TRUE(refused.record.reports.empty());
+    expect_empty(refused, refused);
+}
+
+// A kernel on its own, with a table (five blocks), a mask and a list of cells.
+struct KernelRun {
+    int made, size = 0, capacity = 0;
+    int *connect = nullptr;
+    Recording record;
+    std::size_t live_after;
+
+    KernelRun(MeshInfo *mesh, const std::vector<int> &data, int fail_at, int interrupt_at) {
+        start_recording(fail_at, interrupt_at);
+        EdgeTable *table = UTILedge_table_create(mesh->nnodes);
+        auto *mask = static_cast<unsigned char *>(std::malloc(data.size()));
+        std::copy(data.begin(), data.end(), mask);
+        auto *list = static_cast<int *>(ARRalloc_f(nullptr, 3, 1024, nullptr, "", 0));
+        made = UTILslice_hex(mesh, 0, 0, mask, table, &connect, &size, &capacity, &list);
+        record = stop_recording();
+        live_after = live_blocks();
+        ARRfree_f(list, "", 0);
+        if (live_after < 2) return;
+        std::free(mask);
+        UTILedge_table_delete(table);
+        if (connect) ARRfree_f(connect, "", 0);
+    }
+};
+
+TEST(SetFailuresApart, AKernelThatStopsFreesWhatItWasGivenButTheList) {
+    const CellMesh cells = block_of(Cube::kHex, 10);
+    const MeshPtr mesh = cells.make();
+    const std::vector<int> data = random_values<int>(cells.nnodes(), 1, 6);
+    const KernelRun whole(mesh.get(), data, -1, -1);
+    EXPECT_EQ(whole.size, 3 * whole.made);
+    EXPECT_GT(whole.made, 3000);
+    EXPECT_EQ(whole.live_after, 8u);
+    EXPECT_GT(whole.record.allocations, 15);
+    EXPECT_EQ(whole.record.polls, 4);
+    const auto expect_stopped = [](const KernelRun &run, int result) {
+        EXPECT_EQ(run.made, result);
+        EXPECT_EQ(run.connect, nullptr);
+        EXPECT_EQ(run.capacity, -1);
+        EXPECT_EQ(run.live_after, 1u);
+    };
+    for (int n = 7; n < whole.record.allocations; ++n) expect_stopped({mesh.get(), data, n, -1}, 0);
+    for (int n = 0; n < whole.record.polls; ++n) expect_stopped({mesh.get(), data, -1, n}, -1);
+
+    mesh->cell_connect[0] = nullptr;
+    mesh->get_cell_set = [](MeshInfo *, int, int **) { return 0; };
+    const KernelRun refused(mesh.get(), data, -1, -1);
+    EXPECT_EQ(refused.made + refused.capacity, 0);
+    EXPECT_EQ(refused.live_after, 7u);
+}
+
+TEST(TesselateFailures, WithoutMemory) {
+    const std::vector<int> connect(40);
+    int npieces, nnodes, *pieces = &npieces;
+    start_recording(0);
+    EXPECT_EQ(UTILtesselate_hex_2(2, connect.data(), &npieces, &pieces, &nnodes), 0);
+    stop_recording();
+    EXPECT_EQ(npieces, 44);
+    EXPECT_EQ(nnodes, 4);
+    EXPECT_EQ(pieces, nullptr);
+}
+
+// ---- Edge tables and records
 
 // Adds edges until the lists have grown twice, with the n-th allocation failing: whatever was added before is
 // right, the add that fails says 0, and the table can be deleted.

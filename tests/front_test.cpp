@@ -13,7 +13,7 @@ namespace {
 
 using isofield::DataView;
 using isofield::ElementType;
-using isofield::IsosurfaceOptions;
+using isofield::ExtractionOptions;
 using isofield::Mesh;
 using isofield::Surface;
 
@@ -65,7 +65,7 @@ TEST(Front, ASphereOutlivesItsMeshAndCarriesData) {
     Surface moved = [] {
         Mesh mesh = cube();
         Mesh other = std::move(mesh);
-        IsosurfaceOptions options;
+        ExtractionOptions options;
         options.keep_cells = true;
         return other.isosurface(distances<float>(), 49.0, options);
     }();
@@ -130,7 +130,7 @@ TEST(Front, NanInfiniteAndNullNodesAreMissing) {
     const int node = 9 + kSide * (9 + kSide * 2);  // beside the sphere's pole
     std::vector<double> values = distances<double>();
     const std::size_t whole = mesh.isosurface(values, 49.0).triangles().size();
-    IsosurfaceOptions with_null;
+    ExtractionOptions with_null;
     with_null.null_value = -5.0;
     values[node] = -5.0;
     const std::size_t holed = mesh.isosurface(values, 49.0, with_null).triangles().size();
@@ -148,7 +148,7 @@ TEST(Front, NanInfiniteAndNullNodesAreMissing) {
     EXPECT_EQ(corner, holed + 1) << "the corner keeps its triangle";
 
     // Nulls that the type can't hold mark nothing.
-    IsosurfaceOptions outside;
+    ExtractionOptions outside;
     outside.null_value = 300.0;
     EXPECT_EQ(mesh.isosurface(distances<unsigned char>(), 49.0, outside).triangles().size(),
               mesh.isosurface(distances<unsigned char>(), 49.0).triangles().size());
@@ -163,7 +163,7 @@ TEST(Front, ProgressStopsItsOwnCallAlone) {
             static_cast<std::vector<int> *>(user)->push_back(percent);
         },
         &program);
-    IsosurfaceOptions options;
+    ExtractionOptions options;
     std::vector<int> seen;
     options.progress = [&](int percent) { return seen.push_back(percent), seen.size() < 2; };
     EXPECT_THROW(mesh.isosurface(values, 49.0, options), isofield::Interrupted);
@@ -259,6 +259,98 @@ TEST(Front, ALevelOutsideTheDataGivesAnEmptySurface) {
         EXPECT_TRUE(surface.triangles().empty() && surface.points().empty() && surface.cells().empty());
         EXPECT_TRUE(surface.carry(std::span<const float>(distances<float>())).empty());
     }
+}
+
+// ---- Lines, and sets of cells
+
+using isofield::Isolines;
+using isofield::Line;
+
+std::vector<std::vector<int>> joined(const std::vector<Line> &lines, std::size_t npoints) {
+    const isofield::Polylines polylines = isofield::join_lines(lines, npoints);
+    std::vector<std::vector<int>> result;
+    for (std::size_t i = 0; i < polylines.size(); ++i) {
+        result.emplace_back(polylines[i].begin(), polylines[i].end());
+    }
+    return result;
+}
+
+TEST(Front, LinesAreJoinedWhereJustTwoMeet) {
+    using Joined = std::vector<std::vector<int>>;
+    EXPECT_EQ(joined({}, 0), Joined{});
+    EXPECT_EQ(joined({{3, 5}, {5, 4}, {1, 0}, {4, 3}, {1, 2}}, 7), (Joined{{0, 1, 2}, {3, 5, 4, 3}}));
+    EXPECT_EQ(joined({{0, 1}, {2, 1}, {1, 3}, {3, 4}}, 5), (Joined{{0, 1}, {1, 2}, {1, 3, 4}}));
+    EXPECT_EQ(joined({{0, 1}, {1, 0}, {2, 2}}, 3), (Joined{{0, 1, 0}, {2, 2}}));
+}
+
+// Two quadrilaterals, a hex, a triangle and another hex, side by side along x.
+TEST(Front, CellsOfAllSetsCountThrough) {
+    std::vector<float> coords, x;
+    for (int n = 0; n < 12; ++n) {
+        coords.insert(coords.end(), {float(n % 3), float(n / 3 % 2), float(n / 6)});
+        x.push_back(float(n % 3));
+    }
+    const std::vector<int> quads = {0, 1, 4, 3, 1, 2, 5, 4}, left = {0, 1, 4, 3, 6, 7, 10, 9},
+                           tri = {7, 8, 10}, right = {1, 2, 5, 4, 7, 8, 11, 10};
+    const isofield::CellSet sets[] = {{"quad_1", quads}, {"hex_1", left}, {"tri_1", tri}, {"hex_1", right}};
+    Mesh mesh = Mesh::cells(coords, sets);
+    ExtractionOptions keep;
+    keep.keep_cells = true;
+    const auto list = [](std::span<const int> cells) { return std::vector<int>(cells.begin(), cells.end()); };
+    const Surface surface = mesh.isosurface(x, 1.5, keep);
+    EXPECT_EQ(list(surface.cells()), (std::vector<int>{4, 4}));
+    EXPECT_EQ(list(surface.line_cells()), (std::vector<int>{1, 3}));
+    EXPECT_EQ(surface.npoints(), 5u) << "sheet and lines share their nodes";
+    for (std::size_t i = 0; i < surface.npoints(); ++i) EXPECT_EQ(surface.points()[3 * i], 1.5f);
+    const Isolines isolines = mesh.isolines(x, 0.5, keep);
+    EXPECT_EQ(list(isolines.line_cells()), (std::vector<int>{0}));
+    EXPECT_EQ(isolines.lines().size(), 1u);
+    EXPECT_TRUE(mesh.isolines(x, 0.5).line_cells().empty());
+
+    const isofield::CellSet with_line[] = {{"quad_1", quads}, {"line_1", std::span(quads).first(2)}};
+    Mesh lines = Mesh::cells(coords, with_line);
+    EXPECT_EQ(lines.isolines(x, 0.5).lines().size(), 1u);
+    EXPECT_EQ(refusal([&] { lines.isosurface(x, 0.5); }),
+              "sets[1] holds lines, of which an isosurface has no part; leave the set out");
+}
+
+TEST(Front, ACircleOnGridsOfTwoDimensions) {
+    std::vector<float> line, coords, squares;
+    for (int i = 0; i < kSide; ++i) line.push_back(static_cast<float>(i));
+    for (int n = 0; n < kSide * kSide; ++n) {
+        coords.insert(coords.end(), {line[n % kSide], line[n / kSide]});
+        squares.push_back(std::pow(line[n % kSide] - 9.5f, 2) + std::pow(line[n / kSide] - 9.5f, 2));
+    }
+    Mesh grids[] = {Mesh::uniform({kSide, kSide}, {0, 0}, {kSide - 1, kSide - 1}),
+                    Mesh::rectilinear({line, line}), Mesh::structured({kSide, kSide}, coords, 2)};
+    ExtractionOptions keep;
+    keep.keep_cells = true;
+    for (Mesh &grid : grids) {
+        const Isolines circle = grid.isolines(squares, 49.0, keep);
+        const isofield::Polylines polylines = isofield::join_lines(circle.lines(), circle.npoints());
+        ASSERT_EQ(polylines.size(), 1u);
+        EXPECT_EQ(polylines[0].size(), circle.lines().size() + 1);
+        EXPECT_EQ(polylines[0].front(), polylines[0].back());
+        for (std::size_t l = 0; l < circle.lines().size(); ++l) {
+            const float *p = &circle.points()[3 * circle.lines()[l][0]];
+            EXPECT_NEAR(std::hypot(p[0] - 9.5, p[1] - 9.5), 7.0, 0.05);
+            EXPECT_EQ(p[2], 0.0f);
+            EXPECT_LE(std::abs(circle.line_cells()[l] % (kSide - 1) + 0.5f - p[0]), 0.5f);
+        }
+        const Surface surface = grid.isosurface(squares, 49.0, keep);
+        EXPECT_TRUE(std::ranges::equal(surface.lines(), circle.lines()));
+        EXPECT_TRUE(std::ranges::equal(surface.line_cells(), circle.line_cells()));
+        EXPECT_TRUE(surface.triangles().empty() && surface.cells().empty());
+        std::vector<float> holed = squares;
+        holed[9 + kSide * 2] = std::numeric_limits<float>::quiet_NaN();
+        EXPECT_LT(grid.isolines(holed, 49.0).lines().size(), circle.lines().size());
+    }
+    Mesh axis = Mesh::rectilinear({line}), box = cube();
+    EXPECT_EQ(refusal([&] { axis.isolines(line, 1.0); }), "the grid has 1 dimensions, but isolines need 2");
+    EXPECT_EQ(refusal([&] { axis.isosurface(line, 1.0); }),
+              "the grid has 1 dimension, but an isosurface needs 2 or 3");
+    EXPECT_EQ(refusal([&] { box.isolines(distances<float>(), 1.0); }),
+              "the grid has 3 dimensions, but isolines need 2");
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -97,7 +99,12 @@ void ARRfree_f(void *block, const char *, int) {
 
 void ERRerror(const char *module, int, int, const char *text, ...) {
     const bool was_recording = std::exchange(recording, false);
-    record.reports.push_back(std::string(module) + ": " + text);
+    char line[256];
+    va_list words;
+    va_start(words, text);
+    std::vsnprintf(line, sizeof line, text, words);
+    va_end(words);
+    record.reports.push_back(std::string(module) + ": " + line);
     recording = was_recording;
 }
 
@@ -106,7 +113,10 @@ void ERRout_of_memory(const char *text) {
     ERRerror("out of memory", 1, 2, text);
 }
 
-void OMpush_status_range(int, int) {
+void OMpush_status_range(int lo, int hi) {
+    const bool was_recording = std::exchange(recording, false);
+    record.ranges.push_back({lo, hi});
+    recording = was_recording;
     ++record.open_ranges;
 }
 

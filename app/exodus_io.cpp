@@ -1,0 +1,128 @@
+#include "exodus_io.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <vtkCellData.h>
+#include <vtkDoubleArray.h>
+#include <vtkExodusIIReader.h>
+#include <vtkInformation.h>
+#include <vtkMultiBlockDataSet.h>
+#include <vtkPointData.h>
+#include <vtkStreamingDemandDrivenPipeline.h>
+
+#include "reader_support.hpp"
+
+namespace app {
+namespace {
+
+// Of a file that it cannot open, the library below the reader tells standard error itself.
+bool can_read(vtkExodusIIReader *reader, const std::string &path) {
+    const int kept = dup(STDERR_FILENO);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (kept >= 0 && nowhere >= 0) dup2(nowhere, STDERR_FILENO);
+    const bool readable = reader->CanReadFile(path.c_str()) != 0;
+    if (kept >= 0) dup2(kept, STDERR_FILENO);
+    close(nowhere);
+    close(kept);
+    return readable;
+}
+
+// Chooses the step, and tells of it.
+std::string set_step(vtkExodusIIReader *reader, std::optional<int> step, const std::string &path) {
+    const int count = reader->GetNumberOfTimeSteps();
+    const int chosen = step.value_or(1);
+    if (count == 0 && step) refuse(path, "it has no steps; leave --step out");
+    if (count == 0) return "";
+    if (chosen < 1 || chosen > count) {
+        refuse(path, "there is no step " + std::to_string(chosen) + ", its steps are 1 to " +
+                         std::to_string(count));
+    }
+    reader->SetTimeStep(chosen - 1);
+    std::string text = "step " + std::to_string(chosen) + " of " + std::to_string(count);
+    vtkInformation *information = reader->GetOutputInformation(0);
+    if (information->Has(vtkStreamingDemandDrivenPipeline::TIME_STEPS())) {
+        const double *times = information->Get(vtkStreamingDemandDrivenPipeline::TIME_STEPS());
+        text += ", time " + format_number(times[chosen - 1]);
+    }
+    return text;
+}
+
+struct ElementBlock {
+    std::string name;
+    vtkUnstructuredGrid *data;
+};
+
+// Those with cells, all on the same nodes.
+std::vector<ElementBlock> element_blocks(vtkExodusIIReader *reader, const std::string &path) {
+    std::vector<ElementBlock> blocks;
+    vtkMultiBlockDataSet *output = reader->GetOutput();
+    auto *elements =
+        output->GetNumberOfBlocks() > 0 ? vtkMultiBlockDataSet::SafeDownCast(output->GetBlock(0)) : nullptr;
+    for (unsigned int i = 0; elements && i < elements->GetNumberOfBlocks(); ++i) {
+        auto *data = vtkUnstructuredGrid::SafeDownCast(elements->GetBlock(i));
+        if (!data || data->GetNumberOfCells() == 0) continue;
+        const char *name = reader->GetObjectName(vtkExodusIIReader::ELEM_BLOCK, static_cast<int>(i));
+        blocks.push_back({name ? name : "", data});
+        if (data->GetNumberOfPoints() != blocks.front().data->GetNumberOfPoints()) {
+            refuse(path, "its element blocks do not share their nodes");
+        }
+    }
+    if (blocks.empty()) refuse(path, "it holds no elements");
+    return blocks;
+}
+
+// Puts the cells of all blocks on the nodes of the first; element variables that not every block has are left
+// out.
+vtkSmartPointer<vtkUnstructuredGrid> join(const std::vector<ElementBlock> &blocks) {
+    auto joined = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    joined->SetPoints(blocks.front().data->GetPoints());
+    joined->GetPointData()->ShallowCopy(blocks.front().data->GetPointData());
+    vtkDataSetAttributes::FieldList common(static_cast<int>(blocks.size()));
+    vtkIdType ncells = 0;
+    for (const ElementBlock &block : blocks) {
+        common.IntersectFieldList(block.data->GetCellData());
+        ncells += block.data->GetNumberOfCells();
+    }
+    joined->Allocate(ncells);
+    vtkCellData *data = joined->GetCellData();
+    data->CopyAllocate(common, ncells);
+    vtkNew<vtkIdList> nodes;
+    for (std::size_t b = 0; b < blocks.size(); ++b) {
+        vtkUnstructuredGrid *block = blocks[b].data;
+        for (vtkIdType cell = 0; cell < block->GetNumberOfCells(); ++cell) {
+            block->GetCellPoints(cell, nodes);
+            const vtkIdType place = joined->InsertNextCell(block->GetCellType(cell), nodes);
+            data->CopyData(common, block->GetCellData(), static_cast<int>(b), cell, place);
+        }
+    }
+    return joined;
+}
+
+}  // namespace
+
+ExodusMesh read_exodus_mesh(const std::string &path, std::optional<int> step, Console &console) {
+    vtkNew<vtkExodusIIReader> reader;
+    ExodusMesh mesh;
+    {
+        const VtkMessages messages;
+        if (!can_read(reader, path)) refuse(path, "it is not an Exodus file");
+        reader->SetFileName(path.c_str());
+        reader->UpdateInformation();
+        mesh.step_text = set_step(reader, step, path);
+    }
+    reader->SetSqueezePoints(false);  // the blocks keep their common numbers of nodes
+    reader->ApplyDisplacementsOff();
+    reader->GenerateObjectIdCellArrayOff();
+    reader->SetAllArrayStatus(vtkExodusIIReader::NODAL, 1);
+    reader->SetAllArrayStatus(vtkExodusIIReader::ELEM_BLOCK, 1);
+    const int nobjects = reader->GetNumberOfObjects(vtkExodusIIReader::ELEM_BLOCK);
+    for (int i = 0; i < nobjects; ++i) reader->SetObjectStatus(vtkExodusIIReader::ELEM_BLOCK, i, 1);
+    run_reader(reader.Get(), path, console);
+
+    const std::vector<ElementBlock> blocks = element_blocks(reader, path);
+    for (const auto &[name, data] : blocks) mesh.blocks.push_back({name, data->GetNumberOfCells()});
+    mesh.data = join(blocks);
+    return mesh;
+}
+
+}  // namespace app
