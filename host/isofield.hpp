@@ -596,8 +596,8 @@ class Mesh {
         check_scalar(data);
         check_level(level);
         if (mesh_->ndim == 1 || mesh_->ndim == 3) {
-            throw BadInput("the grid has " + std::to_string(mesh_->ndim) +
-                           " dimensions, but isolines need 2");
+            throw BadInput("isolines need a grid of 2 dimensions, but this one has " +
+                           std::to_string(mesh_->ndim));
         }
         const front::FiniteScalars scalars(data, options.null_value);
         Isolines isolines;

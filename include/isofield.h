@@ -633,11 +633,17 @@ ISOFIELD_API int UTILedge_table2_delete_str(EdgeTable2Str *table);
  *   cell_count, cell_list             both null; or per set (one for a grid) the count of its elements, and
  *                                     a list with each element's cell: its number within the set, on a grid
  *                                     its packed number. On a two-dimensional grid the count stays 0 (see
- *                                     UTILisoline). Words of a set without a method are left as they were
+ *                                     UTILisoline). Words of a set without a method are left as they
+ *                                     were; a quadratic set that can't be broken up has count 0 and no
+ *                                     list
  * The right-hand normal of a triangle points to the side at or above the level on cell sets, for cells
  * numbered as told under case tables, and in index space to the side below it on grids.
  * Result 1 or 0; interrupted, 0 on cell sets and -1 on a grid. A mesh kind without the method is reported
  * ("No isosurf function found\n"): 0. A grid of one dimension, or a set of lines: 0, without a report.
+ * Two exceptions. Where two pyramids meet base to base, and each has its nodes 0, 1 and 3 above the level and
+ * the others below, the sheet lies double on the base and is not manifold in two edges. And a quadratic
+ * hexahedron is cut up in one way whatever its neighbours: across their faces 0 1 5 4 and 3 2 6 7 the pieces
+ * of hexahedra that are numbered alike do not match, and the sheet may part there.
  * The method: W. Lorensen and H. Cline, "Marching cubes: a high resolution 3D surface construction
  * algorithm", 1987, with a fixed rule for ambiguous faces (nodes above stay apart), so that the surface has
  * no holes, also between cells of unlike kinds. */

@@ -55,8 +55,9 @@ class SetExtraction {
     SetExtraction(MeshInfo *mesh, const KernelTraits &traits, int *cell_count, int **cell_list, Choose choose)
         : mesh_(mesh), traits_(traits), cell_count_(cell_count), cell_list_(cell_list), choose_(choose) {}
     ~SetExtraction() {
+        if (handed_over_) return;
         UTILedge_table_delete(table_);
-        for (int set = 0; set < sets_done_; ++set) empty(set);
+        for_each_task([this](int set, const SetTask &task) { free_results(set, *task.elements); });
     }
     SetExtraction(const SetExtraction &) = delete;
     SetExtraction &operator=(const SetExtraction &) = delete;
@@ -66,6 +67,7 @@ class SetExtraction {
     bool run(const void *data, int dtype, int null_flag, const void *null_value, double level, int *nnew,
              int **min_node, int **max_node, int line = __builtin_LINE()) {
         null_flag_ = null_flag;
+        for_each_task([this](int set, const SetTask &) { empty_words(set); });
         table_ = UTILedge_table_create(mesh_->nnodes);
         if (!table_) return false;
         mask_ = allocate_mask(mesh_->nnodes, traits_.unit, line);
@@ -76,8 +78,8 @@ class SetExtraction {
         for (int set = 0; set < mesh_->ncell_sets; ++set) {
             if (!run_set(set)) return false;
         }
-        sets_done_ = 0;
-        UTILedge_table_get_free(std::exchange(table_, nullptr), min_node, max_node, nnew);
+        UTILedge_table_get_free(table_, min_node, max_node, nnew);
+        handed_over_ = true;
         return true;
     }
 
@@ -85,13 +87,8 @@ class SetExtraction {
     bool run_set(int set) {
         const std::optional<SetTask> task = choose_(set);
         if (!task) return false;
-        if (!task->kernel) return true;
-
-        if (cell_count_) cell_count_[set] = 0;
-        if (cell_list_) cell_list_[set] = nullptr;
-        sets_done_ = set + 1;
         const bool quadratic = mesh_->cell_order[set] > 1;
-        if (quadratic && !mesh_->cell_funcs[set].funcs.tesselate_func) return true;
+        if (!task->kernel || (quadratic && !mesh_->cell_funcs[set].funcs.tesselate_func)) return true;
 
         std::optional<StatusRange> range;
         const int nsets = mesh_->ncell_sets;
@@ -157,17 +154,26 @@ class SetExtraction {
 
     bool wants_cells() const { return cell_count_ && cell_list_; }
 
-    // Frees what a set has left in the caller's words.
-    void empty(int set) {
-        const std::optional<SetTask> task = choose_(set);
-        if (!task || !task->kernel) return;
-        Elements &elements = *task->elements;
+    // Calls work(set, task) for every set that has a kernel, whose words are ours.
+    template <class Work>
+    void for_each_task(Work work) const {
+        for (int set = 0; set < mesh_->ncell_sets; ++set) {
+            const std::optional<SetTask> task = choose_(set);
+            if (task && task->kernel) work(set, *task);
+        }
+    }
+
+    void empty_words(int set) const {
+        if (cell_count_) cell_count_[set] = 0;
+        if (cell_list_) cell_list_[set] = nullptr;
+    }
+
+    void free_results(int set, const Elements &elements) const {
         if (*elements.connect) ARRfree_f(*elements.connect, traits_.unit, __LINE__);
         *elements.connect = nullptr;
         *elements.count = *elements.size = 0;
-        if (cell_count_) cell_count_[set] = 0;
         if (wants_cells() && cell_list_[set]) ARRfree_f(cell_list_[set], traits_.unit, __LINE__);
-        if (cell_list_) cell_list_[set] = nullptr;
+        empty_words(set);
     }
 
     MeshInfo *mesh_;
@@ -178,7 +184,7 @@ class SetExtraction {
     int null_flag_ = 0;
     Working<unsigned char> mask_;
     EdgeTable *table_ = nullptr;
-    int sets_done_ = 0;  // whose words may hold something
+    bool handed_over_ = false;
 };
 
 }  // namespace isofield::detail

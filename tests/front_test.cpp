@@ -346,11 +346,12 @@ TEST(Front, ACircleOnGridsOfTwoDimensions) {
         EXPECT_LT(grid.isolines(holed, 49.0).lines().size(), circle.lines().size());
     }
     Mesh axis = Mesh::rectilinear({line}), box = cube();
-    EXPECT_EQ(refusal([&] { axis.isolines(line, 1.0); }), "the grid has 1 dimensions, but isolines need 2");
+    EXPECT_EQ(refusal([&] { axis.isolines(line, 1.0); }),
+              "isolines need a grid of 2 dimensions, but this one has 1");
     EXPECT_EQ(refusal([&] { axis.isosurface(line, 1.0); }),
               "the grid has 1 dimension, but an isosurface needs 2 or 3");
     EXPECT_EQ(refusal([&] { box.isolines(distances<float>(), 1.0); }),
-              "the grid has 3 dimensions, but isolines need 2");
+              "isolines need a grid of 2 dimensions, but this one has 3");
 }
 
 }  // namespace
