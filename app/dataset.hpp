@@ -29,6 +29,7 @@ struct DataArray {
     bool numeric = true;
     int source_type = 0;                 // the reader's code for it
     std::shared_ptr<const void> values;  // null when not numeric
+    std::optional<double> null_value;    // that the file declares
 };
 
 struct ComponentRange {

@@ -427,6 +427,26 @@ void take_arrays(Dataset &dataset, vtkDataSetAttributes *attributes, Association
     }
 }
 
+// The one number under the first of these names that the field data have.
+std::optional<double> field_number(vtkFieldData *field, std::initializer_list<std::string> names) {
+    for (const std::string &name : names) {
+        auto *array = vtkDataArray::SafeDownCast(field->GetAbstractArray(name.c_str()));
+        if (array && array->GetNumberOfValues() == 1) return array->GetComponent(0, 0);
+    }
+    return std::nullopt;
+}
+
+void take_nulls(Dataset &dataset, vtkFieldData *field) {
+    for (DataArray &array : dataset.arrays) {
+        array.null_value = field_number(
+            field, {array.name + kNullSuffix, array.name + ":missing_value", "_FillValue", "missing_value"});
+        // Declared as a double, and held as a float.
+        if (array.null_value && array.source_type == VTK_FLOAT) {
+            array.null_value = static_cast<float>(*array.null_value);
+        }
+    }
+}
+
 void check_readable(const std::string &path) {
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) refuse(path, "it is a directory; name a file");
@@ -463,6 +483,7 @@ Dataset read_dataset(const std::string &path, std::optional<int> step, Console &
     take_mesh(dataset, source);
     take_arrays(dataset, source.data->GetPointData(), Association::kNode, dataset.nnodes);
     take_arrays(dataset, source.data->GetCellData(), Association::kCell, dataset.ncells);
+    take_nulls(dataset, source.data->GetFieldData());
     return dataset;
 }
 

@@ -38,6 +38,11 @@ std::vector<const DataArray *> choose_attached(const Dataset &dataset,
     return chosen;
 }
 
+// The null that the options name, or else the file, as elements of the data hold it.
+std::optional<double> null_for(const DataArray &array, const NodeData &data, const FieldOptions &options) {
+    return isofield::null_of(data.type, options.null_value ? options.null_value : array.null_value);
+}
+
 // Both names are good before either file is made.
 const std::string &checked_name(const OutputOptions &output, const std::string &extensions) {
     check_output_name(output.geometry, extensions);
@@ -67,7 +72,9 @@ void add_field_options(CLI::App &command, FieldOptions &options, const std::stri
     command.add_option("-a,--array", options.array, "Node array to work on, when the file has several")
         ->type_name("NAME");
     command.add_option("--attach", options.attach, attach)->type_name("ARRAY");
-    command.add_option("--null", options.null_value, "Value of missing nodes; NaN is always missing")
+    command
+        .add_option("--null", options.null_value,
+                    "Value of missing nodes, in the place of what the file declares; NaN is always missing")
         ->check(finite_number());
     add_step_option(command, options.step);
 }
@@ -80,12 +87,12 @@ Field read_field(const FieldOptions &options, void (*check)(const Dataset &), Co
     const auto attached = choose_attached(dataset, options.attach);
     isofield::Mesh mesh = make_mesh(dataset, console);
     const NodeData data = node_data(array, console);
-    const auto null_value = isofield::null_of(data.type, options.null_value);
+    const auto null_value = null_for(array, data, options);
     const ComponentRange range = component_ranges(array, null_value).front();
     std::vector<AttachedArray> carried;
     for (const DataArray *source : attached) {
         const NodeData values = node_data(*source, console);
-        carried.push_back({source->name, values, isofield::null_of(values.type, options.null_value)});
+        carried.push_back({source->name, values, null_for(*source, values, options)});
     }
     Field field{std::move(dataset), std::move(mesh), array.name, data, null_value, range, carried};
     console.say(read_line(field, array.type_name, reading));
@@ -97,10 +104,10 @@ OutputFiles::OutputFiles(const OutputOptions &output, const std::string &extensi
     if (!output.picture.empty()) picture.emplace(output.picture, input);
 }
 
-isofield::ExtractionOptions extraction_settings(const FieldOptions &options, const char *stage,
-                                                Console &console, std::size_t index, std::size_t count) {
+isofield::ExtractionOptions extraction_settings(const Field &field, const char *stage, Console &console,
+                                                std::size_t index, std::size_t count) {
     isofield::ExtractionOptions settings;
-    settings.null_value = options.null_value;
+    settings.null_value = field.null_value;
     settings.progress = [&console, stage, index, count](int percent) {
         const std::size_t done = 100 * index + static_cast<std::size_t>(std::clamp(percent, 0, 100));
         console.progress(stage, static_cast<int>(done / count));

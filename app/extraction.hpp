@@ -67,9 +67,8 @@ struct OutputFiles {
 
 // Settings of an extraction that shows its progress as `stage`, part `index` of `count`, and can be
 // interrupted; to be run inside a PolledStage.
-isofield::ExtractionOptions extraction_settings(const FieldOptions &options, const char *stage,
-                                                Console &console, std::size_t index = 0,
-                                                std::size_t count = 1);
+isofield::ExtractionOptions extraction_settings(const Field &field, const char *stage, Console &console,
+                                                std::size_t index = 0, std::size_t count = 1);
 // An interrupt may come after the last poll.
 void check_interrupt();
 

@@ -21,6 +21,7 @@ std::string range_text(const ComponentRange &range) {
     std::string text =
         range.empty ? "no finite value" : format_number(range.lower) + " to " + format_number(range.upper);
     if (range.infinite_count > 0) text += ", " + std::to_string(range.infinite_count) + " infinite";
+    if (range.null_count > 0) text += ", " + std::to_string(range.null_count) + " null";
     return text + ", " + std::to_string(range.nan_count) + " NaN";
 }
 
@@ -52,10 +53,11 @@ void print_mesh(const Dataset &dataset, Console &console) {
 void print_array(const DataArray &array, Console &console) {
     const std::string type =
         array.components == 1 ? array.type_name : array.type_name + " x " + std::to_string(array.components);
-    const std::string head = std::string(array.association == Association::kNode ? "node" : "cell") +
-                             " array '" + array.name + "': " + type;
+    std::string head = std::string(array.association == Association::kNode ? "node" : "cell") + " array '" +
+                       array.name + "': " + type;
     if (!array.numeric) return console.say(head);
-    const std::vector<ComponentRange> ranges = component_ranges(array);
+    if (array.null_value) head += ", null " + format_number(*array.null_value);
+    const std::vector<ComponentRange> ranges = component_ranges(array, array.null_value);
     if (ranges.size() == 1) return console.say(head + ", " + range_text(ranges[0]));
     console.say(head);
     for (std::size_t c = 0; c < ranges.size(); ++c) {

@@ -1,4 +1,5 @@
 // isofield iso: the surface along which a scalar takes one level.
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -24,7 +25,7 @@ std::string empty_reason(const ComponentRange &range, double level) {
 }
 
 isofield::Surface extract(Field &field, const IsoOptions &options, bool keep_cells, Console &console) {
-    isofield::ExtractionOptions settings = extraction_settings(options.field, "isosurface", console);
+    isofield::ExtractionOptions settings = extraction_settings(field, "isosurface", console);
     settings.keep_cells = keep_cells;
     const PolledStage polled;
     isofield::Surface surface = field.mesh.isosurface(field.data.view(), options.level, settings);
@@ -82,11 +83,22 @@ std::string counts_of(const isofield::Surface &surface) {
     return text + ", " + format_count(surface.npoints(), "node", "nodes");
 }
 
+// The pieces of a quadratic hexahedron are the same whatever its neighbours.
+void tell_of_gaps(const Dataset &dataset, Console &console) {
+    const auto quadratic = [](const CellBlock &block) { return block.type == "hex_2"; };
+    if (dataset.ncells > 1 && std::any_of(dataset.blocks.begin(), dataset.blocks.end(), quadratic)) {
+        console.note(
+            "quadratic hexahedra are cut into tetrahedra that need not match from cell to cell; the "
+            "surface may have narrow gaps between them");
+    }
+}
+
 void run_iso(const IsoOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
     OutputFiles files(output, surface_extensions(), options.field.path);
     Field field = read_field(options.field, nullptr, console);
+    tell_of_gaps(field.dataset, console);
 
     const Stopwatch making;
     const bool with_cells = extension_of(output.geometry) == ".vtp";  // the others have no place for them

@@ -116,13 +116,12 @@ void append(LinesMade &made, const isofield::Isolines &isolines, double level, c
     carry_arrays(field, isolines, made.arrays);
 }
 
-LinesMade extract(Field &field, const LinesOptions &options, const std::vector<double> &levels,
-                  Console &console) {
+LinesMade extract(Field &field, const std::vector<double> &levels, Console &console) {
     LinesMade made;
     made.arrays = attached_arrays(field);
     const PolledStage polled;
     for (std::size_t k = 0; k < levels.size(); ++k) {
-        const auto settings = extraction_settings(options.field, "isolines", console, k, levels.size());
+        const auto settings = extraction_settings(field, "isolines", console, k, levels.size());
         append(made, field.mesh.isolines(field.data.view(), levels[k], settings), levels[k], field);
         check_interrupt();
     }
@@ -147,7 +146,7 @@ void run_lines(const LinesOptions &options, Console &console) {
     const std::vector<double> levels = choose_levels(options, field);
 
     const Stopwatch making;
-    LinesMade made = extract(field, options, levels, console);
+    LinesMade made = extract(field, levels, console);
     OutputSurface lines;
     lines.points = made.points;
     lines.line_offsets = made.lines.offsets;

@@ -160,6 +160,12 @@ vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface) {
         if (array.components == 1 && !data->GetPointData()->GetScalars()) {
             data->GetPointData()->SetActiveScalars(array.name.c_str());
         }
+        if (array.null_value) {
+            vtkNew<vtkDoubleArray> null;
+            null->SetName((array.name + kNullSuffix).c_str());
+            null->InsertNextValue(*array.null_value);
+            data->GetFieldData()->AddArray(null);
+        }
     }
     for (const OutputArray &array : surface.cell_arrays) data->GetCellData()->AddArray(view_array(array));
     return data;

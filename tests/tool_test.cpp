@@ -459,6 +459,24 @@ TEST_F(Tool, CountsMissingNodesAndTheScaleOfTheHeader) {
     expect_octahedron("out.obj");
 }
 
+TEST_F(Tool, HonoursTheNullThatAFileDeclares) {
+    std::string text = image("");
+    text.insert(text.find("<Piece"),
+                "<FieldData><DataArray type=\"Float64\" Name=\"f:_FillValue\" NumberOfTuples=\"1\" "
+                "format=\"ascii\">10</DataArray></FieldData>\n");
+    write_file("in.vti", text);
+    const Outcome declared = run({"iso", "in.vti", "--level", "5", "-o", "out.obj"});
+    EXPECT_NE(declared.out.find("0 triangles, 0 nodes"), std::string::npos) << declared.out;
+    EXPECT_NE(declared.out.find("0 to 0, 1 null"), std::string::npos) << declared.out;
+    EXPECT_EQ(run({"iso", "in.vti", "--level", "5", "--null", "7", "-o", "out.obj", "-q"}).code, 0);
+    expect_octahedron("out.obj");
+
+    ASSERT_EQ(run({"iso", "in.vti", "--level", "5", "--null", "7", "--attach", "f", "-o", "out.vtp"}).code,
+              0);
+    const Outcome carried = run({"info", "out.vtp"});
+    EXPECT_NE(carried.out.find("'f': float, null 7"), std::string::npos) << carried.out;
+}
+
 TEST_F(Tool, LevelOutsideTheRangeIsAnEmptyResult) {
     write_file("in.vti", image(""));
     for (const std::string name : {"out.vtp", "out.stl", "out.ply", "out.obj"}) {
