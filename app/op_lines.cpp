@@ -43,7 +43,8 @@ std::vector<double> multiples(double step, const ComponentRange &range) {
                          "; choose a longer step");
     }
     std::vector<double> levels;
-    for (double k = first; k <= last; ++k) levels.push_back(k * step + 0.0);  // no negative zero
+    const int count = static_cast<int>(last - first) + 1;
+    for (int k = 0; k < count; ++k) levels.push_back((first + k) * step + 0.0);  // no negative zero
     if (levels.empty()) {
         throw UsageError("no multiple of " + format_number(step) + " lies within the range, " +
                          format_number(range.lower) + " to " + format_number(range.upper));

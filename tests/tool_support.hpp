@@ -1,0 +1,251 @@
+// The tool as a program that the tests run in a directory of their own: small files in, what it says, and what
+// came out.
+#ifndef ISOFIELD_TESTS_TOOL_SUPPORT_HPP
+#define ISOFIELD_TESTS_TOOL_SUPPORT_HPP
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+using Arguments = std::vector<std::string>;
+using Vertex = std::array<double, 3>;
+
+struct Outcome {
+    int code = -1;
+    std::string out, err;
+};
+
+class Process {
+  public:
+    // `prepare` runs in the child before the tool does.
+    Process(const Arguments &arguments, const std::function<void()> &prepare) {
+        int out[2], err[2];
+        if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) std::abort();
+        child_ = fork();
+        if (child_ == 0) {
+            dup2(out[1], STDOUT_FILENO);
+            dup2(err[1], STDERR_FILENO);
+            if (prepare) prepare();
+            std::vector<char *> words = {const_cast<char *>("isofield")};
+            for (const std::string &argument : arguments)
+                words.push_back(const_cast<char *>(argument.c_str()));
+            words.push_back(nullptr);
+            execv(ISOFIELD_TOOL, words.data());
+            _exit(126);
+        }
+        close(out[1]);
+        close(err[1]);
+        out_ = out[0];
+        err_ = err[0];
+    }
+
+    void signal(int number) const { kill(child_, number); }
+
+    std::string read_line() const {
+        std::string line;
+        for (char c; read(out_, &c, 1) == 1 && c != '\n';) line += c;
+        return line;
+    }
+
+    Outcome finish() {
+        Outcome outcome;
+        outcome.out = drain(out_);
+        outcome.err = drain(err_);
+        int status = 0;
+        waitpid(child_, &status, 0);
+        outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+        return outcome;
+    }
+
+  private:
+    static std::string drain(int pipe) {
+        std::string text;
+        char block[4096];
+        for (ssize_t got; (got = read(pipe, block, sizeof block)) > 0;)
+            text.append(block, static_cast<size_t>(got));
+        close(pipe);
+        return text;
+    }
+
+    pid_t child_;
+    int out_, err_;
+};
+
+inline void write_file(const std::string &name, const std::string &content) {
+    std::ofstream(name, std::ios::binary) << content;
+}
+
+inline std::string read_file(const std::string &name) {
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+// ---- Files in the text form of VTK ----
+
+inline std::string data_array(const std::string &type, const std::string &name, const std::string &values,
+                              int components = 1) {
+    return "<DataArray type=\"" + type + "\" Name=\"" + name + "\" NumberOfComponents=\"" +
+           std::to_string(components) + "\" format=\"ascii\">" + values + "</DataArray>";
+}
+
+// kind: ImageData, RectilinearGrid, StructuredGrid
+inline std::string vtk_xml(const std::string &kind, const std::string &attributes,
+                           const std::string &geometry, const std::string &point_data,
+                           const std::string &extent = "0 2 0 2 0 2") {
+    return "<VTKFile type=\"" + kind + "\" version=\"0.1\" byte_order=\"LittleEndian\"><" + kind +
+           " WholeExtent=\"" + extent + "\" " + attributes + "><Piece Extent=\"" + extent + "\"><PointData>" +
+           point_data + "</PointData><CellData></CellData>" + geometry + "</Piece></" + kind + "></VTKFile>";
+}
+
+// The middle of 3 x 3 nodes in the plane y = 5.
+inline std::string flat_image() {
+    return vtk_xml("ImageData", "Origin=\"0 5 0\"", "", data_array("Int32", "f", "0 0 0 0 10 0 0 0 0"),
+                   "0 2 0 0 0 2");
+}
+
+struct Cell {
+    int type;
+    std::vector<int> nodes;
+};
+
+// With the node arrays x, y and z.
+inline std::string unstructured(const std::vector<Vertex> &points, const std::vector<Cell> &cells) {
+    std::string places, axes[3], nodes, offsets, types;
+    for (const Vertex &point : points) {
+        for (std::size_t d = 0; d < 3; ++d) {
+            axes[d] += std::to_string(point[d]) + " ";
+            places += std::to_string(point[d]) + " ";
+        }
+    }
+    std::size_t end = 0;
+    for (const Cell &cell : cells) {
+        for (const int node : cell.nodes) nodes += std::to_string(node) + " ";
+        offsets += std::to_string(end += cell.nodes.size()) + " ";
+        types += std::to_string(cell.type) + " ";
+    }
+    return "<VTKFile type=\"UnstructuredGrid\" version=\"0.1\" byte_order=\"LittleEndian\"><UnstructuredGrid>"
+           "<Piece NumberOfPoints=\"" +
+           std::to_string(points.size()) + "\" NumberOfCells=\"" + std::to_string(cells.size()) +
+           "\"><PointData>" + data_array("Float32", "x", axes[0]) + data_array("Float32", "y", axes[1]) +
+           data_array("Float32", "z", axes[2]) + "</PointData><Points>" +
+           data_array("Float32", "p", places, 3) + "</Points><Cells>" +
+           data_array("Int32", "connectivity", nodes) + data_array("Int32", "offsets", offsets) +
+           data_array("UInt8", "types", types) + "</Cells></Piece></UnstructuredGrid></VTKFile>";
+}
+// ---- Looking at what came out ----
+
+struct Solid {
+    std::vector<Vertex> vertices;
+    std::vector<std::array<std::size_t, 3>> triangles;
+    std::vector<std::vector<std::size_t>> lines;
+
+    // The sum of the triangles' normals, each as long as its area.
+    Vertex area() const {
+        Vertex sum = {};
+        for (const auto &[i, j, k] : triangles) {
+            const Vertex &a = vertices[i], &b = vertices[j], &c = vertices[k];
+            for (std::size_t d = 0; d < 3; ++d) {
+                const std::size_t e = (d + 1) % 3, f = (d + 2) % 3;
+                sum[d] += ((b[e] - a[e]) * (c[f] - a[f]) - (b[f] - a[f]) * (c[e] - a[e])) / 2;
+            }
+        }
+        return sum;
+    }
+
+    double length() const {
+        double sum = 0;
+        for (const auto &line : lines) {
+            for (std::size_t i = 1; i < line.size(); ++i) {
+                const Vertex &a = vertices[line[i - 1]], &b = vertices[line[i]];
+                sum += std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
+            }
+        }
+        return sum;
+    }
+
+    double volume() const {  // positive when the triangles turn outwards
+        double sum = 0;
+        for (const auto &[i, j, k] : triangles) {
+            const Vertex &a = vertices[i], &b = vertices[j], &c = vertices[k];
+            sum += a[0] * (b[1] * c[2] - b[2] * c[1]) + a[1] * (b[2] * c[0] - b[0] * c[2]) +
+                   a[2] * (b[0] * c[1] - b[1] * c[0]);
+        }
+        return sum / 6;
+    }
+};
+
+inline Solid read_obj(const std::string &name) {
+    Solid solid;
+    std::istringstream lines(read_file(name));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string kind;
+        words >> kind;
+        if (kind == "v") {
+            Vertex v;
+            words >> v[0] >> v[1] >> v[2];
+            solid.vertices.push_back(v);
+        } else if (kind == "f") {
+            std::array<std::size_t, 3> corners;
+            for (std::size_t &corner : corners) {
+                words >> corner;
+                --corner;
+            }
+            solid.triangles.push_back(corners);
+        } else if (kind == "l") {
+            solid.lines.emplace_back();
+            for (std::size_t node; words >> node;) solid.lines.back().push_back(node - 1);
+        }
+    }
+    return solid;
+}
+
+// To run in the child.
+inline void without_display() {
+    unsetenv("DISPLAY");
+}
+
+class Tool : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        home_ = fs::current_path();
+        std::string pattern = (fs::temp_directory_path() / "isofield_tool_XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        place_ = pattern;
+        fs::current_path(place_);
+    }
+    void TearDown() override {
+        fs::current_path(home_);
+        fs::remove_all(place_);
+    }
+
+    static Outcome run(const Arguments &arguments, const std::function<void()> &prepare = {}) {
+        return Process(arguments, prepare).finish();
+    }
+
+    // The names of all files, hidden ones too.
+    static std::set<std::string> files() {
+        std::set<std::string> names;
+        for (const auto &entry : fs::directory_iterator(".")) names.insert(entry.path().filename().string());
+        return names;
+    }
+
+  private:
+    fs::path home_, place_;
+};
+
+#endif
