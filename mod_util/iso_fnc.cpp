@@ -10,14 +10,15 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr KernelTraits kSliceTraits = {
-    "mod_util/iso_fnc", 1024, 3, true, "UTILslice", "UTILslice", "realloc for connect list failed\n"};
+constexpr ElementTraits kSliceTraits = {"mod_util/iso_fnc", 1024,        3,
+                                        "UTILslice",        "UTILslice", "realloc for connect list failed\n"};
 
 // The slice tables of a volume kind as plans. Triangles are written in reverse of the tables' order, in which
 // their normals point to the side at or above the level.
 template <class Kind>
 struct SliceCases {
-    static constexpr const KernelTraits &kTraits = kSliceTraits;
+    static constexpr const ElementTraits &kTraits = kSliceTraits;
+    static constexpr bool kPolls = true;
     static constexpr unsigned kAllAbove = Kind::kAllKept;
     static constexpr std::size_t kMostEdges = std::extent_v<decltype(Kind::kSlice.left_vert), 1>;
     static constexpr std::size_t kMostTriangles = kMostEdges == 4 ? 2 : 5;
@@ -77,27 +78,30 @@ int UTILslice_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag, 
                 return std::nullopt;
         }
     };
-    SetExtraction extraction(mesh, kSliceTraits, cell_count, cell_list, choose);
+    SetExtraction extraction(mesh, kSliceTraits, true, cell_count, cell_list, choose);
     return extraction.run(data, dtype, null_flag, null_value, level, nnew, min_node, max_node);
 }
 
 int UTILslice_hex(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
                   int **connect, int *size, int *capacity, int **cell_list) {
-    return run_kernel<SliceCases<Hex>>(mesh, set, null_flag, mask, table, connect, size, capacity, cell_list);
+    return extract_set<SliceCases<Hex>>(mesh, set, null_flag, mask, table, connect, size, capacity,
+                                        cell_list);
 }
 
 int UTILslice_prism(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
                     int **connect, int *size, int *capacity, int **cell_list) {
-    return run_kernel<SliceCases<Prism>>(mesh, set, null_flag, mask, table, connect, size, capacity,
-                                         cell_list);
+    return extract_set<SliceCases<Prism>>(mesh, set, null_flag, mask, table, connect, size, capacity,
+                                          cell_list);
 }
 
 int UTILslice_pyr(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
                   int **connect, int *size, int *capacity, int **cell_list) {
-    return run_kernel<SliceCases<Pyr>>(mesh, set, null_flag, mask, table, connect, size, capacity, cell_list);
+    return extract_set<SliceCases<Pyr>>(mesh, set, null_flag, mask, table, connect, size, capacity,
+                                        cell_list);
 }
 
 int UTILslice_tet(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
                   int **connect, int *size, int *capacity, int **cell_list) {
-    return run_kernel<SliceCases<Tet>>(mesh, set, null_flag, mask, table, connect, size, capacity, cell_list);
+    return extract_set<SliceCases<Tet>>(mesh, set, null_flag, mask, table, connect, size, capacity,
+                                        cell_list);
 }

@@ -10,8 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "crossed_cells.hpp"
-#include "output_array.hpp"
+#include "grid_sweep.hpp"
 #include "progress.hpp"
 #include "slice_tables.hpp"
 #include "types.hpp"
@@ -20,8 +19,8 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr char kUnit[] = "mod_util/iso_stct";
-constexpr int kStep = 1000;  // growth of the result lists
+constexpr ElementTraits kTraits = {"mod_util/iso_stct", 1000,           3,
+                                   "UTILslice",         "slice_struct", "realloc for connect list failed\n"};
 constexpr unsigned char kAllAbove = 255;
 
 // ---- Cell geometry. Local nodes 0 to 3 go round the lower face, 4 to 7 above them.
@@ -72,7 +71,7 @@ constexpr std::array<std::uint16_t, 8> kFirstSeen = [] {
 
 // What one case does: its crossed edges in the order of the table's corners, and its triangles as edge
 // triples.
-struct CasePlan {
+struct GridPlan {
     std::uint8_t nedges = 0;
     std::uint8_t ntris = 0;
     std::array<std::uint8_t, 12> edges{};
@@ -85,7 +84,7 @@ struct CasePlan {
 
 constexpr int kMaxTris = 5;
 
-constexpr void list_inner_edges(CasePlan &plan) {
+constexpr void list_inner_edges(GridPlan &plan) {
     unsigned left = kFirstSeen[7];
     std::size_t n = 0;
     for (std::size_t p = 0; p < plan.nedges; ++p) {
@@ -98,10 +97,10 @@ constexpr void list_inner_edges(CasePlan &plan) {
         plan.inner_edges[n++] = static_cast<std::uint8_t>(std::countr_zero(left));
 }
 
-constexpr std::array<CasePlan, 256> kPlans = [] {
-    std::array<CasePlan, 256> plans{};
+constexpr std::array<GridPlan, 256> kPlans = [] {
+    std::array<GridPlan, 256> plans{};
     for (std::size_t index = 1; index < kAllAbove; ++index) {
-        CasePlan &plan = plans[index];
+        GridPlan &plan = plans[index];
         plan.nedges = static_cast<std::uint8_t>(ninter_pts_hex[index]);
         for (std::size_t p = 0; p < plan.nedges; ++p) {
             plan.edges[p] =
@@ -119,44 +118,13 @@ constexpr std::array<CasePlan, 256> kPlans = [] {
     return plans;
 }();
 
-// ---- The results of a sweep
-
-struct Results {
-    OutputArray<int> min_node{kUnit, kStep};
-    OutputArray<int> max_node{kUnit, kStep};
-    OutputArray<int> tri_connect{kUnit, kStep};
-    OutputArray<int> cell_list{kUnit, kStep};
-    bool wants_cells = false;
-    int nnew = 0;
-    int ntris = 0;
-
-    bool create() {
-        return tri_connect.create() && min_node.create() && max_node.create() &&
-               (!wants_cells || cell_list.create());
-    }
-
-    // Room for so many more new nodes and triangles.
-    bool reserve(std::int64_t more_nodes, std::int64_t more_tris) {
-        if (!min_node.reserve(nnew + more_nodes) || !max_node.reserve(nnew + more_nodes)) return false;
-        if (wants_cells && !cell_list.reserve(ntris + more_tris)) {
-            ERRerror("UTILslice", 1, 2, "realloc for cell list failed\n");
-            return false;
-        }
-        if (!tri_connect.reserve(3 * (ntris + more_tris))) {
-            ERRerror("slice_struct", 1, 2, "realloc for connect list failed\n");
-            return false;
-        }
-        return true;
-    }
-};
-
 // ---- The sweep
 
 enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
 
 class Sweep {
   public:
-    Sweep(const int *dims, bool has_nulls, Results &results)
+    Sweep(const int *dims, bool has_nulls, GridResults &results)
         : d0_(dims[0]),
           d1_(dims[1]),
           d2_(dims[2]),
@@ -205,7 +173,7 @@ class Sweep {
 
   private:
     bool allocate() {
-        for (auto &mask : masks_) mask = allocate_mask(plane_, kUnit);
+        for (auto &mask : masks_) mask = allocate_mask(plane_, kTraits.unit);
         // Three axes for each node of two planes.
         slots_ = allocate_working<int>(6 * static_cast<std::size_t>(plane_));
         columns_ = allocate_working<unsigned char>(static_cast<std::size_t>(d0_) + kCaseWord);
@@ -278,13 +246,13 @@ class Sweep {
         const int first_cell = (k * (d1_ - 1) + j) * (d0_ - 1);
         const unsigned behind_row = (j > 0 ? 2u : 0u) | (k > 0 ? 4u : 0u);
         Ends ends{results_.min_node.data(), results_.max_node.data(),
-                  results_.tri_connect.data() + 3 * static_cast<std::ptrdiff_t>(results_.ntris),
+                  results_.connect.data() + 3 * static_cast<std::ptrdiff_t>(results_.nelements),
                   results_.nnew};
         const unsigned char *cases = cases_.get();
         const int *active = active_.get();
         for (int n = 0; n < nactive; ++n) {
             const int i = active[n];
-            const CasePlan &plan = kPlans[cases[i]];
+            const GridPlan &plan = kPlans[cases[i]];
             const std::ptrdiff_t place = 3 * static_cast<std::ptrdiff_t>(row + i);
             const int node = first_node + i;
             if constexpr (kNulls) {
@@ -298,17 +266,17 @@ class Sweep {
             for (unsigned c = 0; c < 3u * plan.ntris; ++c) ends.connect[c] = slot_[plan.corners[c]][place];
             ends.connect += 3 * plan.ntris;
             if (results_.wants_cells) {
-                std::fill_n(results_.cell_list.data() + results_.ntris, plan.ntris, first_cell + i);
-                results_.ntris += plan.ntris;
+                std::fill_n(results_.cell_list.data() + results_.nelements, plan.ntris, first_cell + i);
+                results_.nelements += plan.ntris;
             }
         }
         results_.nnew = ends.nnew;
-        results_.ntris = static_cast<int>((ends.connect - results_.tri_connect.data()) / 3);
+        results_.nelements = static_cast<int>((ends.connect - results_.connect.data()) / 3);
     }
 
     // Makes the new nodes of those crossed edges of a cell that pass `is_new`, in the order of its case.
     template <class IsNew>
-    void add_nodes(const CasePlan &plan, std::ptrdiff_t place, int node, Ends &ends, IsNew is_new) {
+    void add_nodes(const GridPlan &plan, std::ptrdiff_t place, int node, Ends &ends, IsNew is_new) {
         for (unsigned p = 0; p < plan.nedges; ++p) {
             const unsigned e = plan.edges[p];
             if (is_new(e)) add_node(e, place, node, ends, ends.nnew++);
@@ -317,7 +285,7 @@ class Sweep {
 
     // The same for a cell with neighbours behind on every axis, where only three edges can be new. All three
     // are written; those that are not crossed are never read, and the next cell overwrites their nodes.
-    void add_inner_nodes(const CasePlan &plan, std::ptrdiff_t place, int node, Ends &ends) {
+    void add_inner_nodes(const GridPlan &plan, std::ptrdiff_t place, int node, Ends &ends) {
         for (int p = 0; p < 3; ++p) add_node(plan.inner_edges[p], place, node, ends, ends.nnew + p);
         ends.nnew += plan.ninner;
     }
@@ -331,7 +299,7 @@ class Sweep {
 
     int d0_, d1_, d2_, plane_;
     bool has_nulls_;
-    Results &results_;
+    GridResults &results_;
     std::array<int, 12> low_node_{};  // of each edge, relative to the cell's lowest node
     std::array<int, 12> stride_{};    // from there to the edge's other end
     std::array<int *, 12> slot_{};
@@ -351,8 +319,7 @@ int slice_str(MeshInfo *mesh, const T *data, int null_flag, T null_value, double
     if (cell_list) *cell_list = nullptr;
     if (mesh->ndim != 3) return 0;
 
-    Results results;
-    results.wants_cells = cell_count && cell_list;
+    GridResults results(kTraits, cell_count && cell_list);
     if (!results.create()) return 0;
     const int plane = mesh->dims[0] * mesh->dims[1];
     Sweep sweep(mesh->dims, null_flag != 0, results);
@@ -363,14 +330,8 @@ int slice_str(MeshInfo *mesh, const T *data, int null_flag, T null_value, double
     if (outcome != Outcome::kDone) return static_cast<int>(outcome);
 
     poll_status(100);
-    *nnew = results.nnew;
-    *ntris = results.ntris;
-    *tri_size = 3 * results.ntris;
-    *min_node = results.min_node.release();
-    *max_node = results.max_node.release();
-    *tri_connect = results.tri_connect.release();
-    if (cell_count) *cell_count = results.ntris;
-    if (results.wants_cells) *cell_list = results.cell_list.release();
+    results.hand_over(nnew, min_node, max_node, ntris, tri_connect, tri_size, cell_list);
+    if (cell_count) *cell_count = *ntris;
     return 1;
 }
 

@@ -6,18 +6,17 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr KernelTraits kLineTraits = {
-    "mod_util/isoline", 1000, 2, false, "UTILisoline", "isoline", "realloc for connect list failed"};
-
 struct TriCases {
-    static constexpr const KernelTraits &kTraits = kLineTraits;
+    static constexpr const ElementTraits &kTraits = kLineTraits;
+    static constexpr bool kPolls = false;
     static constexpr unsigned kAllAbove = 7;
     static constexpr std::array<int, 3> kBitNodes = {0, 1, 2};
     static constexpr auto &kPlans = kTriLines;
 };
 
 struct QuadCases {
-    static constexpr const KernelTraits &kTraits = kLineTraits;
+    static constexpr const ElementTraits &kTraits = kLineTraits;
+    static constexpr bool kPolls = false;
     static constexpr unsigned kAllAbove = 15;
     static constexpr std::array<int, 4> kBitNodes = {0, 1, 2, 3};
     static constexpr auto &kPlans = kQuadLines;
@@ -46,16 +45,16 @@ int UTILisoline_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag
         const SetFuncs &funcs = mesh->cell_funcs[set].funcs;
         return SetTask{funcs.isoline_func ? funcs.isoline_func : funcs.isoline_func_tesselate, &lines};
     };
-    SetExtraction extraction(mesh, kLineTraits, cell_count, cell_list, choose);
+    SetExtraction extraction(mesh, kLineTraits, false, cell_count, cell_list, choose);
     return extraction.run(data, dtype, null_flag, null_value, level, nnew, min_node, max_node);
 }
 
 int UTILisoline_tri(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
                     int **connect, int *size, int *capacity, int **cell_list) {
-    return run_kernel<TriCases>(mesh, set, null_flag, mask, table, connect, size, capacity, cell_list);
+    return extract_set<TriCases>(mesh, set, null_flag, mask, table, connect, size, capacity, cell_list);
 }
 
 int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
                      int **connect, int *size, int *capacity, int **cell_list) {
-    return run_kernel<QuadCases>(mesh, set, null_flag, mask, table, connect, size, capacity, cell_list);
+    return extract_set<QuadCases>(mesh, set, null_flag, mask, table, connect, size, capacity, cell_list);
 }

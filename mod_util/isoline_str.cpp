@@ -9,16 +9,13 @@
 #include <cstdint>
 #include <utility>
 
-#include "crossed_cells.hpp"
+#include "grid_sweep.hpp"
 #include "line_cases.hpp"
-#include "output_array.hpp"
 
 namespace {
 
 using namespace isofield::detail;
 
-constexpr char kUnit[] = "mod_util/isoline";
-constexpr int kStep = 1000;  // growth of the result lists
 constexpr unsigned char kAllAbove = 15;
 constexpr std::int64_t kMostEdges = 4;  // of a case
 constexpr std::int64_t kMostLines = 2;
@@ -53,37 +50,9 @@ constexpr std::array<InnerEdges, 16> kInnerEdges = [] {
     return inner;
 }();
 
-struct Results {
-    OutputArray<int> min_node{kUnit, kStep};
-    OutputArray<int> max_node{kUnit, kStep};
-    OutputArray<int> connect{kUnit, kStep};
-    OutputArray<int> cell_list{kUnit, kStep};
-    bool wants_cells = false;
-    int nnew = 0;
-    int nlines = 0;
-
-    bool create() {
-        return connect.create() && min_node.create() && max_node.create() &&
-               (!wants_cells || cell_list.create());
-    }
-
-    bool reserve(std::int64_t more_nodes, std::int64_t more_lines) {
-        if (!min_node.reserve(nnew + more_nodes) || !max_node.reserve(nnew + more_nodes)) return false;
-        if (wants_cells && !cell_list.reserve(nlines + more_lines)) {
-            ERRerror("UTILisoline", 1, 2, "realloc for cell list failed\n");
-            return false;
-        }
-        if (!connect.reserve(2 * (nlines + more_lines))) {
-            ERRerror("isoline", 1, 2, "realloc for connect list failed");
-            return false;
-        }
-        return true;
-    }
-};
-
 class RowSweep {
   public:
-    RowSweep(const int *dims, bool has_nulls, Results &results)
+    RowSweep(const int *dims, bool has_nulls, GridResults &results)
         : d0_(dims[0]), d1_(dims[1]), has_nulls_(has_nulls), results_(results) {}
 
     // classify(j, mask) fills the mask of row j: 0 below the level, 1 at or above it, 2 null.
@@ -118,7 +87,7 @@ class RowSweep {
   private:
     bool allocate() {
         const auto row = static_cast<std::size_t>(d0_);
-        for (auto &mask : masks_) mask = allocate_mask(d0_, kUnit);
+        for (auto &mask : masks_) mask = allocate_mask(d0_, kLineTraits.unit);
         for (auto &slots : along_i_) slots = allocate_working<int>(row);
         along_j_ = allocate_working<int>(row);
         cases_ = allocate_cleared<unsigned char>(row + kCaseWord);
@@ -155,7 +124,7 @@ class RowSweep {
     void add_row(int j, int nactive) {
         const int first_node = j * d0_;
         const int first_cell = j * (d0_ - 1);
-        int *connect = results_.connect.data() + 2 * static_cast<std::ptrdiff_t>(results_.nlines);
+        int *connect = results_.connect.data() + 2 * static_cast<std::ptrdiff_t>(results_.nelements);
         int nnew = results_.nnew;
         for (int n = 0; n < nactive; ++n) {
             const int i = active_[static_cast<std::size_t>(n)];
@@ -172,9 +141,9 @@ class RowSweep {
             }
             for (std::size_t e = 0; e < plan.nedges; ++e) *connect++ = slot_[kEdges[index][e]][i];
             if (results_.wants_cells) {
-                std::fill_n(results_.cell_list.data() + results_.nlines, plan.nelements, first_cell + i);
+                std::fill_n(results_.cell_list.data() + results_.nelements, plan.nelements, first_cell + i);
             }
-            results_.nlines += plan.nelements;
+            results_.nelements += plan.nelements;
         }
         results_.nnew = nnew;
     }
@@ -207,7 +176,7 @@ class RowSweep {
 
     int d0_, d1_;
     bool has_nulls_;
-    Results &results_;
+    GridResults &results_;
     std::array<Working<unsigned char>, 2> masks_;
     std::array<Working<int>, 2> along_i_;
     Working<int> along_j_;
@@ -225,8 +194,7 @@ int isoline_struct(const MeshInfo *mesh, const T *data, int null_flag, T null_va
     if (cell_count) *cell_count = 0;  // and stays so: nlines counts the list
     if (cell_list) *cell_list = nullptr;
 
-    Results results;
-    results.wants_cells = cell_count && cell_list;
+    GridResults results(kLineTraits, cell_count && cell_list);
     if (!results.create()) return 0;
     const int row = mesh->dims[0];
     RowSweep sweep(mesh->dims, null_flag != 0, results);
@@ -236,13 +204,7 @@ int isoline_struct(const MeshInfo *mesh, const T *data, int null_flag, T null_va
     });
     if (!done) return 0;
 
-    *nnew = results.nnew;
-    *nlines = results.nlines;
-    *nconnect = 2 * results.nlines;
-    *min_node = results.min_node.release();
-    *max_node = results.max_node.release();
-    *connect = results.connect.release();
-    if (results.wants_cells) *cell_list = results.cell_list.release();
+    results.hand_over(nnew, min_node, max_node, nlines, connect, nconnect, cell_list);
     return 1;
 }
 

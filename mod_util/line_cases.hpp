@@ -11,9 +11,13 @@
 #include <cstddef>
 
 #include "case_rows.hpp"
-#include "set_kernel.hpp"
+#include "element_lists.hpp"
 
 namespace isofield::detail {
+
+// Of lines on cell sets and grids alike.
+inline constexpr ElementTraits kLineTraits = {
+    "mod_util/isoline", 1000, 2, "UTILisoline", "isoline", "realloc for connect list failed"};
 
 using LinePlan = CasePlan<4, 4>;
 

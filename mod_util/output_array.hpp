@@ -50,8 +50,23 @@ inline Working<unsigned char> allocate_mask(int bytes, const char *unit, int lin
     }
 }
 
-// A result array. Grows by multiples of a fixed step; a size that an int can't count is refused like a failed
-// allocation. Frees itself unless handed over.
+// Makes room for `needed` elements in an array of the host's, by whole steps. False, with the array as it was,
+// when it can't be had; a size that an int can't count is refused like a failed allocation.
+template <class T>
+bool grow_in_steps(T *&array, int &capacity, std::int64_t needed, int step, const char *unit,
+                   int line = __builtin_LINE()) {
+    if (needed <= capacity) return true;
+    const std::int64_t steps = (needed - capacity + step - 1) / step;
+    const std::int64_t grown_capacity = capacity + steps * step;
+    if (grown_capacity > std::numeric_limits<int>::max()) return false;
+    void *grown = ARRrealloc_f(array, kTypeCode<T>, static_cast<int>(grown_capacity), nullptr, unit, line);
+    if (!grown) return false;
+    array = static_cast<T *>(grown);
+    capacity = static_cast<int>(grown_capacity);
+    return true;
+}
+
+// A result array, which grows in steps. Frees itself unless handed over.
 template <class T>
 class OutputArray {
   public:
@@ -70,15 +85,7 @@ class OutputArray {
 
     // Makes room for `needed` elements. False, with the array as it was, when it can't be had.
     bool reserve(std::int64_t needed, int line = __builtin_LINE()) {
-        if (needed <= capacity_) return true;
-        const std::int64_t steps = (needed - capacity_ + step_ - 1) / step_;
-        const std::int64_t capacity = capacity_ + steps * step_;
-        if (capacity > std::numeric_limits<int>::max()) return false;
-        void *grown = ARRrealloc_f(data_, kCode, static_cast<int>(capacity), nullptr, unit_, line);
-        if (!grown) return false;
-        data_ = static_cast<T *>(grown);
-        capacity_ = static_cast<int>(capacity);
-        return true;
+        return grow_in_steps(data_, capacity_, needed, step_, unit_, line);
     }
 
     T *data() const { return data_; }

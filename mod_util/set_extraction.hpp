@@ -6,7 +6,6 @@
 #include <optional>
 #include <utility>
 
-#include "output_array.hpp"
 #include "pieces.hpp"
 #include "set_kernel.hpp"
 
@@ -52,8 +51,15 @@ struct ListWord {
 template <class Choose>
 class SetExtraction {
   public:
-    SetExtraction(MeshInfo *mesh, const KernelTraits &traits, int *cell_count, int **cell_list, Choose choose)
-        : mesh_(mesh), traits_(traits), cell_count_(cell_count), cell_list_(cell_list), choose_(choose) {}
+    // With `ranges` every set has its share of the progress.
+    SetExtraction(MeshInfo *mesh, const ElementTraits &traits, bool ranges, int *cell_count, int **cell_list,
+                  Choose choose)
+        : mesh_(mesh),
+          traits_(traits),
+          ranges_(ranges),
+          cell_count_(cell_count),
+          cell_list_(cell_list),
+          choose_(choose) {}
     ~SetExtraction() {
         if (handed_over_) return;
         UTILedge_table_delete(table_);
@@ -92,7 +98,7 @@ class SetExtraction {
 
         std::optional<StatusRange> range;
         const int nsets = mesh_->ncell_sets;
-        if (traits_.polls) range.emplace(whole_percent(set, nsets), whole_percent(set + 1, nsets));
+        if (ranges_) range.emplace(whole_percent(set, nsets), whole_percent(set + 1, nsets));
         ListWord cells;
         if (wants_cells() && !cells.create(traits_.step, traits_.unit)) return false;
         int made = 0;
@@ -147,8 +153,8 @@ class SetExtraction {
     }
 
     bool grow_list(ListWord &cells, int &capacity, std::int64_t needed) {
-        if (KernelOutput::grow(traits_, cells.list, capacity, needed)) return true;
-        ERRerror(traits_.list_module, 1, 2, "realloc for cell list failed\n");
+        if (grow_in_steps(cells.list, capacity, needed, traits_.step, traits_.unit)) return true;
+        traits_.report_list();
         return false;
     }
 
@@ -177,7 +183,8 @@ class SetExtraction {
     }
 
     MeshInfo *mesh_;
-    const KernelTraits &traits_;
+    const ElementTraits &traits_;
+    bool ranges_;
     int *cell_count_;
     int **cell_list_;
     Choose choose_;

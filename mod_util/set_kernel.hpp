@@ -11,39 +11,17 @@
 #include <type_traits>
 
 #include "edge_table.hpp"
+#include "element_lists.hpp"
 #include "mesh_access.hpp"
+#include "output_array.hpp"
 #include "progress.hpp"
 
 namespace isofield::detail {
 
-// What one case of a kind does: its crossed edges in the order of the tables, by the local nodes at their
-// ends, and its elements as places in that list. kEnds and kCorners are the most that a case has of each.
-template <std::size_t kMostEdges, std::size_t kMostCorners>
-struct CasePlan {
-    static constexpr std::size_t kEdgeRoom = kMostEdges;
-    static constexpr std::size_t kCornerRoom = kMostCorners;
-
-    std::uint8_t nedges = 0;
-    std::uint8_t nelements = 0;
-    std::array<std::array<std::uint8_t, 2>, kMostEdges> ends{};
-    std::array<std::uint8_t, kMostCorners> corners{};
-};
-
-// What sets surfaces and lines apart.
-struct KernelTraits {
-    const char *unit;
-    int step;     // growth of lists, and the first size of the caller's list of cells
-    int corners;  // of an element
-    bool polls;
-    const char *list_module;  // of the report of a list of cells that can't grow
-    const char *connect_module;
-    const char *connect_text;
-};
-
 // The arrays that a kernel fills through its caller's words, and what is freed when it has to stop.
 class KernelOutput {
   public:
-    KernelOutput(const KernelTraits &traits, const unsigned char *mask, EdgeTable *table, int **connect,
+    KernelOutput(const ElementTraits &traits, const unsigned char *mask, EdgeTable *table, int **connect,
                  int *size, int *capacity, int **cell_list)
         : traits_(traits),
           mask_(mask),
@@ -66,12 +44,14 @@ class KernelOutput {
 
     // Room for so many more elements, `made` of which there are from this call.
     bool reserve(int made, std::int64_t more) {
-        if (*cell_list_ && !grow(traits_, *cell_list_, list_capacity_, made + more)) {
-            ERRerror(traits_.list_module, 1, 2, "realloc for cell list failed\n");
+        if (*cell_list_ &&
+            !grow_in_steps(*cell_list_, list_capacity_, made + more, traits_.step, traits_.unit)) {
+            traits_.report_list();
             return false;
         }
-        if (!grow(traits_, *connect_, *capacity_, *size_ + more * traits_.corners)) {
-            ERRerror(traits_.connect_module, 1, 2, "%s", traits_.connect_text);
+        if (!grow_in_steps(*connect_, *capacity_, *size_ + more * traits_.corners, traits_.step,
+                           traits_.unit)) {
+            traits_.report_connect();
             return false;
         }
         return true;
@@ -88,23 +68,10 @@ class KernelOutput {
         return result;
     }
 
-    // Grows a list to the next multiple of the step. False, with the list as it was, when it can't be had.
-    static bool grow(const KernelTraits &traits, int *&list, int &capacity, std::int64_t needed) {
-        if (needed <= capacity) return true;
-        const std::int64_t steps = (needed - capacity + traits.step - 1) / traits.step;
-        const std::int64_t grown_capacity = capacity + steps * traits.step;
-        if (grown_capacity > std::numeric_limits<int>::max()) return false;
-        void *grown = ARRrealloc_f(list, 3, static_cast<int>(grown_capacity), nullptr, traits.unit, __LINE__);
-        if (!grown) return false;
-        list = static_cast<int *>(grown);
-        capacity = static_cast<int>(grown_capacity);
-        return true;
-    }
-
     static constexpr int kStopped = -1;
 
   private:
-    const KernelTraits &traits_;
+    const ElementTraits &traits_;
     const unsigned char *mask_;
     EdgeTable *table_;
     int **connect_;
@@ -149,10 +116,10 @@ void find_active(const int *connect, int nnodes, const unsigned char *mask, int 
 }
 
 // Runs a kernel. Cases has kBitNodes, the node of each bit of a case; kAllAbove, the case of no crossing at
-// the other end of the range; kPlans; and kTraits.
+// the other end of the range; kPlans; kPolls; and kTraits.
 template <class Cases>
-int run_kernel(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
-               int **connect, int *size, int *capacity, int **cell_list) {
+int extract_set(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
+                int **connect, int *size, int *capacity, int **cell_list) {
     const int *cells = fetch_cell_set(mesh, set);
     if (!cells) return 0;
     const int ncells = mesh->cell_ncells[set];
@@ -165,21 +132,24 @@ int run_kernel(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask
     int made = 0;
     for (int first = 0, end; first < ncells; first = end) {
         end = next_poll(first, ncells);
-        if (Cases::kTraits.polls && first > 0 && poll_status(percent_of(first, ncells))) {
+        if (Cases::kPolls && first > 0 && poll_status(percent_of(first, ncells))) {
             return output.stop(-1);
         }
+        // Which of the block's cells are crossed.
         if (null_flag) {
             find_active<Cases, true>(cells, nnodes, mask, first, end, active);
         } else {
             find_active<Cases, false>(cells, nnodes, mask, first, end, active);
         }
         if (active.count == 0) continue;
+        // Room for the most that they can make.
         using Plan = std::remove_cvref_t<decltype(Cases::kPlans[0])>;
         constexpr std::int64_t kMostElements = Plan::kCornerRoom / Cases::kTraits.corners;
         if (!edges.reserve(active.count * static_cast<std::int64_t>(Plan::kEdgeRoom)) ||
             !output.reserve(made, active.count * kMostElements)) {
             return output.stop(0);
         }
+        // Their new nodes and elements.
         int *out = *connect + *size;
         for (std::size_t n = 0; n < static_cast<std::size_t>(active.count); ++n) {
             const Plan &plan = Cases::kPlans[active.cases[n]];
@@ -196,7 +166,7 @@ int run_kernel(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask
         }
         *size = static_cast<int>(out - *connect);
     }
-    if (Cases::kTraits.polls && poll_status(100)) return output.stop(-1);
+    if (Cases::kPolls && poll_status(100)) return output.stop(-1);
     return made;
 }
 
