@@ -1,5 +1,5 @@
-/* The library from C, through the shared libraries: a sphere's surface in a uniform grid. Exits with 0 when
- * its area and its Euler number come out. */
+/* The library from C, through the shared libraries: a sphere's surface in a uniform grid, and a line on two
+ * sets of cells. Exits with 0 when the sphere's area and Euler number, and the line and its cells, come out. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -13,6 +13,30 @@ static double area_of(const float *a, const float *b, const float *c) {
     const double v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
     const double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
     return sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]) / 2;
+}
+
+/* A line along x = 0.75 crosses a quadrilateral and the two triangles above it. */
+static int line_on_cells(void) {
+    const float coords[] = {0, 0, 1, 0, 1, 1, 0, 1, 0, 2, 1, 2};
+    const int quads[] = {0, 1, 2, 3}, triangles[] = {3, 5, 4, 3, 2, 5};
+    const IsohostCellSet sets[] = {{"quad_1", 1, quads}, {"tri_1", 2, triangles}};
+    const float x[] = {0, 1, 1, 0, 0, 1};
+    MeshInfo *mesh = NULL;
+    if (!isohost_mesh_cells(6, 2, coords, 2, sets, &mesh)) return 0;
+
+    int nnew, nlines, nconnect, cell_count[2], *cell_list[2];
+    int *min_node, *max_node, *connect;
+    if (UTILisoline(mesh, x, 4, 0, NULL, 0.75, &nnew, &min_node, &max_node, &nlines, &connect, &nconnect,
+                    cell_count, cell_list) != 1) {
+        return 0;
+    }
+    /* New nodes on the edges 0-1, 2-3, 3-5 and 4-5; the triangles share the one on 3-5. */
+    const int right = nnew == 4 && nlines == 3 && nconnect == 6 && cell_count[0] == 1 && cell_count[1] == 2 &&
+                      cell_list[1][0] == 0 && cell_list[1][1] == 1 && min_node[1] == 2 && max_node[1] == 3;
+    int *const arrays[] = {min_node, max_node, connect, cell_list[0], cell_list[1]};
+    for (int i = 0; i < 5; ++i) ARRfree_f(arrays[i], __FILE__, __LINE__);
+    isohost_mesh_free(mesh);
+    return right;
 }
 
 int main(void) {
@@ -55,5 +79,5 @@ int main(void) {
     ARRfree_f(max_node, __FILE__, __LINE__);
     ARRfree_f(tris, __FILE__, __LINE__);
     isohost_mesh_free(mesh);
-    return fabs(area - sphere) < 0.01 * sphere && euler == 2 ? 0 : 1;
+    return fabs(area - sphere) < 0.01 * sphere && euler == 2 && line_on_cells() ? 0 : 1;
 }
