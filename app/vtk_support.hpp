@@ -17,8 +17,8 @@
 
 namespace app {
 
-// A file declares the null of an array by a number in its field data under the array's name and this suffix, or
-// that of all arrays under the suffix's word alone.
+// A file declares the null of an array by a number in its field data under the array's name and this suffix,
+// or that of all arrays under the suffix's word alone.
 constexpr char kNullSuffix[] = ":_FillValue";
 
 // While alive, what VTK would print is kept instead. Others must not use std::cerr meanwhile.

@@ -90,6 +90,7 @@ int tesselate_prism_2(int ncells, const int *connect, int *nout, int **out_conne
     try {
         swapped.assign(connect, connect + kNodes * std::max(ncells, 0));
     } catch (const std::bad_alloc &) {
+        *nout = *out_nnode = 0;
         *out_connect = nullptr;
         return 0;
     }

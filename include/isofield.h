@@ -641,9 +641,10 @@ ISOFIELD_API int UTILedge_table2_delete_str(EdgeTable2Str *table);
  * Result 1 or 0; interrupted, 0 on cell sets and -1 on a grid. A mesh kind without the method is reported
  * ("No isosurf function found\n"): 0. A grid of one dimension, or a set of lines: 0, without a report.
  * Two exceptions. Where two pyramids meet base to base, and each has its nodes 0, 1 and 3 above the level and
- * the others below, the sheet lies double on the base and is not manifold in two edges. And a quadratic
- * hexahedron is cut up in one way whatever its neighbours: across their faces 0 1 5 4 and 3 2 6 7 the pieces
- * of hexahedra that are numbered alike do not match, and the sheet may part there.
+ * the others below, the sheet lies double on the base and is not manifold in two edges. And quadratic
+ * hexahedra and prisms are cut up in one way whatever their neighbours, so that pieces need not match across
+ * a quadrilateral face, and the sheet may part there: hexahedra numbered alike do not match across their
+ * faces 0 1 5 4 and 3 2 6 7, nor do prisms whose axes cross. Prisms side by side, and tetrahedra, match.
  * The method: W. Lorensen and H. Cline, "Marching cubes: a high resolution 3D surface construction
  * algorithm", 1987, with a fixed rule for ambiguous faces (nodes above stay apart), so that the surface has
  * no holes, also between cells of unlike kinds. */

@@ -32,7 +32,8 @@ constexpr std::array<std::array<EdgeOf, 4>, 16> kEdges = [] {
     return edges;
 }();
 
-// Which of the two edges that no earlier cell has, right and top, a case crosses. It names them in this order.
+// Which of the two edges that no earlier cell has, right and top, a case crosses. It names them in this
+// order.
 struct InnerEdges {
     std::uint8_t right = 0;
     std::uint8_t top = 0;

@@ -50,8 +50,8 @@ inline Working<unsigned char> allocate_mask(int bytes, const char *unit, int lin
     }
 }
 
-// Makes room for `needed` elements in an array of the host's, by whole steps. False, with the array as it was,
-// when it can't be had; a size that an int can't count is refused like a failed allocation.
+// Makes room for `needed` elements in an array of the host's, by whole steps. False, with the array as it
+// was, when it can't be had; a size that an int can't count is refused like a failed allocation.
 template <class T>
 bool grow_in_steps(T *&array, int &capacity, std::int64_t needed, int step, const char *unit,
                    int line = __builtin_LINE()) {

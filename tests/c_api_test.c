@@ -1,5 +1,6 @@
 /* The library from C, through the shared libraries: a sphere's surface in a uniform grid, and a line on two
- * sets of cells. Exits with 0 when the sphere's area and Euler number, and the line and its cells, come out. */
+ * sets of cells. Exits with 0 when the sphere's area and Euler number, and the line and its cells, come out
+ * right. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -50,7 +50,8 @@ class IsolineGridOf : public testing::Test {};
 using AllTypes = testing::Types<signed char, unsigned char, short, int, float, double>;
 TYPED_TEST_SUITE(IsolineGridOf, AllTypes);
 
-// A grid of two dimensions gives its lines as isolines and as an isosurface; one of three those of its first plane.
+// A grid of two dimensions gives its lines as isolines and as an isosurface; one of three those of its first
+// plane.
 TYPED_TEST(IsolineGridOf, IsItsPlainTwin) {
     using T = TypeParam;
     const T null = 4;

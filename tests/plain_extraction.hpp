@@ -1,5 +1,5 @@
-// The plain twin of all surfaces and lines: every cell in order, straight from the tables, its new nodes looked
-// up in a map.
+// The plain twin of all surfaces and lines: every cell in order, straight from the tables, its new nodes
+// looked up in a map.
 #ifndef ISOFIELD_TESTS_PLAIN_EXTRACTION_HPP
 #define ISOFIELD_TESTS_PLAIN_EXTRACTION_HPP
 
@@ -9,7 +9,8 @@
 #include "case_tables.hpp"
 #include "support.hpp"
 
-// The lines of a plane kind: per case the number of its edges and the first of them in the lists of their ends.
+// The lines of a plane kind: per case the number of its edges and the first of them in the lists of their
+// ends.
 struct PlainLineTable {
     int nnodes;
     std::vector<int> nedges, first, min_node, max_node;

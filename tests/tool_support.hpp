@@ -1,5 +1,5 @@
-// The tool as a program that the tests run in a directory of their own: small files in, what it says, and what
-// came out.
+// The tool as a program that the tests run in a directory of their own: small files in, what it says, and
+// what came out.
 #ifndef ISOFIELD_TESTS_TOOL_SUPPORT_HPP
 #define ISOFIELD_TESTS_TOOL_SUPPORT_HPP
 
@@ -223,7 +223,8 @@ class Tool : public ::testing::Test {
   protected:
     void SetUp() override {
         home_ = fs::current_path();
-        std::string pattern = (fs::temp_directory_path() / "isofield_tool_XXXXXX").string();
+        const std::string letters(6, 'X');  // for mkdtemp to replace
+        std::string pattern = (fs::temp_directory_path() / ("isofield_tool_" + letters)).string();
         ASSERT_NE(mkdtemp(pattern.data()), nullptr);
         place_ = pattern;
         fs::current_path(place_);
