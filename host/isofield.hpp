@@ -13,6 +13,12 @@
 //     isofield::Surface sheet = part.isosurface(temperature, 300.0);
 //     isofield::Polylines lines = isofield::join_lines(sheet.lines(), sheet.npoints());
 //
+// Values at points anywhere, and integrals:
+//
+//     isofield::Locator locator(part);                                     // built once
+//     std::vector<float> at = locator.sample(probe_points, temperature);  // npoints x 3 in; NaN outside
+//     isofield::Integral heat = part.integrate(3, temperature);           // heat.measure, heat.integral
+//
 // While a call of this front runs, its reports are not written to standard error: they stand in the
 // exception. A program's error handler still gets them.
 #ifndef ISOFIELD_HPP
@@ -25,6 +31,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <functional>
@@ -156,6 +163,44 @@ struct ExtractionOptions {
     std::optional<double> null_value;  // cells with a node of this value make nothing
     Progress progress;
     bool keep_cells = false;  // fill the result's cells
+};
+
+// A place in a mesh: its cell, and where in it. The cell is the packed number on grids, the global cell id on
+// cell sets, -1 in no cell.
+struct Place {
+    int cell = -1;
+    std::array<float, 3> uvw = {};  // in the cell's parametric space
+
+    bool found() const { return cell >= 0; }
+};
+
+// Settings of sampling. NaN and infinite values always count as missing.
+struct SampleOptions {
+    std::optional<double> null_value;                      // cells with a node of this value have no values
+    float fill = std::numeric_limits<float>::quiet_NaN();  // the value where there is none
+    Progress progress;
+};
+
+// Settings of an integral. NaN and infinite values always count as missing.
+struct IntegralOptions {
+    std::optional<double> null_value;  // cells with a node of this value are left out
+    Progress progress;
+};
+
+// Over all cells of one dimension.
+struct Integral {
+    double measure = 0;      // length, area or volume
+    double integral = 0;     // of the data; 0 without data
+    std::size_t ncells = 0;  // that count
+    std::size_t null_cells = 0;
+
+    double mean() const { return integral / measure; }
+};
+
+// Settings of cell data brought to nodes. NaN and infinite values always count as missing.
+struct CellToNodeOptions {
+    std::optional<double> null_value;  // a node with a cell of this value has no value
+    int power = 0;                     // 0: cells count alike; above 0: by 1 / distance^power
 };
 
 namespace front {
@@ -346,6 +391,127 @@ class FiniteScalars {
     Null null_;
     const void *data_;
     std::unique_ptr<std::byte[]> copy_;
+};
+
+// Data as floats, in which all that is missing is NaN: nulls throughout their row, infinite values alone. A
+// view of the given data where they are so already.
+class FloatValues {
+  public:
+    FloatValues(const DataView &data, std::optional<double> null_value)
+        : size_(data.rows() * static_cast<std::size_t>(data.components())) {
+        const std::optional<double> null = null_of(data.type(), null_value);
+        if (data.type() == ElementType::kFloat && !null) {
+            values_ = static_cast<const float *>(data.data());
+            if (!any_missing(view())) return;
+        }
+        constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
+        const int type = static_cast<int>(data.type());
+        const auto components = static_cast<std::size_t>(data.components());
+        const auto *from = static_cast<const std::byte *>(data.data());
+        copy_.resize(size_);
+        bool is_null = false;
+        for (std::size_t i = 0; i < size_; ++i, from += size_of(data.type())) {
+            if (null && i % components == 0) {
+                double first;
+                UTILtype_to_double(&first, from, type);
+                is_null = first == *null;
+            }
+            UTILtype_to_float(&copy_[i], from, type);
+            if (is_null || is_missing(copy_[i])) copy_[i] = kMissing;
+        }
+        values_ = copy_.data();
+    }
+    FloatValues(const FloatValues &) = delete;
+    FloatValues &operator=(const FloatValues &) = delete;
+
+    std::span<const float> view() const { return {values_, size_}; }
+
+  private:
+    std::size_t size_;
+    std::vector<float> copy_;
+    const float *values_ = nullptr;
+};
+
+// Integration over cells of the types for which the library has no exact rule: lines, pyramids, and the
+// quadratic ones. Products of four Gauss points an axis; those of triangles and tetrahedra are collapsed
+// squares and cubes.
+class Quadrature {
+  public:
+    Quadrature(const SetFuncs &funcs, int ndim, int nnodes) : ndim_(ndim), nnodes_(nnodes) {
+        constexpr double kPoints[] = {-0.8611363115940526, -0.3399810435848563, 0.3399810435848563,
+                                      0.8611363115940526};
+        constexpr double kWeights[] = {0.3478548451374538, 0.6521451548625461, 0.6521451548625461,
+                                       0.3478548451374538};
+        const bool simplex =
+            (ndim == 2 && (nnodes == 3 || nnodes == 6)) || nnodes == 10 || (ndim == 3 && nnodes == 4);
+        const bool prism = nnodes == 15 || (ndim == 3 && nnodes == 6);
+        for (int i = 0; i < 1 << 2 * ndim; ++i) {
+            const int at[3] = {i & 3, i >> 2 & 3, i >> 4};
+            double uvw[3] = {kPoints[at[0]], ndim > 1 ? kPoints[at[1]] : 0, ndim > 2 ? kPoints[at[2]] : 0};
+            double weight = 1;
+            for (int d = 0; d < ndim; ++d) weight *= kWeights[at[d]];
+            if (simplex || prism) {
+                double rest = 1;  // what the axes before leave
+                for (int d = 0; d < (prism ? 2 : ndim); ++d) {
+                    weight *= rest / 2;
+                    uvw[d] = rest * (1 + uvw[d]) / 2;
+                    rest -= uvw[d];
+                }
+            }
+            add_point(funcs, uvw, weight);
+        }
+    }
+
+    // Adds one cell's measure, and with values (by node number) its integral.
+    void add_cell(const float *coords, int nspace, const int *nodes, const float *values,
+                  Integral &sum) const {
+        const auto n = static_cast<std::size_t>(nnodes_);
+        for (std::size_t p = 0; p < weights_.size(); ++p) {
+            double axes[3][3] = {};
+            double value = 0;
+            const float *shape = &shapes_[p * n];
+            const float *derivs = &derivs_[p * n * static_cast<std::size_t>(ndim_)];
+            for (std::size_t i = 0; i < n; ++i) {
+                const float *xyz = coords + static_cast<std::ptrdiff_t>(nodes[i]) * nspace;
+                for (int a = 0; a < ndim_; ++a) {
+                    for (int d = 0; d < nspace; ++d)
+                        axes[a][d] += double{derivs[static_cast<std::size_t>(a) * n + i]} * xyz[d];
+                }
+                if (values) value += double{shape[i]} * values[nodes[i]];
+            }
+            const double measure = weights_[p] * size_of_axes(axes);
+            sum.measure += measure;
+            sum.integral += measure * value;
+        }
+    }
+
+  private:
+    void add_point(const SetFuncs &funcs, const double (&uvw)[3], double weight) {
+        const float at[3] = {static_cast<float>(uvw[0]), static_cast<float>(uvw[1]),
+                             static_cast<float>(uvw[2])};
+        const auto n = static_cast<std::size_t>(nnodes_);
+        shapes_.resize(shapes_.size() + n);
+        derivs_.resize(derivs_.size() + n * static_cast<std::size_t>(ndim_));
+        float *shape = &shapes_[shapes_.size() - n];
+        funcs.shape_func(at, shape);
+        funcs.shape_deriv_func(at, &derivs_[derivs_.size() - n * static_cast<std::size_t>(ndim_)]);
+        // Node 7 of prism_2 has not its own weight there (see UTILsh_func_pent_2).
+        if (nnodes_ == 15) shape[7] = 2 * at[1] * (1 - at[0] - at[1]) * (1 + at[2]);
+        weights_.push_back(weight);
+    }
+
+    double size_of_axes(const double (&a)[3][3]) const {
+        if (ndim_ == 1) return std::hypot(a[0][0], a[0][1], a[0][2]);
+        const double normal[3] = {a[0][1] * a[1][2] - a[0][2] * a[1][1],
+                                  a[0][2] * a[1][0] - a[0][0] * a[1][2],
+                                  a[0][0] * a[1][1] - a[0][1] * a[1][0]};
+        if (ndim_ == 2) return std::hypot(normal[0], normal[1], normal[2]);
+        return std::abs(normal[0] * a[2][0] + normal[1] * a[2][1] + normal[2] * a[2][2]);
+    }
+
+    int ndim_, nnodes_;
+    std::vector<double> weights_;
+    std::vector<float> shapes_, derivs_;
 };
 
 }  // namespace front
@@ -617,6 +783,62 @@ class Mesh {
         return isolines;
     }
 
+    // The length (ndim 1), area (2) or volume (3) of all cells of that dimension, and the integral of a
+    // scalar over them, summed in double. Throws BadInput, Interrupted or Error.
+    Integral integrate(int ndim, const IntegralOptions &options = {}) {
+        return integrate_values(ndim, nullptr, options);
+    }
+    Integral integrate(int ndim, const DataView &data, const IntegralOptions &options = {}) {
+        check_scalar(data);
+        const front::FloatValues values(data, options.null_value);
+        return integrate_values(ndim, values.view().data(), options);
+    }
+
+    // Node data from cell data, in the order of the cells' ids: the weighted mean of the cells that touch a
+    // node, nnodes x components; NaN for a node that has no cell or a null one. Throws BadInput or Error.
+    std::vector<double> cell_to_node(const DataView &data, const CellToNodeOptions &options = {}) {
+        if (data.rows() != static_cast<std::size_t>(mesh_->ncells)) {
+            throw BadInput("data has " + std::to_string(data.rows()) + " rows, but the mesh has " +
+                           std::to_string(mesh_->ncells) + " cells");
+        }
+        if (options.power < 0) {
+            throw BadInput("power is " + std::to_string(options.power) + ", but must be at least 0");
+        }
+        // A missing row is marked by a value in its first component that no other row has.
+        constexpr double kNull = std::numeric_limits<double>::lowest();
+        constexpr double kMissing = std::numeric_limits<double>::quiet_NaN();
+        const std::optional<double> null = null_of(data.type(), options.null_value);
+        const auto components = static_cast<std::size_t>(data.components());
+        std::vector<double> rows(data.rows() * components);
+        const auto *from = static_cast<const std::byte *>(data.data());
+        for (std::size_t i = 0; i < rows.size(); ++i, from += size_of(data.type())) {
+            UTILtype_to_double(&rows[i], from, static_cast<int>(data.type()));
+            if (i % components == 0 && (rows[i] == null || front::is_missing(rows[i]))) rows[i] = kNull;
+        }
+        std::vector<double> out(static_cast<std::size_t>(mesh_->nnodes) * components);
+        const front::Call call;
+        float *weights = nullptr;
+        char *null_flags = nullptr;
+        std::vector<char> touched(static_cast<std::size_t>(mesh_->nnodes), 0);
+        for (int s = 0; s < mesh_->ncell_sets; ++s) {
+            const double *set_rows = &rows[static_cast<std::size_t>(mesh_->cell_first[s]) * components];
+            const int result = UTILcell_to_node(mesh_.get(), s, static_cast<int>(ElementType::kDouble),
+                                                set_rows, data.components(), 1, &kNull, options.power,
+                                                out.data(), &weights, &null_flags);
+            if (result != 1 && s > 0) {
+                std::free(weights);
+                std::free(null_flags);
+            }
+            call.check(result, "cell_to_node");
+            for (const int node : nodes_of_set(call, s)) touched[static_cast<std::size_t>(node)] = 1;
+        }
+        for (std::size_t node = 0; node < touched.size(); ++node) {
+            double *row = &out[node * components];
+            if (!touched[node] || *row == kNull) std::fill_n(row, components, kMissing);
+        }
+        return out;
+    }
+
   private:
     struct FreeMesh {
         void operator()(MeshInfo *mesh) const { isohost_mesh_free(mesh); }
@@ -663,6 +885,58 @@ class Mesh {
             throw BadInput("coords has " + std::to_string(size) + " values, but the mesh needs " +
                            std::to_string(needed));
         }
+    }
+
+    // The node numbers of a set's cells, one cell after the other.
+    std::span<const int> nodes_of_set(const front::Call &call, int set) {
+        int *connect = nullptr;
+        call.check(mesh_->get_cell_set(mesh_.get(), set, &connect), "cells");
+        return {connect, static_cast<std::size_t>(mesh_->cell_ncells[set]) *
+                             static_cast<std::size_t>(mesh_->cell_nnodes[set])};
+    }
+
+    Integral integrate_values(int ndim, const float *values, const IntegralOptions &options) {
+        if (ndim < 1 || ndim > 3) {
+            throw BadInput("ndim is " + std::to_string(ndim) + ", but must be 1 to 3");
+        }
+        const front::Call call(&options.progress);
+        float *coords = nullptr;
+        call.check(mesh_->get_coords(mesh_.get(), &coords), "coordinates");
+        Integral sum;
+        for (int s = 0; s < mesh_->ncell_sets; ++s) {
+            if (mesh_->cell_ndim[s] != ndim) continue;
+            const SetFuncs &funcs = mesh_->cell_funcs[s].funcs;
+            const int nnodes = mesh_->cell_nnodes[s];
+            const bool has_rule = ndim > 1 && funcs.vol_integr_func;
+            const front::Quadrature own(funcs, ndim, nnodes);
+            const int *nodes = nodes_of_set(call, s).data();
+            for (int cell = 0; cell < mesh_->cell_ncells[s]; ++cell, nodes += nnodes) {
+                if ((cell & 4095) == 4095) {
+                    int stop = 0;
+                    OMstatus_check(static_cast<int>(100.0 * (mesh_->cell_first[s] + cell) / mesh_->ncells),
+                                   nullptr, &stop);
+                    call.check(stop ? -1 : 1, "integrate");
+                }
+                if (values && std::any_of(nodes, nodes + nnodes,
+                                          [values](int node) { return front::is_missing(values[node]); })) {
+                    ++sum.null_cells;
+                    continue;
+                }
+                ++sum.ncells;
+                if (!has_rule) {
+                    own.add_cell(coords, mesh_->nspace, nodes, values, sum);
+                    continue;
+                }
+                float measure = 0, integral = 0;
+                call.check(
+                    funcs.vol_integr_func(mesh_.get(), s, cell, values, static_cast<int>(ElementType::kFloat),
+                                          0, nullptr, &measure, &integral),
+                    "integrate");
+                sum.measure += double{measure};
+                sum.integral += double{integral};
+            }
+        }
+        return sum;
     }
 
     void check_scalar(const DataView &data) const {
@@ -767,6 +1041,153 @@ class Mesh {
     }
 
     std::unique_ptr<MeshInfo, FreeMesh> mesh_;
+};
+
+// Finds the cells of points in a mesh, and what node data are there. Made once for a mesh, which outlives it.
+// Points are rows of x, y, z; in meshes of fewer dimensions the others are 0. Moves, does not copy.
+class Locator {
+  public:
+    // Builds the search table of a mesh that needs one. Throws Interrupted or Error.
+    explicit Locator(Mesh &mesh, const Progress &progress = {}) : mesh_(mesh.info()) {
+        const front::Call call(&progress);
+        BlockTable *table = nullptr;
+        const int result = mesh_->field_funcs->interp_init_func(mesh_, &table);
+        table_.reset(result == 1 ? table : nullptr);
+        call.check(result, "locator");
+    }
+
+    // The cell that holds a point. Of cells that share a face, one of them.
+    std::optional<Place> find(const std::array<float, 3> &point) {
+        const front::Call call;
+        const Place place = find_place(point.data());
+        return place.found() ? std::optional(place) : std::nullopt;
+    }
+
+    // The cells of many points, npoints x 3. Throws BadInput or Interrupted.
+    std::vector<Place> find(std::span<const float> points, const Progress &progress = {}) {
+        const front::Call call(&progress);
+        const std::size_t npoints = count_points(points);
+        std::vector<Place> places(npoints);
+        for (std::size_t i = 0; i < npoints; ++i) {
+            poll(call, i, npoints);
+            places[i] = find_place(&points[3 * i]);
+        }
+        return places;
+    }
+
+    // Values of node data at points, npoints x 3: npoints x components. Interpolated by the cell's weights,
+    // in float. A point in no cell, and in a cell with a missing node, has the value options.fill. The search
+    // and the values of many points cost least in one call. Throws BadInput, Interrupted or Error.
+    std::vector<float> sample(std::span<const float> points, const DataView &data,
+                              const SampleOptions &options = {}) {
+        const std::size_t npoints = count_points(points);
+        check_rows(data);
+        const front::FloatValues values(data, options.null_value);
+        const int components = data.components();
+        std::vector<float> out(npoints * static_cast<std::size_t>(components));
+        const void *const array = values.view().data();
+        void *const result_array = out.data();
+        int null_flag = 1;
+        double null_slot = 0, range_slot = 0;
+        std::memcpy(&null_slot, &kMissing, sizeof kMissing);
+        const front::Call call(&options.progress);
+        const int result =
+            UTILinterpolate_data(static_cast<int>(npoints), points.data(), 3, nullptr, mesh_, table_.get(), 1,
+                                 static_cast<int>(ElementType::kFloat), &components, &array, nullptr,
+                                 &range_slot, &null_flag, &null_slot, &result_array);
+        call.check(result, "sample");
+        if (!std::isnan(options.fill)) std::replace_if(out.begin(), out.end(), is_missing, options.fill);
+        return out;
+    }
+
+    // The same at places that were found before, for several arrays at the same points.
+    std::vector<float> sample(std::span<const Place> places, const DataView &data,
+                              const SampleOptions &options = {}) {
+        check_rows(data);
+        const front::FloatValues values(data, options.null_value);
+        const auto components = static_cast<std::size_t>(data.components());
+        std::vector<float> out(places.size() * components, options.fill);
+        const front::Call call(&options.progress);
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            poll(call, i, places.size());
+            if (!places[i].found()) continue;
+            float *row = &out[i * components];
+            const int result = mesh_->field_funcs->interp_data_func(
+                mesh_, library_cell(places[i].cell), data.components(), values.view().data(),
+                static_cast<int>(ElementType::kFloat), 0, nullptr, 1, places[i].uvw.data(), row);
+            call.check(result, "sample");
+            std::replace_if(row, row + components, is_missing, options.fill);
+        }
+        return out;
+    }
+
+  private:
+    struct FreeTable {
+        void operator()(BlockTable *table) const { isohost_block_table_free(table); }
+    };
+
+    static constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
+    static bool is_missing(float value) { return front::is_missing(value); }
+
+    static std::size_t count_points(std::span<const float> points) {
+        if (points.size() % 3 != 0) {
+            throw BadInput("points has " + std::to_string(points.size()) +
+                           " values, which are no whole rows of 3");
+        }
+        if (points.size() / 3 > INT_MAX) {
+            throw BadInput("points has " + std::to_string(points.size() / 3) +
+                           " rows, but there can be at most " + std::to_string(INT_MAX));
+        }
+        return points.size() / 3;
+    }
+
+    void check_rows(const DataView &data) const {
+        const front::Call call;
+        if (!isohost_check_node_array(mesh_, "data", data.rows())) throw BadInput(front::Call::reports());
+    }
+
+    static void poll(const front::Call &call, std::size_t done, std::size_t total) {
+        if ((done & 1023) != 1023) return;
+        int stop = 0;
+        OMstatus_check(static_cast<int>(100 * done / total), nullptr, &stop);
+        call.check(stop ? -1 : 1, "locator");
+    }
+
+    Place find_place(const float *point) {
+        Place place;
+        int cell = -1;
+        if (mesh_->field_funcs->find_cell_func(mesh_, table_.get(), point, &cell, place.uvw.data()) == 1) {
+            place.cell = front_cell(cell);
+        }
+        return place;
+    }
+
+    // The library names a grid's cells by their lowest nodes; the front counts them.
+    int front_cell(int cell) const {
+        int packed = 0, stride = 1;
+        for (int d = 0; d < mesh_->ndim; ++d, cell /= mesh_->dims[d - 1]) {
+            const int last = d == mesh_->ndim - 1;
+            const int index = last ? cell : cell % mesh_->dims[d];
+            const int ncells = mesh_->dims[d] - 1;
+            if (index >= ncells) return -1;
+            packed += index * stride;
+            stride *= ncells;
+        }
+        return mesh_->ndim > 0 ? packed : cell;
+    }
+    int library_cell(int cell) const {
+        int corner = 0, stride = 1;
+        for (int d = 0; d < mesh_->ndim; ++d) {
+            const int ncells = mesh_->dims[d] - 1;
+            corner += cell % ncells * stride;
+            cell /= ncells;
+            stride *= mesh_->dims[d];
+        }
+        return mesh_->ndim > 0 ? corner : cell;
+    }
+
+    MeshInfo *mesh_;
+    std::unique_ptr<BlockTable, FreeTable> table_;
 };
 
 }  // namespace isofield

@@ -71,6 +71,9 @@ ISOFIELD_HOST_API void isohost_mesh_free(MeshInfo *mesh); /* null is allowed */
 /* Checks that an array of `rows` rows belongs to the mesh's nodes: 1, or 0 with a report that names it. */
 ISOFIELD_HOST_API int isohost_check_node_array(const MeshInfo *mesh, const char *name, size_t rows);
 
+/* Frees a search table with its arrays; null is allowed. */
+ISOFIELD_HOST_API void isohost_block_table_free(BlockTable *table);
+
 /* The function registered under `name`, or null. */
 ISOFIELD_HOST_API void (*isohost_find_function(const char *name))(void);
 

@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <new>
 #include <numeric>
@@ -400,6 +401,14 @@ int isohost_mesh_cells(int nnodes, int nspace, const float *coords, int nsets, c
 
 void isohost_mesh_free(MeshInfo *mesh) {
     if (mesh) delete &isofield::host::host_mesh(mesh);
+}
+
+void isohost_block_table_free(BlockTable *table) {
+    if (!table) return;
+    for (int *array : {table->blocks, table->cell_list, table->next_list}) {
+        if (array) ARRfree_f(array, "host/mesh_builders", __LINE__);
+    }
+    std::free(table);
 }
 
 int isohost_check_node_array(const MeshInfo *mesh, const char *name, size_t rows) {

@@ -282,6 +282,269 @@ ISOFIELD_API int UTILcell_extent_unif(MeshInfo *mesh, int cell, float *min, floa
 ISOFIELD_API int UTILcell_extent_rect(MeshInfo *mesh, int cell, float *min, float *max);
 
 /* ====================================================================================================
+ * Shape functions
+ * ====================================================================================================
+ * The parametric space of a cell type and the weights of its nodes there. Parametric coordinates uvw run from
+ * -1 to 1 in lines, quads and hexes; in tris and tets u, v, w >= 0 with u + v + w <= 1, t = 1 - u - v (- w)
+ * being the rest; in prisms (pent) u and v are those of a triangle and w runs from -1 to 1; in pyramids all
+ * run from -1 to 1, with the apex at w = 1. Node positions:
+ *
+ *   line        u: -1, 1; then 0
+ *   tri         (1,0) (0,1) (0,0); then the middles of 01 12 20
+ *   quad        (-1,-1) (1,-1) (1,1) (-1,1); then the middles of 01 12 23 30
+ *   tet         (1,0,0) (0,1,0) (0,0,1) (0,0,0); then the middles of 01 02 03 12 23 13
+ *   pent        the tri's at w = 1, then at w = -1; then the middles of 01 12 20 34 45 53 14 03 25
+ *   pyr         (0,0,1); (1,1,-1) (-1,1,-1) (-1,-1,-1) (1,-1,-1)
+ *   hex         (-1,1,1) (-1,-1,1) (1,-1,1) (1,1,1), then the same at w = -1; then the middles of
+ *               01 12 23 30 45 56 67 74 04 15 26 37
+ *
+ * Some of these frames are left-handed for cells numbered as told under case tables: their Jacobian
+ * determinant is negative then, which every operation allows. A grid's cell takes its nodes in the order c+1,
+ * c, c+d0, c+d0+1 and the same one plane up, c being its corner number, so that its frame is turned against
+ * the grid's axes x, y, z: u = -x in one dimension, (u, v) = (-x, y) in two, (u, v, w) = (y, x, -z) in three.
+ *
+ * UTILsh_func_<type> writes the weight of each node at uvw. UTILsh_deriv_<type> writes their derivatives along
+ * u, then along v, then along w: dimensions x nodes. Only the type's own coordinates are read; the derivatives
+ * of line_1, tri_1 and tet_1 are constant and never read uvw.
+ * Weights sum to 1 and are 1 at their node, with one exception: in pent_2 the weight of node 7, the middle of
+ * 1-2, is that of node 6 (2uv(1 + w)); its derivatives are the true ones (of 2vt(1 + w)).
+ * The functions: O. Zienkiewicz and R. Taylor, "The finite element method", 1977. */
+#define ISOFIELD_DECLARE(type)                                           \
+    ISOFIELD_API void UTILsh_func_##type(const float *uvw, float *out);  \
+    ISOFIELD_API void UTILsh_deriv_##type(const float *uvw, float *out); \
+    ISOFIELD_API int UTILrev_par_##type(const float *node_xyz, const float *xyz, float *uvw);
+ISOFIELD_DECLARE(line_1)
+ISOFIELD_DECLARE(line_2)
+ISOFIELD_DECLARE(tri_1)
+ISOFIELD_DECLARE(tri_2)
+ISOFIELD_DECLARE(quad_1)
+ISOFIELD_DECLARE(quad_2)
+ISOFIELD_DECLARE(tet_1)
+ISOFIELD_DECLARE(tet_2)
+ISOFIELD_DECLARE(pent_1)
+ISOFIELD_DECLARE(pent_2)
+ISOFIELD_DECLARE(pyr_1)
+ISOFIELD_DECLARE(hex_1)
+ISOFIELD_DECLARE(hex_2)
+#undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
+ * Parametric mapping
+ * ==================================================================================================== */
+
+/* UTILrev_par_<type>, declared above, finds the parametric coordinates of a point in a cell:
+ *   node_xyz  nodes x 3, missing components 0
+ *   xyz       3
+ *   uvw       as many as the type has, written whatever the result
+ * Result 1 when the point is in the cell, 0 when it is outside, -1 when the cell is degenerate; tri_1 and
+ * tet_1 call a degenerate cell outside.
+ * A margin of 0.05 is allowed on every parametric bound. line_1, tri_1 and tet_1 are solved by lengths, areas
+ * and volumes: in line_1 u is the distance to node 0 over the cell's length, from 0 to 1, which is not the
+ * frame of its weights; tri_1 looks at no distance from its plane. The others take at most 20 Newton steps
+ * from their middle: done when every component of a step is below 0.05, and that last step is not applied. A
+ * quad turns a point away whose distance from the plane at the current iterate is above a thousandth of the
+ * Jacobian determinant; line_2, tri_2, quad_1 and quad_2 also one that is more than 0.05 off in space. */
+
+/* The length, area or volume that a unit of parametric space takes at a point of a cell, signed in three
+ * dimensions.
+ *   deriv     1, 2 or 3 x nnodes, as UTILsh_deriv_<type> writes it
+ *   node_xyz  nnodes x 3 */
+ISOFIELD_API float UTILjacobian_1d_det(int nnodes, const float *deriv, const float *node_xyz);
+ISOFIELD_API float UTILjacobian_2d_det(int nnodes, const float *deriv, const float *node_xyz);
+ISOFIELD_API float UTILjacobian_3d_det(int nnodes, const float *deriv, const float *node_xyz);
+
+/* The same, with the inverse of the Jacobian; a determinant of 0 leaves no inverse. Lines and surfaces are
+ * turned into a frame of their own first: its axes are the columns of `frame`, so that xyz times frame gives
+ * components along, then off the cell.
+ *   jinv       1, 2 x 2 or 3 x 3
+ *   frame      3 x 3
+ *   frame_xyz  nnodes x 3: the nodes in the frame
+ * On a length of exactly 0 the form for lines writes nothing. */
+ISOFIELD_API float UTILjacobian_1d_inv(int nnodes, const float *deriv, const float *node_xyz, float *jinv,
+                                       float *frame, float *frame_xyz);
+ISOFIELD_API float UTILjacobian_2d_inv(int nnodes, const float *deriv, const float *node_xyz, float *jinv,
+                                       float *frame, float *frame_xyz);
+ISOFIELD_API float UTILjacobian_3d_inv(int nnodes, const float *deriv, const float *node_xyz, float *jinv);
+
+/* ====================================================================================================
+ * Points in cells
+ * ==================================================================================================== */
+
+/* Where a point lies in one cell, for the interp_cell_func slot: the global cell id on cell sets, the corner
+ * number on grids.
+ *   xyz      3 floats whatever nspace, missing components 0
+ *   pretest  when set, a point outside the cell's bounding box widened by tol is outside (0)
+ *   tol      rounded to float. On uniform and rectilinear grids it widens the parametric range of -1 to 1
+ *            instead; on an axis that has one node, or none, the distance in space
+ *   uvw      3
+ * Result 1 inside, 0 outside, -1 degenerate; 0 also for a cell that is not there, a type without rev_par_func,
+ * more than 20 nodes a cell, and when the mesh's arrays are not to be had. Cell sets and structured grids go
+ * through rev_par_func; uniform and rectilinear grids are solved directly, and without pretest every point
+ * is inside. */
+ISOFIELD_API int UTILinterp_cell_uvw(MeshInfo *mesh, int cell, const float *xyz, int pretest, double tol,
+                                     float *uvw);
+ISOFIELD_API int UTILinterp_cell_uvw_struct(MeshInfo *mesh, int cell, const float *xyz, int pretest,
+                                            double tol, float *uvw);
+ISOFIELD_API int UTILinterp_cell_uvw_unif(MeshInfo *mesh, int cell, const float *xyz, int pretest, double tol,
+                                          float *uvw);
+ISOFIELD_API int UTILinterp_cell_uvw_rect(MeshInfo *mesh, int cell, const float *xyz, int pretest, double tol,
+                                          float *uvw);
+
+/* Node data at points of one cell, for the interp_data_func slot: weights times values, in float. The cell as
+ * above; the second form serves all grids.
+ *   data  nnodes x veclen
+ *   npts  points; with fewer than 1 nothing is written and the result is 1
+ *   uvw   npts x 3
+ *   out   npts x veclen
+ * Result 1; 0 on a failure, and when a node of the cell is null: the first row of `out` is then the null value
+ * as float in every component, whatever npts. */
+ISOFIELD_API int UTILinterp_cell_val(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype,
+                                     int null_flag, const void *null_value, int npts, const float *uvw,
+                                     float *out);
+ISOFIELD_API int UTILinterp_cell_val_struct(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype,
+                                            int null_flag, const void *null_value, int npts, const float *uvw,
+                                            float *out);
+
+/* The same for a cell given by its nodes and its shape functions.
+ *   connect  nnodes, 20 at most */
+ISOFIELD_API int UTILtesselate_cell_val(const int *connect, int nnodes,
+                                        void (*shape_func)(const float *uvw, float *out), int veclen,
+                                        const void *data, int dtype, int null_flag, const void *null_value,
+                                        int npts, const float *uvw, float *out);
+
+/* ====================================================================================================
+ * Search
+ * ====================================================================================================
+ * The cell that holds a point. Meshes with coordinates of their own take a table, built once by the mesh's
+ * interp_init_func and handed to its find_cell_func with each query: a uniform grid of blocks, each with a
+ * list of the cells whose bounding boxes touch it. Uniform and rectilinear grids need none. */
+
+struct BlockTable {
+    int *blocks; /* nblocks: each block's first entry, 0 when it has none */
+    int nblocks; /* nblk to the power nspace; block (i, j, k) is i + nblk * (j + nblk * k) */
+    int nblk;    /* blocks per axis */
+    int nspace;
+    float min[3]; /* the mesh's coord_min and coord_max; 0 from nspace on */
+    float max[3];
+    unsigned int index_key; /* the library's own: a finer index stands behind the record */
+    int *cell_list;         /* per entry its cell: the global id, or the corner number on a structured grid */
+    int *next_list;         /* per entry the next one of its block, 0 at the end. Entry 0 is not used */
+    int list_cap;           /* room in both lists; starts at list_grow */
+    int list_grow;
+    int list_free;  /* next free entry */
+    int owns_lists; /* 1: an interrupted build frees the arrays with the record */
+};
+
+/* An empty table for `ncells` cells: 7 blocks an axis and a list_grow of 500 below 1000 cells, 10 and 1000
+ * below 2000, 16 and 2000 below 20000, 20 and 3000 from there. Result 1, or 0 when there is no memory or
+ * nspace is not 1 to 3, with *out null.
+ * A table is the caller's: its three arrays are freed with ARRfree_f and the record with free, or all of it
+ * with the default host's isohost_block_table_free. */
+ISOFIELD_API int UTILinterp_init_alloc(int ncells, int nspace, BlockTable **out);
+
+/* Builds the table of a mesh, for the interp_init_func slot. Later cells stand before earlier ones in a
+ * block's list. Axis d of a cell's box takes the blocks (int)((nblk - 1) * (x - min) / (max - min)), so that
+ * the last block holds what lies at max, or block 0 where the extent is 1e-30 or less. Boxes beyond
+ * coord_max are cut off one block beyond the last, which is the first of the next row; what comes to lie
+ * outside the table is dropped. The table holds for as long as the cells and coordinates stay as they are.
+ * Reports progress as "building block table". Result 1; 0 with *out null when interrupted, without memory, or
+ * when the mesh's arrays are not to be had. The forms for uniform and rectilinear grids make no table and give
+ * 1. */
+ISOFIELD_API int UTILinterp_init(MeshInfo *mesh, BlockTable **out);
+ISOFIELD_API int UTILinterp_init_struct(MeshInfo *mesh, BlockTable **out);
+ISOFIELD_API int UTILinterp_init_unif(MeshInfo *mesh, BlockTable **out);
+ISOFIELD_API int UTILinterp_init_rect(MeshInfo *mesh, BlockTable **out);
+
+/* Finds the cell of a point, for the find_cell_func slot; UTILfind_cell serves cell sets and structured grids.
+ *   table  of this mesh; not read on uniform and rectilinear grids
+ *   xyz    3 floats whatever nspace, missing components 0
+ *   cell   global id on cell sets, corner number on grids
+ *   uvw    3: the place in that cell
+ * Result 1 found, 0 in no cell.
+ * With a table the cells of the point's block are tried from the last to the first by interp_cell_func, with
+ * a pretest and a tolerance of a millionth of the summed extents; the first taker wins, so that on a face
+ * shared by two cells the later one does, as it does within the margins of UTILrev_par. Without a taker *cell
+ * is the last one tried, -1 in an empty block, and is left as it was for a point outside the table's box. A
+ * mesh without interp_cell_func is told on standard error: -1. Long lists have a finer index beside them,
+ * which finds the same taker.
+ * On uniform and rectilinear grids a point on a grid line belongs to the cell above it on the former, below
+ * it on the latter; the grid's upper end to the last cell. Outside the grid *cell is -1. */
+ISOFIELD_API int UTILfind_cell(MeshInfo *mesh, BlockTable *table, const float *xyz, int *cell, float *uvw);
+ISOFIELD_API int UTILfind_cell_unif(MeshInfo *mesh, BlockTable *table, const float *xyz, int *cell,
+                                    float *uvw);
+ISOFIELD_API int UTILfind_cell_rect(MeshInfo *mesh, BlockTable *table, const float *xyz, int *cell,
+                                    float *uvw);
+
+/* ====================================================================================================
+ * Integrals
+ * ==================================================================================================== */
+
+/* The length, area or volume of all cells of one dimension, and the integral of a scalar over them, by Gauss
+ * quadrature.
+ *   cell_dim  1, 2 or 3: the sets whose cell_ndim it is
+ *   data      nnodes scalars of dtype, or null: *integral is 0 then
+ * A cell with a null node adds nothing, to the measure neither. Sets whose type has no rule (pyramids, and the
+ * quadratic types) add nothing. Sums run in float, over the sets and cells in order, so that they lose digits
+ * on large meshes; sum vol_integr_func's results in double where that counts. Result 1, also when some cells
+ * could not be integrated. */
+ISOFIELD_API int UTILvol_integr(MeshInfo *mesh, int cell_dim, const void *data, int dtype, int null_flag,
+                                const void *null_value, float *volume, float *integral);
+
+/* One cell, for the vol_integr_func slot.
+ *   cell  its number within the set
+ * The rules: tri and tet one point in the middle; quad, hex and prism the products of the two points at +-g
+ * (g = 1/sqrt(3)), with three in the triangle; measures of absolute value. That of line_1 takes the points
+ * u = 0 and u = 1, both with the weight 1: lengths are right, and integrals count node 1 three times as much
+ * as node 0. Result 1; 0 for more than 20 nodes, a dtype other than the six (told on standard error), or when
+ * the mesh's arrays are not to be had; both outputs are 0 then. */
+#define ISOFIELD_DECLARE(name)                                                                           \
+    ISOFIELD_API int name(MeshInfo *mesh, int set, int cell, const void *data, int dtype, int null_flag, \
+                          const void *null_value, float *volume, float *integral);
+ISOFIELD_DECLARE(UTILvol_integr_cell_line)
+ISOFIELD_DECLARE(UTILvol_integr_cell_tri)
+ISOFIELD_DECLARE(UTILvol_integr_cell_quad)
+ISOFIELD_DECLARE(UTILvol_integr_cell_tet)
+ISOFIELD_DECLARE(UTILvol_integr_cell_hex)
+ISOFIELD_DECLARE(UTILvol_integr_cell_prism)
+#undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
+ * Cell data to nodes
+ * ==================================================================================================== */
+
+/* Node data from cell data: each node gets the weighted mean of the rows of the cells that touch it. Called
+ * once per cell set, from 0 to the last; the last call divides by the weights.
+ *   data        cell_ncells[set] x veclen, of dtype
+ *   power       0: cells count alike; above 0: by 1 / distance^power, the distance running from the node to
+ *               the middle of the cell's nodes. At a distance of exactly 0 the weight so far is replaced by 1,
+ *               and the cell's later nodes get nothing from it
+ *   out         nnodes x veclen. The call for set 0 clears its first nnodes elements alone: with a veclen
+ *               above 1 the caller clears the rest. A node that no cell touches stays as it was
+ *   weights     *weights (nnodes floats) and *null_flags (nnodes bytes) are made by the call for set 0, carried
+ *   null_flags  to the next ones, and freed by the last. After a failure in a later set they are still the
+ *               caller's, to be freed with free
+ * A node touched by a null cell is null in every component. Sums run in the data's own type: integers
+ * truncate at every addition and in the final division. Result 1 or 0. A mesh kind without the method is told
+ * on standard error: 0. The method of grids, whose cells are all in set 0, ignores the last two arguments. */
+ISOFIELD_API int UTILcell_to_node(MeshInfo *mesh, int set, int dtype, const void *data, int veclen,
+                                  int null_flag, const void *null_value, int power, void *out,
+                                  float **weights, char **null_flags);
+ISOFIELD_API int UTILcell_to_node_cells(MeshInfo *mesh, int set, int dtype, const void *data, int veclen,
+                                        int null_flag, const void *null_value, int power, void *out,
+                                        float **weights, char **null_flags);
+ISOFIELD_API int UTILcell_to_node_struct(MeshInfo *mesh, int set, int dtype, const void *data, int veclen,
+                                         int null_flag, const void *null_value, int power, void *out,
+                                         float **weights, char **null_flags);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                    \
+    ISOFIELD_API int UTILcell_to_node_cells_##suffix(MeshInfo *mesh, int set, const T *data, int veclen,  \
+                                                     int null_flag, V null_value, int power, T *out,      \
+                                                     float **weights, char **null_flags);                 \
+    ISOFIELD_API int UTILcell_to_node_struct_##suffix(MeshInfo *mesh, int set, const T *data, int veclen, \
+                                                      int null_flag, V null_value, int power, T *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
  * Data arrays
  * ====================================================================================================
  * Plain operations on typed arrays. Counts below 1 do nothing and give 1; an unknown type code is reported
@@ -842,6 +1105,62 @@ ISOFIELD_API int UTILdata_list_struct(MeshInfo *mesh, int dtype, int veclen, con
                                             const int *list, T *out);                                   \
     ISOFIELD_API int UTILdata_list_struct_##suffix(const MeshInfo *mesh, int veclen, const T *data,     \
                                                    int count, const int *list, T *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
+ * Probing
+ * ==================================================================================================== */
+
+/* Samples node data of one type at points anywhere.
+ *   points      npoints x nspace
+ *   xform       a 4 x 4 matrix that takes points into the mesh, or null
+ *   table       as the mesh's find_cell_func takes it; null on uniform and rectilinear grids
+ *   veclens     narrays: components
+ *   arrays      narrays: nnodes x veclen each, of dtype
+ *   range_low   not read; may be null
+ *   range_high  per array a slot of 8 bytes that holds its largest value, in dtype; read where a null value
+ *               is made up
+ *   null_flags  narrays, in and out: whether the array has a null; comes back 1 when null was written to its
+ *               output
+ *   null_values per array a slot of 8 bytes, in and out: the null value, in dtype. Where the flag comes in as
+ *               0 one is made up: 0 for a veclen above 1, else range_high + 1, which wraps around in the
+ *               integer types
+ *   outs        narrays: npoints x veclen each, of dtype. Values are interpolated in float, and truncated for
+ *               the integer types
+ * A point outside the mesh, or in a cell with a null node, gives the null value in all components. Result 1;
+ * 0 when interrupted (what stands in outs then is not told; flags are as they were), without memory, on an
+ * unknown dtype, or when the mesh has no find_cell_func or interp_data_func, which is told on standard
+ * error. */
+ISOFIELD_API int UTILinterpolate_data(int npoints, const float *points, int nspace, const float *xform,
+                                      MeshInfo *mesh, BlockTable *table, int narrays, int dtype,
+                                      const int *veclens, const void *const *arrays, const void *range_low,
+                                      const void *range_high, int *null_flags, void *null_values,
+                                      void *const *outs);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                       \
+    ISOFIELD_API int UTILinterpolate_data_##suffix(                                                          \
+        int npoints, const float *points, int nspace, const float *xform, MeshInfo *mesh, BlockTable *table, \
+        int narrays, const int *veclens, const T *const *arrays, const void *range_low,                      \
+        const void *range_high, int *null_flags, void *null_values, T *const *outs);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* The same for one array of cell data: each point gets the row of its cell as it stands. As above but for
+ *   set_map      per cell set the number of its array in cell_arrays, or negative where it has none
+ *   cell_arrays  per array: cell_ncells x veclen of its set. On a grid rows are taken by corner number, and
+ *                corner numbers from cell_ncells[0] on give null
+ *   range_high, null_value  one slot
+ *   null_flag    one */
+ISOFIELD_API int UTILinterpolate_cell_data(int npoints, const float *points, int nspace, const float *xform,
+                                           MeshInfo *mesh, BlockTable *table, const int *set_map, int dtype,
+                                           int veclen, const void *const *cell_arrays, const void *range_low,
+                                           const void *range_high, int *null_flag, void *null_value,
+                                           void *out);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                       \
+    ISOFIELD_API int UTILinterpolate_cell_data_##suffix(                                                     \
+        int npoints, const float *points, int nspace, const float *xform, MeshInfo *mesh, BlockTable *table, \
+        const int *set_map, int veclen, const T *const *cell_arrays, const void *range_low,                  \
+        const void *range_high, int *null_flag, void *null_value, T *out);
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 

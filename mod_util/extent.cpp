@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "mesh_access.hpp"
+#include "cell_geometry.hpp"
 
 namespace {
 
@@ -20,11 +20,9 @@ void widen_box(const float *xyz, int nspace, float *min, float *max) {
     }
 }
 
-void box_of_nodes(const float *coords, int nspace, const int *nodes, int nnodes, float *min, float *max) {
-    start_box(coords + static_cast<std::ptrdiff_t>(nodes[0]) * nspace, nspace, min, max);
-    for (int i = 1; i < nnodes; ++i) {
-        widen_box(coords + static_cast<std::ptrdiff_t>(nodes[i]) * nspace, nspace, min, max);
-    }
+void store_box(const Box &box, int nspace, float *min, float *max) {
+    std::copy_n(box.min, nspace, min);
+    std::copy_n(box.max, nspace, max);
 }
 
 // The box of a cell of a grid with axes: its lowest node and the node one further on each axis.
@@ -75,8 +73,8 @@ int UTILcell_extent(MeshInfo *mesh, int cell, float *min, float *max) {
     const int *connect = fetch_cell_set(mesh, local.set);
     if (!connect) return 0;
     const int nnodes = mesh->cell_nnodes[local.set];
-    box_of_nodes(coords, mesh->nspace, connect + static_cast<std::ptrdiff_t>(local.cell) * nnodes, nnodes,
-                 min, max);
+    const int *nodes = connect + static_cast<std::ptrdiff_t>(local.cell) * nnodes;
+    store_box(box_of_nodes(coords, mesh->nspace, nodes, nnodes), mesh->nspace, min, max);
     return 1;
 }
 
@@ -86,7 +84,7 @@ int UTILcell_extent_struct(MeshInfo *mesh, int cell, float *min, float *max) {
     int nodes[8];
     const int nnodes = std::clamp(mesh->cell_nnodes[0], 2, 8);
     corner_nodes(mesh->dims, cell, nnodes, nodes);
-    box_of_nodes(coords, mesh->nspace, nodes, nnodes, min, max);
+    store_box(box_of_nodes(coords, mesh->nspace, nodes, nnodes), mesh->nspace, min, max);
     return 1;
 }
 

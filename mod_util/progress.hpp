@@ -21,10 +21,10 @@ inline int whole_percent(std::int64_t done, int total) {
     return static_cast<int>(100 * done / total);
 }
 
-// Reports a percentage; true when the host asks to stop.
-inline bool poll_status(int percent) {
+// Reports a percentage, of a stage that may have a name; true when the host asks to stop.
+inline bool poll_status(int percent, const char *stage = nullptr) {
     int stop = 0;
-    OMstatus_check(percent, nullptr, &stop);
+    OMstatus_check(percent, stage, &stop);
     return stop != 0;
 }
 
@@ -45,7 +45,8 @@ inline int next_poll(int done, int ncells) {
 // Polls every period + 1 iterations of a loop.
 class Poll {
   public:
-    Poll(int total, int period) : total_(total), period_(period) {}
+    Poll(int total, int period, const char *stage = nullptr)
+        : total_(total), period_(period), stage_(stage) {}
 
     bool stop(int done) {
         if (counter_ != period_) {
@@ -53,25 +54,30 @@ class Poll {
             return false;
         }
         counter_ = 0;
-        return poll_status(percent_of(done, total_));
+        return poll_status(percent_of(done, total_), stage_);
     }
 
   private:
     int total_;
     int period_;
+    const char *stage_;
     int counter_ = 0;
 };
 
 // Polls a whole-grid loop at every count whose bits in `mask` are all set.
 class MaskPoll {
   public:
-    explicit MaskPoll(double total, int mask = 7) : total_(total), mask_(mask) {}
+    explicit MaskPoll(double total, int mask = 7, const char *stage = nullptr)
+        : total_(total), mask_(mask), stage_(stage) {}
 
-    bool stop(int done) const { return (done & mask_) == mask_ && poll_status(percent_of(done, total_)); }
+    bool stop(int done) const {
+        return (done & mask_) == mask_ && poll_status(percent_of(done, total_), stage_);
+    }
 
   private:
     double total_;
     int mask_;
+    const char *stage_;
 };
 
 }  // namespace isofield::detail

@@ -13,8 +13,13 @@ struct Vec3 {
     friend constexpr Vec3 operator+(Vec3 a, Vec3 b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
     friend constexpr Vec3 operator-(Vec3 a, Vec3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
     friend constexpr Vec3 operator*(Vec3 a, float s) { return {a.x * s, a.y * s, a.z * s}; }
+    friend constexpr Vec3 operator/(Vec3 a, float s) { return {a.x / s, a.y / s, a.z / s}; }
     friend constexpr bool operator==(Vec3 a, Vec3 b) = default;
 };
+
+constexpr Vec3 load_vector(const float *xyz) {
+    return {xyz[0], xyz[1], xyz[2]};
+}
 
 constexpr float dot(Vec3 a, Vec3 b) {
     return a.x * b.x + a.y * b.y + a.z * b.z;
@@ -22,6 +27,12 @@ constexpr float dot(Vec3 a, Vec3 b) {
 
 constexpr Vec3 cross(Vec3 a, Vec3 b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+
+// The determinant of the matrix with rows a, b and c, by the rule of Sarrus.
+constexpr float determinant(Vec3 a, Vec3 b, Vec3 c) {
+    return a.x * b.y * c.z + a.y * b.z * c.x + a.z * b.x * c.y - a.z * b.y * c.x - a.y * b.x * c.z -
+           a.x * b.z * c.y;
 }
 
 // The place t of the way from a to b.

@@ -1,0 +1,272 @@
+// From a point in space to its place in a cell, for the rev_par_func slot. Lines, triangles and tetrahedra
+// are solved directly, all else by Newton steps.
+#include <algorithm>
+#include <cmath>
+
+#include "isofield.h"
+#include "jacobians.hpp"
+#include "shape_functions.hpp"
+
+namespace {
+
+using namespace isofield::detail;
+
+enum Place { kDegenerate = -1, kOutside = 0, kInside = 1 };
+
+constexpr double kMargin = 0.05;  // allowed beyond a parametric bound
+constexpr double kLimit = kMargin + 1.0;
+constexpr double kStep = 0.05;  // steps below this end the iteration
+constexpr double kOffCell = 0.05;
+constexpr int kMaxSteps = 20;
+
+bool small(float value, double bound) {
+    return std::fabs(static_cast<double>(value)) <= bound;
+}
+
+bool not_below_margin(float value) {
+    return static_cast<double>(value) + kMargin >= 0.0;
+}
+
+bool converged(const float *step, int ndim) {
+    return std::all_of(step, step + ndim, [](float s) { return std::fabs(static_cast<double>(s)) < kStep; });
+}
+
+// The determinant's sign at the first iterate is the cell's orientation, and must stay.
+class Orientation {
+  public:
+    // The determinant's size, 0 or less when it has changed its sign or vanished.
+    double size(float determinant) {
+        if (sign_ == 0) sign_ = determinant < 0 ? -1.0f : 1.0f;
+        return static_cast<double>(determinant * sign_);
+    }
+
+  private:
+    float sign_ = 0;
+};
+
+// ---- Direct solutions
+
+Place place_in_line(const float *node_xyz, const float *xyz, float *uvw) {
+    constexpr float kDerivs[] = {-0.5f, 0.5f};
+    const float half_length = line_jacobian(2, kDerivs, node_xyz);
+    if (half_length == 0) return kDegenerate;
+    float ratio[2];
+    for (int i = 0; i < 2; ++i) {
+        const float *node = node_xyz + 3 * i;
+        const float pair[] = {node[0], node[1], node[2], xyz[0], xyz[1], xyz[2]};
+        ratio[i] = line_jacobian(2, kDerivs, pair) / half_length;
+    }
+    uvw[0] = ratio[0];
+    return ratio[0] > kLimit || ratio[1] > kLimit || ratio[0] + ratio[1] > kLimit ? kOutside : kInside;
+}
+
+Place place_in_triangle(const float *node_xyz, const float *xyz, float *uvw) {
+    const Vec3 node[] = {load_vector(node_xyz), load_vector(node_xyz + 3), load_vector(node_xyz + 6)};
+    const Vec3 point = load_vector(xyz);
+    uvw[0] = uvw[1] = 0;
+    const Vec3 normal = cross(node[0] - node[2], node[1] - node[2]);
+    const float area = length(normal);
+    if (area == 0) return kOutside;
+    for (int i = 0; i < 2; ++i) {
+        const Vec3 part = cross(node[i + 1] - point, node[(i + 2) % 3] - point);
+        const float size = length(part);
+        uvw[i] = (dot(part, normal) > 0 ? size : -size) / area;
+    }
+    for (int i = 0; i < 2; ++i) {
+        if (uvw[i] > kLimit || uvw[i] + kMargin < 0.0) return kOutside;
+    }
+    return kLimit - uvw[0] - uvw[1] >= 0.0 ? kInside : kOutside;
+}
+
+Place place_in_tet(const float *node_xyz, const float *xyz, float *uvw) {
+    constexpr int kFaces[3][3] = {{1, 3, 2}, {3, 0, 2}, {3, 1, 0}};
+    Vec3 node[4];
+    for (int i = 0; i < 4; ++i) node[i] = load_vector(node_xyz + 3 * i);
+    const Vec3 point = load_vector(xyz);
+    std::fill_n(uvw, 3, 0.0f);
+    const float volume = determinant(node[0] - node[3], node[1] - node[3], node[2] - node[3]);
+    if (volume == 0) return kOutside;
+    for (int i = 0; i < 3; ++i) {
+        const int *face = kFaces[i];
+        uvw[i] = determinant(node[face[0]] - point, node[face[1]] - point, node[face[2]] - point) / volume;
+    }
+    for (int i = 0; i < 3; ++i) {
+        if (uvw[i] > kLimit || uvw[i] + kMargin < 0.0) return kOutside;
+    }
+    return kLimit - uvw[0] - uvw[1] - uvw[2] >= 0.0 ? kInside : kOutside;
+}
+
+// ---- Newton steps in volumes. Nodes are padded to four components, which fit the processor's vectors.
+
+template <int kNodes>
+void multiply_padded(const float *weights, const float (&node)[kNodes][4], float *out) {
+    float sum[4] = {};
+    for (int k = 0; k < kNodes; ++k) {
+        for (int d = 0; d < 4; ++d) sum[d] += weights[k] * node[k][d];
+    }
+    std::copy_n(sum, 3, out);
+}
+
+// Writes the last iterate before a step below kStep. False when the Jacobian turns degenerate.
+template <class Cell>
+bool iterate_in_volume(const float *node_xyz, const float *xyz, const float *start, float *uvw) {
+    float node[Cell::kNodes][4];
+    for (int i = 0; i < Cell::kNodes; ++i) {
+        std::copy_n(node_xyz + 3 * i, 3, node[i]);
+        node[i][3] = 0;
+    }
+    float at[3] = {start[0], start[1], start[2]};
+    Orientation orientation;
+    bool regular = true;
+    for (int step = 0; step < kMaxSteps; ++step) {
+        float weights[Cell::kNodes], derivs[3 * Cell::kNodes], jinv[9], x[3], residual[3], move[3];
+        Cell::weights(at, weights);
+        Cell::derivs(at, derivs);
+        for (int axis = 0; axis < 3; ++axis) {
+            multiply_padded(derivs + axis * Cell::kNodes, node, jinv + 3 * axis);
+        }
+        regular = !(orientation.size(MATmat3_inverse(jinv, jinv)) <= 0.0);
+        if (!regular) break;
+        multiply_padded(weights, node, x);
+        for (int d = 0; d < 3; ++d) residual[d] = xyz[d] - x[d];
+        multiply(residual, jinv, move, 1, 3, 3);
+        if (converged(move, 3)) break;
+        for (int d = 0; d < 3; ++d) at[d] += move[d];
+    }
+    std::copy_n(at, 3, uvw);
+    return regular;
+}
+
+// hex and pyr
+template <class Cell>
+Place place_in_cube(const float *node_xyz, const float *xyz, float *uvw) {
+    constexpr float kStart[] = {0, 0, 0};
+    if (!iterate_in_volume<Cell>(node_xyz, xyz, kStart, uvw)) return kDegenerate;
+    return small(uvw[0], kLimit) && small(uvw[1], kLimit) && small(uvw[2], kLimit) ? kInside : kOutside;
+}
+
+template <class Cell>
+Place place_in_prism(const float *node_xyz, const float *xyz, float *uvw) {
+    constexpr float kThird = static_cast<float>(1.0 / 3.0);
+    constexpr float kStart[] = {kThird, kThird, 0};
+    if (!iterate_in_volume<Cell>(node_xyz, xyz, kStart, uvw)) return kDegenerate;
+    const bool inside = small(uvw[0], kLimit) && small(uvw[1], kLimit) && small(uvw[2], kLimit) &&
+                        not_below_margin(uvw[0]) && not_below_margin(uvw[1]) &&
+                        kLimit - uvw[0] - uvw[1] >= 0.0;
+    return inside ? kInside : kOutside;
+}
+
+Place place_in_tet_2(const float *node_xyz, const float *xyz, float *uvw) {
+    constexpr float kStart[] = {0.25f, 0.25f, 0.25f};
+    if (!iterate_in_volume<Tet2>(node_xyz, xyz, kStart, uvw)) return kDegenerate;
+    for (int d = 0; d < 3; ++d) {
+        if (!small(uvw[d], kLimit) || !not_below_margin(uvw[d])) return kOutside;
+    }
+    return kLimit - uvw[0] - uvw[1] - uvw[2] >= 0.0 ? kInside : kOutside;
+}
+
+// ---- Newton steps in lines and surfaces, in the frame of the cell
+
+struct FramedPoint {
+    float point[3];    // that was asked for
+    float iterate[3];  // where the last iterate lies
+
+    float off(int axis) const { return point[axis] - iterate[axis]; }
+};
+
+template <class Cell>
+void write_framed(const float *at, const float *xyz, const float *frame, const float *frame_xyz,
+                  FramedPoint &framed) {
+    float weights[Cell::kNodes];
+    Cell::weights(at, weights);
+    multiply(xyz, frame, framed.point, 1, 3, 3);
+    multiply(weights, frame_xyz, framed.iterate, 1, Cell::kNodes, 3);
+}
+
+Place place_in_line_2(const float *node_xyz, const float *xyz, float *uvw) {
+    float derivs[3], jinv = 0, frame[9] = {}, frame_xyz[9] = {};
+    FramedPoint framed;
+    Orientation orientation;
+    float &u = uvw[0];
+    u = 0;
+    for (int step = 0; step < kMaxSteps; ++step) {
+        Line2::derivs(uvw, derivs);
+        if (orientation.size(line_frame(3, derivs, node_xyz, &jinv, frame, frame_xyz)) <= 0.0)
+            return kDegenerate;
+        write_framed<Line2>(uvw, xyz, frame, frame_xyz, framed);
+        const float candidate = u + framed.off(0) * jinv;
+        if (std::fabs(static_cast<double>(u - candidate)) < kStep) break;
+        u = candidate;
+    }
+    return small(u, kLimit) && small(framed.off(1), kOffCell) && small(framed.off(2), kOffCell) ? kInside
+                                                                                                : kOutside;
+}
+
+// `off_plane`, when above 0, turns points away that are further from node 0 along the normal, in units of the
+// Jacobian.
+template <class Cell>
+Place iterate_in_surface(const float *node_xyz, const float *xyz, float start, double off_plane, float *uvw,
+                         FramedPoint &framed) {
+    float derivs[2 * Cell::kNodes], jinv[4], frame[9], frame_xyz[3 * Cell::kNodes];
+    Orientation orientation;
+    uvw[0] = uvw[1] = start;
+    for (int step = 0; step < kMaxSteps; ++step) {
+        Cell::derivs(uvw, derivs);
+        const double size =
+            orientation.size(surface_frame(Cell::kNodes, derivs, node_xyz, jinv, frame, frame_xyz));
+        if (size <= 0.0) return kDegenerate;
+        write_framed<Cell>(uvw, xyz, frame, frame_xyz, framed);
+        const double off_node = std::fabs(static_cast<double>(framed.point[2] - frame_xyz[2]));
+        if (off_plane > 0 && off_node > off_plane * size) return kOutside;
+        const float residual[] = {framed.off(0), framed.off(1)};
+        float move[2];
+        multiply(residual, jinv, move, 1, 2, 2);
+        if (converged(move, 2)) break;
+        uvw[0] += move[0];
+        uvw[1] += move[1];
+    }
+    return kInside;
+}
+
+template <class Cell>
+Place place_in_quad(const float *node_xyz, const float *xyz, float *uvw) {
+    constexpr double kOffPlane = 0.001;
+    FramedPoint framed;
+    const Place place = iterate_in_surface<Cell>(node_xyz, xyz, 0, kOffPlane, uvw, framed);
+    if (place != kInside) return place;
+    return small(uvw[0], kLimit) && small(uvw[1], kLimit) && small(framed.off(2), kOffCell) ? kInside
+                                                                                            : kOutside;
+}
+
+Place place_in_tri_2(const float *node_xyz, const float *xyz, float *uvw) {
+    constexpr float kThird = static_cast<float>(1.0 / 3.0);
+    FramedPoint framed;
+    const Place place = iterate_in_surface<Tri2>(node_xyz, xyz, kThird, 0, uvw, framed);
+    if (place != kInside) return place;
+    for (int d = 0; d < 2; ++d) {
+        if (!small(uvw[d], kLimit) || !not_below_margin(uvw[d])) return kOutside;
+    }
+    const bool within = static_cast<float>(kLimit - uvw[0] - uvw[1]) >= 0;
+    return within && small(framed.off(2), kOffCell) ? kInside : kOutside;
+}
+
+}  // namespace
+
+#define ISOFIELD_REV_PAR(TYPE, FUNCTION)                                          \
+    int UTILrev_par_##TYPE(const float *node_xyz, const float *xyz, float *uvw) { \
+        return FUNCTION(node_xyz, xyz, uvw);                                      \
+    }
+
+ISOFIELD_REV_PAR(line_1, place_in_line)
+ISOFIELD_REV_PAR(line_2, place_in_line_2)
+ISOFIELD_REV_PAR(tri_1, place_in_triangle)
+ISOFIELD_REV_PAR(tri_2, place_in_tri_2)
+ISOFIELD_REV_PAR(quad_1, place_in_quad<Quad1>)
+ISOFIELD_REV_PAR(quad_2, place_in_quad<Quad2>)
+ISOFIELD_REV_PAR(tet_1, place_in_tet)
+ISOFIELD_REV_PAR(tet_2, place_in_tet_2)
+ISOFIELD_REV_PAR(pent_1, place_in_prism<Pent1>)
+ISOFIELD_REV_PAR(pent_2, place_in_prism<Pent2>)
+ISOFIELD_REV_PAR(pyr_1, place_in_cube<Pyr1>)
+ISOFIELD_REV_PAR(hex_1, place_in_cube<Hex1>)
+ISOFIELD_REV_PAR(hex_2, place_in_cube<Hex2>)
