@@ -102,7 +102,7 @@ class TableBuilder {
         bool entered = true;
         blocks_->for_each_run(*range, [&](int first, int end) {
             entered = entered && make_room(end - first);
-            for (int b = first; entered && b < end; ++b) enter_in_block(b, id);
+            if (entered) enter_in_blocks(first, end, id);
         });
         return entered;
     }
@@ -129,15 +129,21 @@ class TableBuilder {
         return true;
     }
 
-    void enter_in_block(int block, int id) {
-        BlockTable &t = *table_;
-        const int entry = t.list_free++;
-        t.cell_list[entry] = id;
-        t.next_list[entry] = t.blocks[block];
-        t.blocks[block] = entry;
+    void enter_in_blocks(int first, int end, int id) {
+        int *const cell_list = table_->cell_list, *const next_list = table_->next_list;
+        int *const blocks = table_->blocks;
+        int entry = table_->list_free;
+        table_->list_free += end - first;
+        for (int b = first; b < end; ++b, ++entry) {
+            cell_list[entry] = id;
+            next_list[entry] = blocks[b];
+            blocks[b] = entry;
+        }
         if (!indexable_) return;
-        if (lengths_[static_cast<std::size_t>(block)]++ == 0)
-            first_entered_[static_cast<std::size_t>(block)] = id;
+        int *const lengths = lengths_.get(), *const first_entered = first_entered_.get();
+        for (int b = first; b < end; ++b) {
+            if (lengths[b]++ == 0) first_entered[b] = id;
+        }
     }
 
     // Of a search in a block chosen by the number of its cells.

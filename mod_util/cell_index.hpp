@@ -69,15 +69,20 @@ class CellIndex {
     struct Node {
         float lo[3][kFan], hi[3][kFan];
 
-        // A bit for each box that holds the point.
-        unsigned holding(const float *xyz) const {
-            constexpr int kBit[kFan] = {1, 2, 4, 8, 16, 32, 64, 128};
+        // A bit for each box that holds the point. One plain loop a bound, of which compilers make vector
+        // code.
+        [[gnu::noinline]] unsigned holding(const float *xyz) const {
+            static constexpr int kBit[kFan] = {1, 2, 4, 8, 16, 32, 64, 128};
+            const float x = xyz[0], y = xyz[1], z = xyz[2];
+            int held[kFan];
+            for (int i = 0; i < kFan; ++i) held[i] = lo[0][i] <= x ? kBit[i] : 0;
+            for (int i = 0; i < kFan; ++i) held[i] = hi[0][i] >= x ? held[i] : 0;
+            for (int i = 0; i < kFan; ++i) held[i] = lo[1][i] <= y ? held[i] : 0;
+            for (int i = 0; i < kFan; ++i) held[i] = hi[1][i] >= y ? held[i] : 0;
+            for (int i = 0; i < kFan; ++i) held[i] = lo[2][i] <= z ? held[i] : 0;
+            for (int i = 0; i < kFan; ++i) held[i] = hi[2][i] >= z ? held[i] : 0;
             int bits = 0;
-            for (int i = 0; i < kFan; ++i) {
-                const bool inside = (xyz[0] >= lo[0][i]) & (xyz[0] <= hi[0][i]) & (xyz[1] >= lo[1][i]) &
-                                    (xyz[1] <= hi[1][i]) & (xyz[2] >= lo[2][i]) & (xyz[2] <= hi[2][i]);
-                bits |= inside ? kBit[i] : 0;
-            }
+            for (int i = 0; i < kFan; ++i) bits += held[i];
             return static_cast<unsigned>(bits);
         }
         Box hull() const {

@@ -86,6 +86,7 @@ Working<int> visiting_order(const Probe &probe) {
 // Finds the cell of each point: found(i, cell, uvw), or missed(i). False when interrupted.
 template <class Found, class Missed>
 bool for_each_point(const Probe &probe, Found found, Missed missed) {
+    constexpr int kAhead = 4;  // points asked for before they are needed
     const auto find_cell = probe.mesh->field_funcs->find_cell_func;
     const Working<int> order = visiting_order(probe);
     const StatusRange range(0, 100);
@@ -93,6 +94,10 @@ bool for_each_point(const Probe &probe, Found found, Missed missed) {
     for (int n = 0; n < probe.npoints; ++n) {
         if (poll.stop(n)) return false;
         const int i = order ? order[static_cast<std::size_t>(n)] : n;
+        if (order && n + kAhead < probe.npoints) {
+            const int ahead = order[static_cast<std::size_t>(n + kAhead)];
+            __builtin_prefetch(probe.points + static_cast<std::ptrdiff_t>(ahead) * probe.nspace);
+        }
         float xyz[3], uvw[3] = {0, 0, 0};
         int cell = -1;
         probe.position(i, xyz);

@@ -16,59 +16,62 @@
 
 namespace isofield::detail {
 
-// The lines of a strictly increasing axis, with a table of where to start looking: the steps of a uniform
-// axis of twice as many lines.
+// The lines of a strictly increasing axis, and a table of where to look: the axis cut into equal steps, many
+// to a line, so that most steps leave one interval or two.
 class LineFinder {
   public:
     // False when there is no memory or the lines do not increase.
     bool create(const RectilinearAxis &axis) {
-        nlines_ = axis.lines();
-        lines_ = allocate_working<float>(static_cast<std::size_t>(nlines_));
-        start_ = allocate_cleared<int>(static_cast<std::size_t>(2 * std::int64_t{nlines_} + 2));
-        if (!lines_ || !start_) return false;
-        for (int i = 0; i < nlines_; ++i) {
-            line(i) = axis.line(i);
-            if (i > 0 && !(line(i) > line(i - 1))) return false;
+        const auto nlines = static_cast<std::size_t>(axis.lines());
+        const std::size_t nsteps = 8 * nlines;
+        lines_ = allocate_working<float>(nlines);
+        first_ = allocate_cleared<int>(nsteps + 2);
+        if (!lines_ || !first_) return false;
+        for (std::size_t i = 0; i < nlines; ++i) {
+            lines_[i] = axis.line(static_cast<int>(i));
+            if (i > 0 && !(lines_[i] > lines_[i - 1])) return false;
         }
-        scale_ = static_cast<float>(2 * std::int64_t{nlines_}) / (line(nlines_ - 1) - line(0));
+        upper_ = lines_[nlines - 1];
+        last_step_ = static_cast<float>(nsteps);
+        scale_ = last_step_ / (upper_ - lines_[0]);
         if (!(scale_ > 0 && scale_ < std::numeric_limits<float>::infinity())) return false;
-        // Intervals that end before a step begins cannot hold what lies in the step.
-        for (int i = 1; i < nlines_; ++i) ++start_[static_cast<std::size_t>(step_of(line(i)) + 1)];
-        for (std::int64_t s = 1; s < 2 * std::int64_t{nlines_} + 2; ++s)
-            start_[static_cast<std::size_t>(s)] += start_[static_cast<std::size_t>(s - 1)];
+        // Intervals that end before a step begins hold nothing that lies in it.
+        for (std::size_t i = 1; i < nlines; ++i) ++first_[static_cast<std::size_t>(step_of(lines_[i])) + 1];
+        int most = 0;
+        for (std::size_t s = 1; s < nsteps + 2; ++s) {
+            most = std::max(most, first_[s]);
+            first_[s] += first_[s - 1];
+        }
+        for (rounds_ = 0; most > 0; most /= 2) ++rounds_;
         return true;
     }
 
-    // The first interval that ends at or above x, which lies from the first to the last line.
+    // The first interval that ends at or above x, which the lines hold. A fixed number of halvings, so that
+    // there are no branches to guess.
     int interval_of(float x) const {
-        const int step = step_of(x);
-        int first = start_[static_cast<std::size_t>(step)], end = start_[static_cast<std::size_t>(step + 1)];
-        while (first < end) {
+        const int *const range = &first_[static_cast<std::size_t>(step_of(x))];
+        int first = range[0], end = range[1];
+        for (int round = 0; round < rounds_; ++round) {
             const int middle = first + (end - first) / 2;
-            if (line(middle + 1) < x) {
-                first = middle + 1;
-            } else {
-                end = middle;
-            }
+            const bool above = (first < end) & (line(middle + 1) < x);
+            end = above ? end : middle;
+            first = above ? middle + 1 : first;
         }
         return first;
     }
 
     float line(int i) const { return lines_[static_cast<std::size_t>(i)]; }
-    bool holds(float x) const { return x >= line(0) && x <= line(nlines_ - 1); }
+    bool holds(float x) const { return (x >= line(0)) & (x <= upper_); }
 
   private:
-    float &line(int i) { return lines_[static_cast<std::size_t>(i)]; }
-
     int step_of(float x) const {
-        return static_cast<int>(
-            std::clamp((x - line(0)) * scale_, 0.0f, static_cast<float>(2 * std::int64_t{nlines_})));
+        return static_cast<int>(std::clamp((x - line(0)) * scale_, 0.0f, last_step_));
     }
 
-    int nlines_ = 0;
     Working<float> lines_;
-    Working<int> start_;  // per step the first interval that may hold what lies in it
-    float scale_ = 0;
+    Working<int> first_;  // per step the first interval that may hold what lies in it
+    float upper_ = 0, last_step_ = 0, scale_ = 0;
+    int rounds_ = 0;
 };
 
 constexpr int kSampleBlock = kCellPollPeriod + 1;
@@ -78,7 +81,7 @@ template <int kNdim>
 struct PlacedBlock {
     int count = 0;
     float x[kNdim][kSampleBlock];
-    unsigned char found[kSampleBlock];
+    int found[kSampleBlock];
     int corner[kSampleBlock];
     float at[kNdim][kSampleBlock];           // from -1 to 1 along the grid's axes
     float weight[1 << kNdim][kSampleBlock];  // of the cell's nodes
@@ -105,11 +108,10 @@ class UniformFinder {
         axis_ = axis;
         return !axis.flat();
     }
-    void find(int count, const float *x, unsigned char *found, int *index, float *at) const {
-        for (int i = 0; i < count; ++i) {
-            found[i] &= static_cast<unsigned char>(axis_->holds(x[i]));
-            axis_->place(x[i], index[i], at[i]);
-        }
+    void find(int count, const float *x, int *found, int *index, float *at) const {
+        const Axis axis = *axis_;
+        for (int i = 0; i < count; ++i) found[i] &= axis.holds(x[i]) ? 1 : 0;
+        for (int i = 0; i < count; ++i) axis.place(x[i], index[i], at[i]);
     }
 
   private:
@@ -121,10 +123,10 @@ class RectilinearFinder {
     using Axis = RectilinearAxis;
     bool create(const Axis &axis) { return !axis.flat() && lines_.create(axis); }
     // A point that the axis' range holds, but none of its intervals, has no values either.
-    void find(int count, const float *x, unsigned char *found, int *index, float *at) const {
+    void find(int count, const float *x, int *found, int *index, float *at) const {
         for (int i = 0; i < count; ++i) {
             const bool holds = lines_.holds(x[i]);
-            found[i] &= static_cast<unsigned char>(holds);
+            found[i] &= holds ? 1 : 0;
             const float inside = holds ? x[i] : lines_.line(0);
             index[i] = lines_.interval_of(inside);
             const float lo = lines_.line(index[i]), hi = lines_.line(index[i] + 1);
@@ -157,7 +159,7 @@ class GridSampler {
 
     // Fills the rest of a block that has its points.
     void place(Block &block) const {
-        std::fill_n(block.found, block.count, static_cast<unsigned char>(1));
+        std::fill_n(block.found, block.count, 1);
         std::fill_n(block.corner, block.count, 0);
         for (std::size_t d = 0; d < kNdim; ++d) {
             int index[kSampleBlock];
@@ -170,41 +172,47 @@ class GridSampler {
     // Values of one array at the block's points: out is count x veclen. Returns whether a null was written.
     template <class T>
     bool sample(const Block &block, int veclen, const T *data, bool has_null, T null_value, T *out) const {
-        if (veclen == 1 && !has_null) return sample_scalars(block, data, null_value, out);
+        if (null_value != null_value) has_null = false;  // no element equals it
+        if (veclen == 1) {
+            return has_null ? sample_rows<true>(block, 1, data, null_value, out)
+                            : sample_rows<false>(block, 1, data, null_value, out);
+        }
+        return has_null ? sample_rows<true>(block, veclen, data, null_value, out)
+                        : sample_rows<false>(block, veclen, data, null_value, out);
+    }
+
+  private:
+    // Inline, so that a veclen of 1 makes a loop of its own.
+    template <bool kHasNull, class T>
+    [[gnu::always_inline]] bool sample_rows(const Block &block, int veclen, const T *data, T null_value,
+                                            T *out) const {
+        std::ptrdiff_t offset[kNodes];
+        for (std::size_t k = 0; k < kNodes; ++k) offset[k] = std::ptrdiff_t{offset_[k]} * veclen;
+        const auto corner_of = [&](int i) { return data + std::ptrdiff_t{block.corner[i]} * veclen; };
         bool wrote_null = false;
         for (int i = 0; i < block.count; ++i, out += veclen) {
-            const T *row[kNodes];
+            prefetch_rows(corner_of(std::min(i + kAhead, block.count - 1)), offset);
+            const T *const corner = corner_of(i);
             bool is_null = !block.found[i];
-            for (int k = 0; k < kNodes; ++k) {
-                row[k] = data + (static_cast<std::ptrdiff_t>(block.corner[i]) +
-                                 offset_[static_cast<std::size_t>(k)]) *
-                                    veclen;
-                is_null |= has_null && *row[k] == null_value;
-            }
-            wrote_null |= is_null;
+            for (int k = 0; kHasNull && k < kNodes; ++k) is_null |= corner[offset[k]] == null_value;
             for (int c = 0; c < veclen; ++c) {
                 float sum = 0;
-                for (int k = 0; k < kNodes; ++k) sum += block.weight[k][i] * static_cast<float>(row[k][c]);
+                for (int k = 0; k < kNodes; ++k)
+                    sum += block.weight[k][i] * static_cast<float>(corner[offset[k] + c]);
                 out[c] = is_null ? null_value : truncated<T>(sum);
             }
+            wrote_null |= is_null;
         }
         return wrote_null;
     }
 
-  private:
+    // Asks for the rows of a cell's nodes, which lie in pairs, before they are needed.
     template <class T>
-    bool sample_scalars(const Block &block, const T *data, T null_value, T *out) const {
-        unsigned char all_found = 1;
-        for (int i = 0; i < block.count; ++i) {
-            const T *const corner = data + block.corner[i];
-            float sum = 0;
-            for (int k = 0; k < kNodes; ++k)
-                sum += block.weight[k][i] * static_cast<float>(corner[offset_[static_cast<std::size_t>(k)]]);
-            out[i] = block.found[i] ? truncated<T>(sum) : null_value;
-            all_found &= block.found[i];
-        }
-        return !all_found;
+    static void prefetch_rows(const T *corner, const std::ptrdiff_t *offset) {
+        for (int k = 1; k < kNodes; k += k % 4 == 1 ? 1 : 3) __builtin_prefetch(corner + offset[k]);
     }
+
+    static constexpr int kAhead = 12;
 
     std::array<Finder, kNdim> finders_;
     std::array<int, kNdim> stride_{};
