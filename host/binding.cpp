@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <new>
 #include <string>
-#include <utility>
 
 #include "isofield_default_host.h"
 
@@ -83,22 +81,6 @@ void set_slot(void *funcs, std::size_t slot, const std::string &name) {
     std::memcpy(static_cast<char *>(funcs) + slot * sizeof func, &func, sizeof func);
 }
 
-// The library's list for prisms of 15 nodes has the middles of 0-3 and 1-4 in each other's place.
-int tesselate_prism_2(int ncells, const int *connect, int *nout, int **out_connect, int *out_nnode) {
-    constexpr std::ptrdiff_t kNodes = 15;
-    std::vector<int> swapped;
-    try {
-        swapped.assign(connect, connect + kNodes * std::max(ncells, 0));
-    } catch (const std::bad_alloc &) {
-        *nout = *out_nnode = 0;
-        *out_connect = nullptr;
-        return 0;
-    }
-    for (std::size_t row = 0; row < swapped.size(); row += kNodes)
-        std::swap(swapped[row + 12], swapped[row + 13]);
-    return UTILtesselate_prism_2(ncells, swapped.data(), nout, out_connect, out_nnode);
-}
-
 static_assert(sizeof(FieldFuncs) == std::size(FIELD_FUNC_NAME) * sizeof(void (*)(void)));
 static_assert(sizeof(SetFuncs) == std::size(SET_FUNC_NAME) * sizeof(void (*)(void)));
 
@@ -141,7 +123,7 @@ CellFuncs bind_cell_methods(const CellType &type) {
         const std::string name = method_name(SET_FUNC_NAME[slot], type);
         if (!name.empty()) set_slot(&row.funcs, slot, name);
     }
-    if (row.funcs.tesselate_func == UTILtesselate_prism_2) row.funcs.tesselate_func = tesselate_prism_2;
+    if (type.name == std::string_view("prism_2")) mend_quadratic_prism(row.funcs);
     return row;
 }
 

@@ -29,5 +29,8 @@ std::vector<float> node_positions(const CellType &type);
 FieldFuncs bind_mesh_methods(const char *suffix);
 CellFuncs bind_cell_methods(const CellType &type);
 
+// Puts this host's own methods for prism_2 in the place of the library's that have oddities.
+void mend_quadratic_prism(SetFuncs &funcs);
+
 }  // namespace isofield::host
 #endif

@@ -492,11 +492,8 @@ class Quadrature {
         const auto n = static_cast<std::size_t>(nnodes_);
         shapes_.resize(shapes_.size() + n);
         derivs_.resize(derivs_.size() + n * static_cast<std::size_t>(ndim_));
-        float *shape = &shapes_[shapes_.size() - n];
-        funcs.shape_func(at, shape);
+        funcs.shape_func(at, &shapes_[shapes_.size() - n]);
         funcs.shape_deriv_func(at, &derivs_[derivs_.size() - n * static_cast<std::size_t>(ndim_)]);
-        // Node 7 of prism_2 has not its own weight there (see UTILsh_func_pent_2).
-        if (nnodes_ == 15) shape[7] = 2 * at[1] * (1 - at[0] - at[1]) * (1 + at[2]);
         weights_.push_back(weight);
     }
 

@@ -52,7 +52,9 @@ ISOFIELD_HOST_API int isohost_mesh_structured(int ndim, const int *dims, int nsp
  *   quad_2        01 12 23 30
  *   tet_2         01 02 03 12 23 13
  *   prism_2       01 12 20 34 45 53 14 03 25
- *   hex_2         01 12 23 30 45 56 67 74 04 15 26 37 */
+ *   hex_2         01 12 23 30 45 56 67 74 04 15 26 37
+ * prism_2 is bound to methods of this host's own for its weights, its mapping and its pieces, without the
+ * oddities of the library's (see UTILsh_func_pent_2 and UTILtesselate_prism_2). */
 typedef struct IsohostCellSet {
     const char *type;
     int ncells;

@@ -303,9 +303,9 @@ ISOFIELD_API int UTILcell_extent_rect(MeshInfo *mesh, int cell, float *min, floa
  * c, c+d0, c+d0+1 and the same one plane up, c being its corner number, so that its frame is turned against
  * the grid's axes x, y, z: u = -x in one dimension, (u, v) = (-x, y) in two, (u, v, w) = (y, x, -z) in three.
  *
- * UTILsh_func_<type> writes the weight of each node at uvw. UTILsh_deriv_<type> writes their derivatives along
- * u, then along v, then along w: dimensions x nodes. Only the type's own coordinates are read; the derivatives
- * of line_1, tri_1 and tet_1 are constant and never read uvw.
+ * UTILsh_func_<type> writes the weight of each node at uvw. UTILsh_deriv_<type> writes their derivatives
+ * along u, then along v, then along w: dimensions x nodes. Only the type's own coordinates are read; the
+ * derivatives of line_1, tri_1 and tet_1 are constant and never read uvw.
  * Weights sum to 1 and are 1 at their node, with one exception: in pent_2 the weight of node 7, the middle of
  * 1-2, is that of node 6 (2uv(1 + w)); its derivatives are the true ones (of 2vt(1 + w)).
  * The functions: O. Zienkiewicz and R. Taylor, "The finite element method", 1977. */
@@ -377,10 +377,10 @@ ISOFIELD_API float UTILjacobian_3d_inv(int nnodes, const float *deriv, const flo
  *   tol      rounded to float. On uniform and rectilinear grids it widens the parametric range of -1 to 1
  *            instead; on an axis that has one node, or none, the distance in space
  *   uvw      3
- * Result 1 inside, 0 outside, -1 degenerate; 0 also for a cell that is not there, a type without rev_par_func,
- * more than 20 nodes a cell, and when the mesh's arrays are not to be had. Cell sets and structured grids go
- * through rev_par_func; uniform and rectilinear grids are solved directly, and without pretest every point
- * is inside. */
+ * Result 1 inside, 0 outside, -1 degenerate; 0 also for a cell that is not there, a type without
+ * rev_par_func, more than 20 nodes a cell, and when the mesh's arrays are not to be had. Cell sets and
+ * structured grids go through rev_par_func; uniform and rectilinear grids are solved directly, and without
+ * pretest every point is inside. */
 ISOFIELD_API int UTILinterp_cell_uvw(MeshInfo *mesh, int cell, const float *xyz, int pretest, double tol,
                                      float *uvw);
 ISOFIELD_API int UTILinterp_cell_uvw_struct(MeshInfo *mesh, int cell, const float *xyz, int pretest,
@@ -396,8 +396,8 @@ ISOFIELD_API int UTILinterp_cell_uvw_rect(MeshInfo *mesh, int cell, const float 
  *   npts  points; with fewer than 1 nothing is written and the result is 1
  *   uvw   npts x 3
  *   out   npts x veclen
- * Result 1; 0 on a failure, and when a node of the cell is null: the first row of `out` is then the null value
- * as float in every component, whatever npts. */
+ * Result 1; 0 on a failure, and when a node of the cell is null: the first row of `out` is then the null
+ * value as float in every component, whatever npts. */
 ISOFIELD_API int UTILinterp_cell_val(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype,
                                      int null_flag, const void *null_value, int npts, const float *uvw,
                                      float *out);
@@ -448,14 +448,15 @@ ISOFIELD_API int UTILinterp_init_alloc(int ncells, int nspace, BlockTable **out)
  * coord_max are cut off one block beyond the last, which is the first of the next row; what comes to lie
  * outside the table is dropped. The table holds for as long as the cells and coordinates stay as they are.
  * Reports progress as "building block table". Result 1; 0 with *out null when interrupted, without memory, or
- * when the mesh's arrays are not to be had. The forms for uniform and rectilinear grids make no table and give
- * 1. */
+ * when the mesh's arrays are not to be had. The forms for uniform and rectilinear grids make no table and
+ * give 1. */
 ISOFIELD_API int UTILinterp_init(MeshInfo *mesh, BlockTable **out);
 ISOFIELD_API int UTILinterp_init_struct(MeshInfo *mesh, BlockTable **out);
 ISOFIELD_API int UTILinterp_init_unif(MeshInfo *mesh, BlockTable **out);
 ISOFIELD_API int UTILinterp_init_rect(MeshInfo *mesh, BlockTable **out);
 
-/* Finds the cell of a point, for the find_cell_func slot; UTILfind_cell serves cell sets and structured grids.
+/* Finds the cell of a point, for the find_cell_func slot. UTILfind_cell serves cell sets and structured
+ * grids.
  *   table  of this mesh; not read on uniform and rectilinear grids
  *   xyz    3 floats whatever nspace, missing components 0
  *   cell   global id on cell sets, corner number on grids
@@ -483,10 +484,10 @@ ISOFIELD_API int UTILfind_cell_rect(MeshInfo *mesh, BlockTable *table, const flo
  * quadrature.
  *   cell_dim  1, 2 or 3: the sets whose cell_ndim it is
  *   data      nnodes scalars of dtype, or null: *integral is 0 then
- * A cell with a null node adds nothing, to the measure neither. Sets whose type has no rule (pyramids, and the
- * quadratic types) add nothing. Sums run in float, over the sets and cells in order, so that they lose digits
- * on large meshes; sum vol_integr_func's results in double where that counts. Result 1, also when some cells
- * could not be integrated. */
+ * A cell with a null node adds nothing, to the measure neither. Sets whose type has no rule (pyramids, and
+ * the quadratic types) add nothing. Sums run in float, over the sets and cells in order, so that they lose
+ * digits on large meshes; sum vol_integr_func's results in double where that counts. Result 1, also when some
+ * cells could not be integrated. */
 ISOFIELD_API int UTILvol_integr(MeshInfo *mesh, int cell_dim, const void *data, int dtype, int null_flag,
                                 const void *null_value, float *volume, float *integral);
 
@@ -516,13 +517,13 @@ ISOFIELD_DECLARE(UTILvol_integr_cell_prism)
  * once per cell set, from 0 to the last; the last call divides by the weights.
  *   data        cell_ncells[set] x veclen, of dtype
  *   power       0: cells count alike; above 0: by 1 / distance^power, the distance running from the node to
- *               the middle of the cell's nodes. At a distance of exactly 0 the weight so far is replaced by 1,
- *               and the cell's later nodes get nothing from it
+ *               the middle of the cell's nodes. At a distance of exactly 0 the weight so far is replaced by
+ *               1, and the cell's later nodes get nothing from it
  *   out         nnodes x veclen. The call for set 0 clears its first nnodes elements alone: with a veclen
  *               above 1 the caller clears the rest. A node that no cell touches stays as it was
- *   weights     *weights (nnodes floats) and *null_flags (nnodes bytes) are made by the call for set 0, carried
- *   null_flags  to the next ones, and freed by the last. After a failure in a later set they are still the
- *               caller's, to be freed with free
+ *   weights     *weights (nnodes floats) and *null_flags (nnodes bytes) are made by the call for set 0,
+ *   null_flags  carried to the next ones, and freed by the last. After a failure in a later set they are
+ *               still the caller's, to be freed with free
  * A node touched by a null cell is null in every component. Sums run in the data's own type: integers
  * truncate at every addition and in the final division. Result 1 or 0. A mesh kind without the method is told
  * on standard error: 0. The method of grids, whose cells are all in set 0, ignores the last two arguments. */
