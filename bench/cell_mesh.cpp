@@ -6,6 +6,7 @@
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
+#include <vtkPolyData.h>
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 #include <array>
 #include <vector>
 
-#include "extraction.hpp"
+#include "field.hpp"
 
 namespace bench {
 

@@ -41,5 +41,7 @@ int run(const std::vector<Case> &cases, const Options &options);
 std::vector<bench::Case> isosurface_cases();
 std::vector<bench::Case> cell_cases();
 std::vector<bench::Case> isoline_cases();
+std::vector<bench::Case> probe_cases();
+std::vector<bench::Case> integral_cases();
 
 #endif

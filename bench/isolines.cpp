@@ -5,6 +5,7 @@
 #include <vtkSynchronizedTemplates2D.h>
 
 #include "cell_mesh.hpp"
+#include "extraction.hpp"
 
 namespace {
 

@@ -22,15 +22,38 @@ void write_coords(const Axes &axes, const NodeSplitter &split, int first, int en
     }
 }
 
-// The lowest node of the packed cell `cell`.
-int lowest_node(int ndim, const int *dims, int cell) {
-    if (ndim == 1) return cell;
-    const int per_row = dims[0] - 1;
-    const int k = ndim == 3 ? cell / (per_row * (dims[1] - 1)) : 0;
-    const int in_plane = ndim == 3 ? cell - k * per_row * (dims[1] - 1) : cell;
-    const int j = in_plane / per_row;
-    return (ndim == 3 ? k * dims[0] * dims[1] : 0) + j * dims[0] + (in_plane - j * per_row);
-}
+// The lowest nodes of consecutive packed cells.
+class CellWalk {
+  public:
+    CellWalk(int ndim, const int *dims, int cell)
+        : row_(ndim > 1 ? dims[0] - 1 : 0), column_(ndim > 2 ? dims[1] - 1 : 0), skip_(dims[0]) {
+        if (row_ == 0) {
+            node_ = cell;
+            return;
+        }
+        const int k = column_ > 0 ? cell / (row_ * column_) : 0;
+        j_ = cell / row_ - k * column_;
+        i_ = cell % row_;
+        node_ = k * dims[0] * (column_ + 1) + j_ * dims[0] + i_;
+    }
+
+    int node() const { return node_; }
+
+    void next() {
+        ++node_;
+        if (row_ == 0 || ++i_ < row_) return;
+        i_ = 0;
+        ++node_;  // the last node of a row begins no cell, nor does the last row of a plane
+        if (column_ == 0 || ++j_ < column_) return;
+        j_ = 0;
+        node_ += skip_;
+    }
+
+  private:
+    int row_, column_;  // cells of a row, and rows of a plane; 0 where there is but one
+    int skip_;
+    int i_ = 0, j_ = 0, node_ = 0;
+};
 
 }  // namespace
 
@@ -39,15 +62,17 @@ int UTILget_connect_struct(int ndim, const int *dims, int first, int end, int *o
         std::fprintf(stderr, "get_connect_struct: cannot compute connect for ndim %d\n", ndim);
         return 0;
     }
-    for (int cell = first; cell < end; ++cell) {
-        const int base = lowest_node(ndim, dims, cell);
+    if (first >= end) return 1;
+    const int row = dims[0], plane = ndim == 3 ? dims[0] * dims[1] : 0;
+    CellWalk walk(ndim, dims, first);
+    for (int cell = first; cell < end; ++cell, walk.next()) {
+        const int base = walk.node();
         *out++ = base;
         *out++ = base + 1;
         if (ndim == 1) continue;
-        *out++ = base + 1 + dims[0];
-        *out++ = base + dims[0];
+        *out++ = base + 1 + row;
+        *out++ = base + row;
         if (ndim == 2) continue;
-        const int plane = dims[0] * dims[1];
         for (int i = 0; i < 4; ++i, ++out) *out = out[-4] + plane;
     }
     return 1;

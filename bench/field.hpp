@@ -1,0 +1,47 @@
+// Fields as both sides see them.
+#ifndef ISOFIELD_BENCH_FIELD_HPP
+#define ISOFIELD_BENCH_FIELD_HPP
+
+#include <vtkDataSet.h>
+#include <vtkImageData.h>
+#include <vtkSmartPointer.h>
+
+#include <memory>
+#include <vector>
+
+#include "isofield_default_host.h"
+
+namespace bench {
+
+struct FreeMesh {
+    void operator()(MeshInfo *mesh) const { isohost_mesh_free(mesh); }
+};
+
+// A scalar on the nodes of a mesh. Both sides read the same coordinates and scalars; node numbers of cells
+// stand twice, as each side wants them.
+struct Field {
+    vtkSmartPointer<vtkDataSet> dataset;  // with scalars
+    std::vector<std::vector<int>> connect;
+    std::unique_ptr<MeshInfo, FreeMesh> mesh;
+    double level = 0.013;
+
+    const void *data() const;
+    int dtype() const;
+};
+using FieldPtr = std::shared_ptr<Field>;
+
+// A gyroid, of period 2 pi.
+double wave(double x, double y, double z);
+
+// What scales a side of n steps to the given number of periods.
+double wave_scale(int n, double waves);
+
+// An image on a grid of unit steps, in two dimensions when it has one plane.
+FieldPtr image_field(vtkSmartPointer<vtkImageData> image);
+
+// A wave with `waves` periods along the first axis and random noise of the given amplitude.
+FieldPtr wave_image(int ni, int nj, int nk, double waves, float noise);
+
+}  // namespace bench
+
+#endif
