@@ -29,7 +29,10 @@ bool on_terminal() {
 }  // namespace
 
 void Console::say(const std::string &line) {
-    if (quiet_) return;
+    if (!quiet_) answer(line);
+}
+
+void Console::answer(const std::string &line) {
     clear_bar();
     std::cout << line << std::endl;  // an interrupt must not lose it
 }
@@ -85,9 +88,9 @@ std::string Stopwatch::seconds() const {
     return text;
 }
 
-std::string format_number(double value) {
+std::string format_number(double value, int digits) {
     char text[32];
-    std::snprintf(text, sizeof text, "%g", value);
+    std::snprintf(text, sizeof text, "%.*g", digits, value);
     return text;
 }
 

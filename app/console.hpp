@@ -14,7 +14,8 @@ class Console {
     void set_quiet(bool quiet) { quiet_ = quiet; }  // errors only
 
     void say(const std::string &line);
-    void note(const std::string &line);  // once, however often it is told
+    void answer(const std::string &line);  // what was asked for: said even when quiet
+    void note(const std::string &line);    // once, however often it is told
     void warn(const std::string &line);
 
     // A bar, on a terminal only: `percent` of `stage`. It vanishes when anything else is said.
@@ -43,7 +44,7 @@ class Stopwatch {
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-std::string format_number(double value);  // six significant digits
+std::string format_number(double value, int digits = 6);  // significant ones
 // Appends to a list that is joined by `separator`.
 void add_item(std::string &list, const std::string &item, const char *separator = " ");
 std::string format_count(std::size_t count, const std::string &singular, const std::string &plural);

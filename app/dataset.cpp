@@ -137,12 +137,22 @@ std::string list_arrays(const Dataset &dataset, Association association) {
     return list;
 }
 
-std::string node_arrays_text(const Dataset &dataset) {
-    const std::string nodes = list_arrays(dataset, Association::kNode);
-    if (!nodes.empty()) return "its node arrays are " + nodes;
-    const std::string cells = list_arrays(dataset, Association::kCell);
-    if (cells.empty()) return "the file has no arrays";
-    return "the file has only cell arrays (" + cells + "); average them to the nodes first";
+const char *word_for(Association association) {
+    return association == Association::kNode ? "node" : "cell";
+}
+
+Association other(Association association) {
+    return association == Association::kNode ? Association::kCell : Association::kNode;
+}
+
+std::string arrays_text(const Dataset &dataset, Association association) {
+    const std::string wanted = list_arrays(dataset, association);
+    if (!wanted.empty()) return std::string("its ") + word_for(association) + " arrays are " + wanted;
+    const std::string others = list_arrays(dataset, other(association));
+    if (others.empty()) return "the file has no arrays";
+    const bool cells = association == Association::kNode;
+    return "the file has only " + std::string(word_for(other(association))) + " arrays (" + others + ")" +
+           (cells ? "; bring them to the nodes first, by isofield cell2node" : "");
 }
 
 const DataArray *find_array(const Dataset &dataset, const std::string &name, Association association) {
@@ -150,6 +160,22 @@ const DataArray *find_array(const Dataset &dataset, const std::string &name, Ass
         if (array.name == name && array.association == association) return &array;
     }
     return nullptr;
+}
+
+const DataArray &array_named(const Dataset &dataset, const std::string &name, Association association) {
+    const DataArray *array = find_array(dataset, name, association);
+    if (!array && find_array(dataset, name, other(association))) {
+        throw UsageError("'" + name + "' is a " + word_for(other(association)) + " array, a " +
+                         word_for(association) + " array is needed: " + arrays_text(dataset, association));
+    }
+    if (!array) {
+        throw UsageError("there is no array '" + name + "' in '" + dataset.path +
+                         "': " + arrays_text(dataset, association));
+    }
+    if (!array->numeric) {
+        throw UsageError("array '" + name + "' holds no numbers: " + arrays_text(dataset, association));
+    }
+    return *array;
 }
 
 const DataArray &only_scalar(const Dataset &dataset) {
@@ -163,7 +189,7 @@ const DataArray &only_scalar(const Dataset &dataset) {
     if (count == 1) return *only;
     const std::string reason =
         count == 0 ? " has no scalar on its nodes: " : " has several arrays, choose with --array: ";
-    throw UsageError("'" + dataset.path + "'" + reason + node_arrays_text(dataset));
+    throw UsageError("'" + dataset.path + "'" + reason + arrays_text(dataset, Association::kNode));
 }
 
 // A flat axis goes; the readers leave no rectilinear grid with one, and of the uniform ones those in xy.
@@ -178,18 +204,18 @@ isofield::Mesh make_grid(const Dataset &dataset) {
                                    {dataset.upper.begin(), dataset.upper.end()});
 }
 
-bool takes_part(const CellBlock &block) {
-    return !block.type.starts_with("line_");
+bool takes_part(const CellBlock &block, LineCells lines) {
+    return lines == LineCells::kKeep || !block.type.starts_with("line_");
 }
 
-isofield::Mesh make_cells(const Dataset &dataset, Console &console) {
+isofield::Mesh make_cells(const Dataset &dataset, Console &console, LineCells lines) {
     std::vector<isofield::CellSet> sets;
-    std::size_t lines = 0;
+    std::size_t left_out = 0;
     for (const CellBlock &block : dataset.blocks) {
-        if (takes_part(block)) {
+        if (takes_part(block, lines)) {
             sets.push_back({block.type, block.connect});
         } else {
-            lines += block.sources.size();
+            left_out += block.sources.size();
         }
     }
     if (sets.empty()) {
@@ -201,7 +227,7 @@ isofield::Mesh make_cells(const Dataset &dataset, Console &console) {
         console.warn("'" + dataset.path + "': " + counts_text(dataset.unknown_cells) +
                      " left out: there is no operation for cells of this kind");
     }
-    if (lines > 0) console.note(format_count(lines, "line cell takes", "line cells take") + " no part");
+    if (left_out > 0) console.note(format_count(left_out, "line cell takes", "line cells take") + " no part");
     return mesh;
 }
 
@@ -237,40 +263,42 @@ std::vector<ComponentRange> component_ranges(const DataArray &array, std::option
     });
 }
 
-const DataArray &choose_node_array(const Dataset &dataset, const std::string &name) {
-    const DataArray *array = find_array(dataset, name, Association::kNode);
-    if (!array) {
-        if (find_array(dataset, name, Association::kCell)) {
-            throw UsageError("'" + name +
-                             "' is a cell array, a node array is needed: " + node_arrays_text(dataset));
-        }
-        throw UsageError("there is no array '" + name + "' in '" + dataset.path +
-                         "': " + node_arrays_text(dataset));
-    }
-    if (!array->numeric) {
-        throw UsageError("array '" + name + "' holds no numbers: " + node_arrays_text(dataset));
-    }
-    return *array;
-}
-
 const DataArray &choose_scalar(const Dataset &dataset, const std::string &name) {
     if (name.empty()) {
         const DataArray *active = find_array(dataset, dataset.active_scalars, Association::kNode);
         return active && active->components == 1 && active->numeric ? *active : only_scalar(dataset);
     }
-    const DataArray &array = choose_node_array(dataset, name);
+    const DataArray &array = array_named(dataset, name, Association::kNode);
     if (array.components != 1) {
         throw UsageError("array '" + name + "' has " + std::to_string(array.components) +
-                         " components, a scalar is needed: " + node_arrays_text(dataset));
+                         " components, a scalar is needed: " + arrays_text(dataset, Association::kNode));
     }
     return array;
 }
 
-NodeData node_data(const DataArray &array, Console &console) {
+std::vector<const DataArray *> choose_arrays(const Dataset &dataset, Association association,
+                                             const std::vector<std::string> &names) {
+    std::vector<const DataArray *> chosen;
+    for (const std::string &name : names) {
+        const DataArray *array = &array_named(dataset, name, association);
+        if (std::find(chosen.begin(), chosen.end(), array) == chosen.end()) chosen.push_back(array);
+    }
+    if (!names.empty()) return chosen;
+    for (const DataArray &array : dataset.arrays) {
+        if (array.association == association && array.numeric) chosen.push_back(&array);
+    }
+    if (chosen.empty()) {
+        throw UsageError("'" + dataset.path + "' has no " + word_for(association) +
+                         " array of numbers: " + arrays_text(dataset, association));
+    }
+    return chosen;
+}
+
+ArrayData array_data(const DataArray &array, Console &console) {
     if (const auto type = library_type(array.source_type)) {
         return {*type, array.components, array.rows, array.values};
     }
-    return visit_values(array, [&](auto values) -> NodeData {
+    return visit_values(array, [&](auto values) -> ArrayData {
         const bool as_int = fits_int(values);
         console.note("array '" + array.name + "' is " + array.type_name + ", worked on as " +
                      (as_int ? "int" : "double"));
@@ -279,26 +307,34 @@ NodeData node_data(const DataArray &array, Console &console) {
     });
 }
 
-isofield::Mesh make_mesh(const Dataset &dataset, Console &console) {
+isofield::Mesh make_mesh(const Dataset &dataset, Console &console, LineCells lines) {
     if (dataset.grid() && dataset.grid_ndim() < 2) {
         throw UsageError("'" + dataset.path + "' has " + dataset.dims_text() +
                          " nodes; a grid of two or three dimensions is needed");
     }
     try {
-        return dataset.grid() ? make_grid(dataset) : make_cells(dataset, console);
+        return dataset.grid() ? make_grid(dataset) : make_cells(dataset, console, lines);
     } catch (const isofield::BadInput &refusal) {
         throw UsageError("cannot work on '" + dataset.path + "': " + without_reporter(refusal.what()));
     }
 }
 
+std::vector<int> cell_sources(const Dataset &dataset, LineCells lines) {
+    std::vector<int> sources;
+    for (const CellBlock &block : dataset.blocks) {
+        if (!takes_part(block, lines)) continue;
+        sources.insert(sources.end(), block.sources.begin(), block.sources.end());
+    }
+    return sources;
+}
+
 std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells) {
     std::vector<int> numbers(cells.begin(), cells.end());
     if (dataset.grid()) return numbers;
-    std::vector<int> sources;
-    for (const CellBlock &block : dataset.blocks) {
-        if (takes_part(block)) sources.insert(sources.end(), block.sources.begin(), block.sources.end());
+    const std::vector<int> sources = cell_sources(dataset, LineCells::kLeaveOut);
+    for (int &number : numbers) {
+        if (number >= 0) number = sources[static_cast<std::size_t>(number)];
     }
-    for (int &number : numbers) number = sources[static_cast<std::size_t>(number)];
     return numbers;
 }
 

@@ -91,10 +91,13 @@ std::vector<ComponentRange> component_ranges(const DataArray &array, std::option
 // The node array `name`, or with an empty name the one scalar array to work on. Throws UsageError that lists
 // what there is.
 const DataArray &choose_scalar(const Dataset &dataset, const std::string &name);
-const DataArray &choose_node_array(const Dataset &dataset, const std::string &name);
+// The arrays of these names, each once, or with no names all that hold numbers. Throws UsageError that lists
+// what there is.
+std::vector<const DataArray *> choose_arrays(const Dataset &dataset, Association association,
+                                             const std::vector<std::string> &names);
 
 // An array in one of the library's six types. Views the dataset's, or owns a converted copy.
-struct NodeData {
+struct ArrayData {
     isofield::ElementType type;
     int components;
     std::size_t rows;
@@ -103,13 +106,17 @@ struct NodeData {
     isofield::DataView view() const { return {type, values.get(), rows, components}; }
 };
 // Tells a note when the type had to be changed.
-NodeData node_data(const DataArray &array, Console &console);
+ArrayData array_data(const DataArray &array, Console &console);
+
+enum class LineCells { kLeaveOut, kKeep };
 
 // The dataset as the library's mesh, which views it. Grids of one flat axis become two-dimensional, with
-// their nodes where they are. Line cells take no part, which a note tells; cells that are not known are named
-// in a warning. Throws UsageError where no cell is left, or the grid has less than two dimensions.
-isofield::Mesh make_mesh(const Dataset &dataset, Console &console);
-// Cells of that mesh as the file counts them.
+// their nodes where they are. A note tells of line cells that are left out; cells that are not known are
+// named in a warning. Throws UsageError where no cell is left, or the grid has less than two dimensions.
+isofield::Mesh make_mesh(const Dataset &dataset, Console &console, LineCells lines = LineCells::kLeaveOut);
+// Per cell of a cell mesh its number in the file.
+std::vector<int> cell_sources(const Dataset &dataset, LineCells lines);
+// Cells of the mesh without line cells as the file counts them; -1 stays.
 std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells);
 
 }  // namespace app

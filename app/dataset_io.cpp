@@ -22,11 +22,7 @@
 #include <vtkXMLUnstructuredGridReader.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <optional>
 
@@ -447,14 +443,6 @@ void take_nulls(Dataset &dataset, vtkFieldData *field) {
     }
 }
 
-void check_readable(const std::string &path) {
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) refuse(path, "it is a directory; name a file");
-    std::ifstream file(path, std::ios::binary);
-    if (!file) refuse(path, std::strerror(errno) + std::string("; check its name and permissions"));
-    if (file.peek() == std::ifstream::traits_type::eof()) refuse(path, "the file is empty");
-}
-
 }  // namespace
 
 std::string readable_extensions() {
@@ -463,7 +451,8 @@ std::string readable_extensions() {
     return list;
 }
 
-Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console) {
+Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console,
+                     vtkSmartPointer<vtkDataSet> *original) {
     const auto reader = kReaders.find(extension_of(path));
     if (reader == kReaders.end()) {
         refuse(path, "unknown kind of file; known are " + readable_extensions());
@@ -484,6 +473,7 @@ Dataset read_dataset(const std::string &path, std::optional<int> step, Console &
     take_arrays(dataset, source.data->GetPointData(), Association::kNode, dataset.nnodes);
     take_arrays(dataset, source.data->GetCellData(), Association::kCell, dataset.ncells);
     take_nulls(dataset, source.data->GetFieldData());
+    if (original) *original = source.data;
     return dataset;
 }
 

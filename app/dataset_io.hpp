@@ -2,6 +2,9 @@
 #ifndef ISOFIELD_APP_DATASET_IO_HPP
 #define ISOFIELD_APP_DATASET_IO_HPP
 
+#include <vtkDataSet.h>
+#include <vtkSmartPointer.h>
+
 #include <optional>
 #include <string>
 
@@ -23,7 +26,10 @@ std::string readable_extensions();
 // Exodus files: `step` counts from 1, none is the first; the nodes stand where the file has them, without
 // displacements. All element blocks are read, on their common nodes. A step for a file of another kind is
 // refused.
-Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console);
+//
+// `original`, when there is one, is given the reader's own data, for writing them again.
+Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console,
+                     vtkSmartPointer<vtkDataSet> *original = nullptr);
 
 }  // namespace app
 #endif

@@ -4,7 +4,7 @@
 
 #include "dataset.hpp"
 #include "dataset_io.hpp"
-#include "extraction.hpp"
+#include "operation_support.hpp"
 #include "operations.hpp"
 
 namespace app {

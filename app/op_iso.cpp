@@ -28,7 +28,7 @@ isofield::Surface extract(Field &field, const IsoOptions &options, bool keep_cel
     isofield::ExtractionOptions settings = extraction_settings(field, "isosurface", console);
     settings.keep_cells = keep_cells;
     const PolledStage polled;
-    isofield::Surface surface = field.mesh.isosurface(field.data.view(), options.level, settings);
+    isofield::Surface surface = field.mesh.isosurface(field.scalar.data.view(), options.level, settings);
     check_interrupt();
     console.clear_bar();
     return surface;
@@ -96,7 +96,7 @@ void tell_of_gaps(const Dataset &dataset, Console &console) {
 void run_iso(const IsoOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
-    OutputFiles files(output, surface_extensions(), options.field.path);
+    OutputFiles files(output, surface_extensions(), {options.field.path});
     Field field = read_field(options.field, nullptr, console);
     tell_of_gaps(field.dataset, console);
 

@@ -65,9 +65,10 @@ std::vector<double> choose_levels(const LinesOptions &options, const Field &fiel
     std::vector<double> levels = options.levels;
     if (levels.empty()) {
         const ComponentRange &range = field.range;
-        if (range.empty) throw UsageError("array '" + field.name + "' has no finite value to lay levels on");
+        if (range.empty)
+            throw UsageError("array '" + field.scalar.name + "' has no finite value to lay levels on");
         if (options.count && range.lower == range.upper) {
-            throw UsageError("array '" + field.name + "' is " + format_number(range.lower) +
+            throw UsageError("array '" + field.scalar.name + "' is " + format_number(range.lower) +
                              " everywhere; there is no level within");
         }
         levels = options.every ? multiples(*options.every, range) : spread(*options.count, range);
@@ -123,7 +124,7 @@ LinesMade extract(Field &field, const std::vector<double> &levels, Console &cons
     const PolledStage polled;
     for (std::size_t k = 0; k < levels.size(); ++k) {
         const auto settings = extraction_settings(field, "isolines", console, k, levels.size());
-        append(made, field.mesh.isolines(field.data.view(), levels[k], settings), levels[k], field);
+        append(made, field.mesh.isolines(field.scalar.data.view(), levels[k], settings), levels[k], field);
         check_interrupt();
     }
     console.clear_bar();
@@ -142,7 +143,7 @@ void run_lines(const LinesOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
     check_levels(options);
-    OutputFiles files(output, line_extensions(), options.field.path);
+    OutputFiles files(output, line_extensions(), {options.field.path});
     Field field = read_field(options.field, check_surface_cells, console);
     const std::vector<double> levels = choose_levels(options, field);
 
@@ -167,7 +168,7 @@ void run_lines(const LinesOptions &options, Console &console) {
 
     const Stopwatch drawing;
     Sheet sheet = make_sheet(field);
-    draw_lines(lines, sheet, field.name, field.dataset.bounds, output.style, *files.picture, console);
+    draw_lines(lines, sheet, field.scalar.name, field.dataset.bounds, output.style, *files.picture, console);
     say_drawn(output, drawing, console);
 }
 

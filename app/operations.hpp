@@ -12,9 +12,12 @@ namespace app {
 
 using Action = std::function<void(Console &)>;
 
+void add_cell2node(CLI::App &tool, Action &chosen);
 void add_info(CLI::App &tool, Action &chosen);
+void add_integrate(CLI::App &tool, Action &chosen);
 void add_iso(CLI::App &tool, Action &chosen);
 void add_lines(CLI::App &tool, Action &chosen);
+void add_probe(CLI::App &tool, Action &chosen);
 
 }  // namespace app
 #endif

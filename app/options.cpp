@@ -4,11 +4,14 @@
 #include <CLI/Option.hpp>
 
 #include <charconv>
-#include <optional>
-#include <string_view>
+#include <cmath>
+
+#include "errors.hpp"
 
 namespace app {
 namespace {
+
+constexpr char kGroup[] = "Output";
 
 // The whole of `text` as a number.
 template <class T>
@@ -57,28 +60,54 @@ void set_view(const std::string &text, PictureStyle &style) {
 
 }  // namespace
 
+CLI::Option *add_output_file(CLI::App &command, OutputOptions &options, const std::string &what,
+                             const std::string &formats) {
+    return command.add_option("-o,--output", options.geometry, what + " to write: " + formats)
+        ->type_name("OUT")
+        ->group(kGroup);
+}
+
+void add_quiet(CLI::App &command, OutputOptions &options, const std::string &meaning) {
+    command.add_flag("-q,--quiet", options.quiet, meaning)->group(kGroup);
+}
+
 void add_output_options(CLI::App &command, OutputOptions &options, const std::string &what,
                         const std::string &formats) {
-    const std::string group = "Output";
-    command.add_option("-o,--output", options.geometry, what + " to write: " + formats)
-        ->required()
-        ->type_name("OUT")
-        ->group(group);
-    command.add_option("--png", options.picture, "Also draw a picture")->type_name("PICTURE")->group(group);
+    add_output_file(command, options, what, formats)->required();
+    command.add_option("--png", options.picture, "Also draw a picture")->type_name("PICTURE")->group(kGroup);
     command
         .add_option_function<std::string>(
             "--size", [&options](const std::string &text) { set_size(text, options.style); },
             "Size of the picture in pixels (1200x900)")
         ->type_name("WxH")
-        ->group(group);
+        ->group(kGroup);
     command
         .add_option_function<std::string>(
             "--view", [&options](const std::string &text) { set_view(text, options.style); },
             "Where to look from: " + view_names() +
                 ", or degrees: around z from the front (-y) to +x, above the xy plane")
         ->type_name("NAME|AZIMUTH,ELEVATION")
-        ->group(group);
-    command.add_flag("-q,--quiet", options.quiet, "Say nothing but errors")->group(group);
+        ->group(kGroup);
+    add_quiet(command, options);
+}
+
+std::optional<double> finite_number_of(std::string_view text) {
+    const auto first = text.find_first_not_of(" \t\r");
+    if (first == std::string_view::npos) return std::nullopt;
+    const auto number = parse<double>(text.substr(first, text.find_last_not_of(" \t\r") + 1 - first));
+    return number && std::isfinite(*number) ? number : std::nullopt;
+}
+
+std::array<float, 3> point_of(const std::string &text, const std::string &option) {
+    const auto [x, rest] = split(text, ',');
+    const auto [y, z] = split(rest, ',');
+    std::array<float, 3> point;
+    for (std::size_t d = 0; d < 3; ++d) {
+        const auto number = finite_number_of(std::array{x, y, z}[d]);
+        if (!number) throw UsageError(option + ": '" + text + "' is not X,Y,Z, as in 0,0.5,-1");
+        point[d] = static_cast<float>(*number);
+    }
+    return point;
 }
 
 }  // namespace app

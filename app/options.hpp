@@ -1,9 +1,13 @@
-// The output options that all operations share which make geometry.
+// The output options that operations share, and numbers in arguments.
 #ifndef ISOFIELD_APP_OPTIONS_HPP
 #define ISOFIELD_APP_OPTIONS_HPP
 
 #include <CLI/App.hpp>
+
+#include <array>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "render.hpp"
 
@@ -19,6 +23,16 @@ struct OutputOptions {
 // `what` is written, under one of the extensions `formats`.
 void add_output_options(CLI::App &command, OutputOptions &options, const std::string &what,
                         const std::string &formats);
+// The same without pictures; the output may be left out unless it is required.
+CLI::Option *add_output_file(CLI::App &command, OutputOptions &options, const std::string &what,
+                             const std::string &formats);
+void add_quiet(CLI::App &command, OutputOptions &options,
+               const std::string &meaning = "Say nothing but errors");
+
+// All of `text`, but for blanks around it, as a finite number.
+std::optional<double> finite_number_of(std::string_view text);
+// "X,Y,Z". Throws UsageError that names `option`.
+std::array<float, 3> point_of(const std::string &text, const std::string &option);
 
 }  // namespace app
 #endif

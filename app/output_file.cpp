@@ -28,7 +28,8 @@ fs::path resolve(const fs::path &path) {
     return error ? path : resolved;
 }
 
-void refuse_bad_target(const fs::path &target, const std::string &name, const std::string &input) {
+void refuse_bad_target(const fs::path &target, const std::string &name,
+                       const std::vector<std::string> &inputs) {
     std::error_code error;
     if (!fs::exists(target, error)) return;
     if (fs::is_directory(target, error)) {
@@ -37,7 +38,8 @@ void refuse_bad_target(const fs::path &target, const std::string &name, const st
     if (!fs::is_regular_file(target, error)) {
         throw UsageError("'" + name + "' is not a regular file; name another to write");
     }
-    if (fs::equivalent(target, input, error)) {
+    for (const std::string &input : inputs) {
+        if (!fs::equivalent(target, input, error)) continue;
         throw UsageError("'" + name + "' is the input file; give the output another name");
     }
     if (access(target.c_str(), W_OK) != 0) {
@@ -53,9 +55,9 @@ std::string extension_of(const fs::path &path) {
     return extension;
 }
 
-OutputFile::OutputFile(const std::string &path, const std::string &input)
+OutputFile::OutputFile(const std::string &path, const std::vector<std::string> &inputs)
     : name_(path), target_(resolve(path)) {
-    refuse_bad_target(target_, name_, input);
+    refuse_bad_target(target_, name_, inputs);
     const fs::path directory = target_.has_parent_path() ? target_.parent_path() : fs::path(".");
     std::error_code error;
     if (!fs::is_directory(directory, error)) {

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace app {
 
@@ -14,8 +15,8 @@ std::string extension_of(const std::filesystem::path &path);
 class OutputFile {
   public:
     // Makes the temporary file, so that a place that cannot be written shows before any work is done. Throws
-    // UsageError on that, and when `path` is `input` or anything but a regular file.
-    OutputFile(const std::string &path, const std::string &input);
+    // UsageError on that, and when `path` is one of `inputs` or anything but a regular file.
+    OutputFile(const std::string &path, const std::vector<std::string> &inputs);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;

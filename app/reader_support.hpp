@@ -2,6 +2,10 @@
 #ifndef ISOFIELD_APP_READER_SUPPORT_HPP
 #define ISOFIELD_APP_READER_SUPPORT_HPP
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "console.hpp"
@@ -12,6 +16,14 @@ namespace app {
 
 [[noreturn]] inline void refuse(const std::string &path, const std::string &reason) {
     throw UsageError("cannot read '" + path + "': " + reason);
+}
+
+inline void check_readable(const std::string &path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) refuse(path, "it is a directory; name a file");
+    std::ifstream file(path, std::ios::binary);
+    if (!file) refuse(path, std::strerror(errno) + std::string("; check its name and permissions"));
+    if (file.peek() == std::ifstream::traits_type::eof()) refuse(path, "the file is empty");
 }
 
 // Runs a reader of VTK's to its end. Throws UsageError with what it has to say.

@@ -9,25 +9,19 @@
 #include <vtkLight.h>
 #include <vtkLightKit.h>
 #include <vtkOutlineSource.h>
-#include <vtkPNGWriter.h>
 #include <vtkPointData.h>
 #include <vtkPolyDataMapper.h>
 #include <vtkPolyDataNormals.h>
 #include <vtkProperty.h>
-#include <vtkRenderWindow.h>
-#include <vtkRenderer.h>
 #include <vtkScalarBarActor.h>
-#include <vtkTextProperty.h>
 #include <vtkTrivialProducer.h>
-#include <vtkWindowToImageFilter.h>
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <numbers>
 #include <utility>
 
-#include "display.hpp"
+#include "canvas.hpp"
 #include "errors.hpp"
 #include "sheet.hpp"
 #include "vtk_support.hpp"
@@ -56,24 +50,9 @@ constexpr std::pair<const char *, View> kViews[] = {
 
 constexpr double kSurfaceColor[3] = {0.96, 0.90, 0.82};
 constexpr double kSheetColor[3] = {0.85, 0.85, 0.85};
-constexpr double kLineColor[3] = {0.25, 0.27, 0.30};
 constexpr double kBoxColor[3] = {0.55, 0.58, 0.62};
 constexpr double kBackgroundLow[3] = {0.97, 0.97, 0.98};
 constexpr double kBackgroundHigh[3] = {0.78, 0.82, 0.88};
-
-// Sizes follow the height of the picture, so that a large one is not a small one with tiny letters.
-int font_size(const PictureStyle &style) {
-    return std::max(8, std::min(style.height, style.width) / 55);
-}
-
-void set_text(vtkTextProperty *text, int size) {
-    text->SetColor(kLineColor[0], kLineColor[1], kLineColor[2]);
-    text->SetFontFamilyToArial();
-    text->SetFontSize(size);
-    text->SetShadow(0);
-    text->SetItalic(0);
-    text->SetBold(0);
-}
 
 Bounds bounds_of(const OutputSurface &surface, const Bounds &fallback) {
     if (surface.triangles.empty()) return fallback;
@@ -273,40 +252,14 @@ void place_camera(vtkRenderer *renderer, const Bounds &box, const View &view, co
                             -0.06);  // labels are left and below, the colour bar right
 }
 
-// By way of memory: on a failed write the encoder would print lines of its own.
-void save(vtkRenderWindow *window, const OutputFile &file) {
-    vtkNew<vtkWindowToImageFilter> image;
-    image->SetInput(window);
-    image->ReadFrontBufferOff();
-    image->ShouldRerenderOff();
-    image->SetInputBufferTypeToRGB();
-    vtkNew<vtkPNGWriter> writer;
-    writer->WriteToMemoryOn();
-    writer->SetInputConnection(image->GetOutputPort());
-    writer->Write();
-    vtkUnsignedCharArray *encoded = writer->GetResult();
-    if (!encoded || encoded->GetNumberOfValues() == 0) {
-        throw OperationError("cannot draw '" + file.name() + "': the picture came out empty");
-    }
-    std::ofstream out(file.temporary(), std::ios::binary);
-    out.write(reinterpret_cast<const char *>(encoded->GetPointer(0)), encoded->GetNumberOfValues());
-    out.close();
-    if (!out) throw OperationError("cannot write '" + file.name() + "': the disk may be full");
-}
-
-// What is drawn on, from a display to the file. VTK's messages are kept while it lives.
-class Canvas {
+// A picture of things in space.
+class Scene {
   public:
-    Canvas(const View &view, const PictureStyle &style, Console &console)
-        : view_(view), style_(style), console_(console) {
-        console_.progress("drawing", 0);
-        window_->SetOffScreenRendering(1);
-        window_->SetMultiSamples(8);
-        window_->SetSize(style.width, style.height);
+    Scene(const View &view, const PictureStyle &style, Console &console)
+        : view_(view), style_(style), canvas_(style, console), renderer_(canvas_.renderer()) {
         renderer_->SetBackground(kBackgroundLow[0], kBackgroundLow[1], kBackgroundLow[2]);
         renderer_->SetBackground2(kBackgroundHigh[0], kBackgroundHigh[1], kBackgroundHigh[2]);
         renderer_->GradientBackgroundOn();
-        window_->AddRenderer(renderer_);
     }
 
     void add(vtkActor *actor) { renderer_->AddActor(actor); }
@@ -332,25 +285,14 @@ class Canvas {
         if (table) add_color_bar(renderer_, table, title, style_);
         place_camera(renderer_, box, view_, style_, table != nullptr);
         renderer_->ResetCameraClippingRange();
-        console_.progress("drawing", 30);
-        window_->Render();
-        console_.progress("drawing", 80);
-        save(window_, file);
-        if (const std::string error = messages_.error(); !error.empty()) {
-            throw OperationError("cannot draw '" + file.name() + "': " + error);
-        }
-        file.commit();
-        console_.clear_bar();
+        canvas_.finish(file);
     }
 
   private:
     View view_;
     const PictureStyle &style_;
-    Console &console_;
-    Display display_;
-    VtkMessages messages_;
-    vtkNew<vtkRenderWindow> window_;
-    vtkNew<vtkRenderer> renderer_;
+    Canvas canvas_;
+    vtkRenderer *renderer_;
 };
 
 // Lit so that lines of all colours stand out.
@@ -406,8 +348,8 @@ void check_picture_name(const std::string &path) {
 
 void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bounds,
                   const PictureStyle &style, OutputFile &file, Console &console) {
-    Canvas canvas(view_of(style, bounds), style, console);
-    canvas.light_solid();
+    Scene scene(view_of(style, bounds), style, console);
+    scene.light_solid();
     vtkSmartPointer<vtkDataArray> colors;
     vtkSmartPointer<vtkScalarsToColors> table;
     std::string title;
@@ -415,30 +357,30 @@ void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bou
         const OutputArray &colored = surface.arrays.front();
         colors = color_values(colored);
         table = color_table(colors);
-        title = colored.name + (colored.components > 1 ? " (length)" : "");
+        title = color_title(colored);
     }
-    if (!surface.triangles.empty()) canvas.add(surface_actor(surface, colors, table));
-    if (surface.nlines() > 0) canvas.add(lines_actor(bare_part(surface, true, colors), table, style));
-    canvas.finish(bounds_of(surface, bounds), table, title, file);
+    if (!surface.triangles.empty()) scene.add(surface_actor(surface, colors, table));
+    if (surface.nlines() > 0) scene.add(lines_actor(bare_part(surface, true, colors), table, style));
+    scene.finish(bounds_of(surface, bounds), table, title, file);
 }
 
 void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &title,
                 const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
                 Console &console) {
     const View view = view_of(style, bounds);
-    Canvas canvas(view, style, console);
+    Scene scene(view, style, console);
     const auto flat = flat_axis(bounds);
-    flat ? canvas.light_relief() : canvas.light_solid();
-    if (!sheet.triangles.empty()) canvas.add(sheet_actor(sheet, flat, view));
+    flat ? scene.light_relief() : scene.light_solid();
+    if (!sheet.triangles.empty()) scene.add(sheet_actor(sheet, flat, view));
     vtkSmartPointer<vtkScalarsToColors> table;
     if (lines.nlines() > 0) {
         const auto levels = color_values(lines.cell_arrays.front());
         table = color_table(levels);
         const auto data = bare_part(lines, true, nullptr);
         data->GetCellData()->SetScalars(levels);
-        canvas.add(lines_actor(data, table, style));
+        scene.add(lines_actor(data, table, style));
     }
-    canvas.finish(bounds, table, title, file);
+    scene.finish(bounds, table, title, file);
 }
 
 }  // namespace app

@@ -47,14 +47,15 @@ void add_triangles(const Pieces &pieces, Sheet &sheet) {
 }
 
 std::vector<float> node_values(const Field &field) {
-    const auto *bytes = static_cast<const std::byte *>(field.data.values.get());
-    const OutputArray array{field.name,
-                            field.data.type,
-                            1,
-                            {bytes, bytes + field.data.rows * isofield::size_of(field.data.type)},
-                            field.null_value};
+    const auto *bytes = static_cast<const std::byte *>(field.scalar.data.values.get());
+    const OutputArray array{
+        field.scalar.name,
+        field.scalar.data.type,
+        1,
+        {bytes, bytes + field.scalar.data.rows * isofield::size_of(field.scalar.data.type)},
+        field.scalar.null_value};
     const auto colors = color_values(array);
-    std::vector<float> values(field.data.rows);
+    std::vector<float> values(field.scalar.data.rows);
     for (std::size_t i = 0; i < values.size(); ++i) {
         const double value = colors->GetComponent(static_cast<vtkIdType>(i), 0);
         values[i] = std::isfinite(value) ? static_cast<float>(value) : NAN;

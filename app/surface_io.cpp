@@ -4,7 +4,6 @@
 #include <vtkPLYWriter.h>
 #include <vtkPointData.h>
 #include <vtkSTLWriter.h>
-#include <vtkXMLPolyDataWriter.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -13,28 +12,12 @@
 
 #include "errors.hpp"
 #include "vtk_support.hpp"
+#include "writer_support.hpp"
 
 namespace app {
 namespace {
 
 using WriteFunction = void (*)(vtkPolyData *, const OutputSurface &, OutputFile &, Console &);
-
-// The text files that some writers make are not checked by them: the last line tells whether all of it
-// arrived.
-std::string tail_of(const std::string &path) {
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
-    constexpr std::streamoff kTail = 256;
-    const std::streamoff size = file.tellg();
-    file.seekg(std::max<std::streamoff>(0, size - kTail));
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-bool ends_in_line(const std::string &path, const std::string &start) {
-    std::string tail = tail_of(path);
-    if (tail.empty() || tail.back() != '\n') return false;
-    tail.pop_back();
-    return tail.substr(tail.find_last_of('\n') + 1).starts_with(start);
-}
 
 std::uintmax_t file_size(const std::string &path) {
     std::error_code error;
@@ -52,21 +35,6 @@ std::uintmax_t ply_header_size(const std::string &path) {
     return 0;
 }
 
-// VTK tells no reason that holds.
-[[noreturn]] void fail(const OutputFile &file) {
-    throw OperationError("cannot write '" + file.name() + "': the disk may be full");
-}
-
-template <class Writer>
-void run_writer(Writer *writer, vtkPolyData *data, const OutputFile &file, Console &console) {
-    const VtkMessages messages;
-    show_progress(writer, "writing", console);
-    writer->SetFileName(file.temporary().c_str());
-    writer->SetInputData(data);
-    const int written = writer->Write();
-    if (!written || !messages.error().empty()) fail(file);
-}
-
 void warn_of_lost(const OutputSurface &surface, const OutputFile &file, const std::string &what,
                   Console &console) {
     if (surface.arrays.empty() && surface.cell_arrays.empty()) return;
@@ -81,13 +49,7 @@ void warn_of_lost_lines(vtkPolyData *data, const OutputFile &file, Console &cons
 }
 
 void write_vtp(vtkPolyData *data, const OutputSurface &, OutputFile &file, Console &console) {
-    vtkNew<vtkXMLPolyDataWriter> writer;
-    writer->SetDataModeToAppended();
-    writer->EncodeAppendedDataOff();
-    writer->SetCompressorTypeToLZ4();  // many times as fast as the default
-    writer->SetIdTypeToInt32();
-    run_writer(writer.Get(), data, file, console);
-    if (!ends_in_line(file.temporary(), "</VTKFile>")) fail(file);
+    write_xml(data, file, console);
 }
 
 void write_stl(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
@@ -99,7 +61,7 @@ void write_stl(vtkPolyData *data, const OutputSurface &surface, OutputFile &file
     run_writer(writer.Get(), data, file, console);
     constexpr std::uintmax_t kHeader = 84, kTriangle = 50;
     if (file_size(file.temporary()) != kHeader + kTriangle * surface.triangles.size()) {
-        fail(file);
+        fail_writing(file);
     }
 }
 
@@ -123,7 +85,7 @@ void write_ply(vtkPolyData *data, const OutputSurface &surface, OutputFile &file
     constexpr std::uintmax_t kTriangle = 1 + 3 * sizeof(int);
     const std::uintmax_t expected =
         header + point_bytes * (surface.points.size() / 3) + kTriangle * surface.triangles.size();
-    if (header == 0 || file_size(file.temporary()) != expected) fail(file);
+    if (header == 0 || file_size(file.temporary()) != expected) fail_writing(file);
 }
 
 void write_obj(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
@@ -134,12 +96,12 @@ void write_obj(vtkPolyData *data, const OutputSurface &surface, OutputFile &file
     if (surface.nlines() > 0) {  // they come last
         std::string last_node = std::to_string(surface.line_nodes.back() + 1);
         last_node.insert(0, 1, ' ').push_back('\n');
-        if (!tail_of(file.temporary()).ends_with(last_node)) fail(file);
+        if (!tail_of(file.temporary()).ends_with(last_node)) fail_writing(file);
     } else if (!surface.triangles.empty()) {
         const auto &[a, b, c] = surface.triangles.back();
         const std::string last =
             "f " + std::to_string(a + 1) + " " + std::to_string(b + 1) + " " + std::to_string(c + 1);
-        if (!ends_in_line(file.temporary(), last)) fail(file);
+        if (!ends_in_line(file.temporary(), last)) fail_writing(file);
     }
 }
 

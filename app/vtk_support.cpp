@@ -187,6 +187,10 @@ vtkSmartPointer<vtkDataArray> color_values(const OutputArray &array) {
     return values;
 }
 
+std::string color_title(const OutputArray &array) {
+    return array.name + (array.components > 1 ? " (length)" : "");
+}
+
 // Viridis, by nine of its colours.
 vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values) {
     static constexpr std::array<std::array<double, 3>, 9> kColors = {{{68, 1, 84},

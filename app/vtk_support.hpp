@@ -49,6 +49,7 @@ vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface);
 
 // One value per row for colouring: the array's own, or the length of its vectors; NaN where it is null.
 vtkSmartPointer<vtkDataArray> color_values(const OutputArray &array);
+std::string color_title(const OutputArray &array);
 // The colours that `values` are drawn in, over their range.
 vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values);
 

@@ -123,7 +123,8 @@ struct Cell {
 };
 
 // With the node arrays x, y and z.
-inline std::string unstructured(const std::vector<Vertex> &points, const std::vector<Cell> &cells) {
+inline std::string unstructured(const std::vector<Vertex> &points, const std::vector<Cell> &cells,
+                                const std::string &cell_data = "") {
     std::string places, axes[3], nodes, offsets, types;
     for (const Vertex &point : points) {
         for (std::size_t d = 0; d < 3; ++d) {
@@ -141,8 +142,8 @@ inline std::string unstructured(const std::vector<Vertex> &points, const std::ve
            "<Piece NumberOfPoints=\"" +
            std::to_string(points.size()) + "\" NumberOfCells=\"" + std::to_string(cells.size()) +
            "\"><PointData>" + data_array("Float32", "x", axes[0]) + data_array("Float32", "y", axes[1]) +
-           data_array("Float32", "z", axes[2]) + "</PointData><Points>" +
-           data_array("Float32", "p", places, 3) + "</Points><Cells>" +
+           data_array("Float32", "z", axes[2]) + "</PointData><CellData>" + cell_data +
+           "</CellData><Points>" + data_array("Float32", "p", places, 3) + "</Points><Cells>" +
            data_array("Int32", "connectivity", nodes) + data_array("Int32", "offsets", offsets) +
            data_array("UInt8", "types", types) + "</Cells></Piece></UnstructuredGrid></VTKFile>";
 }
