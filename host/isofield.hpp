@@ -1051,9 +1051,14 @@ class Locator {
         const int result = mesh_->field_funcs->interp_init_func(mesh_, &table);
         table_.reset(result == 1 ? table : nullptr);
         call.check(result, "locator");
+        for (int d = 0; d < 3; ++d) near_ += 1e-6f * (mesh_->coord_max[d] - mesh_->coord_min[d]);
+        for (int s = 0; s < mesh_->ncell_sets; ++s) {
+            has_pyramids_ = has_pyramids_ || (mesh_->cell_ndim[s] == 3 && mesh_->cell_nnodes[s] == 5);
+        }
     }
 
-    // The cell that holds a point. Of cells that share a face, one of them.
+    // The cell that holds a point, or is within a millionth of the mesh's extent from it. Of cells that share
+    // a face, one of them.
     std::optional<Place> find(const std::array<float, 3> &point) {
         const front::Call call;
         const Place place = find_place(point.data());
@@ -1073,31 +1078,22 @@ class Locator {
     }
 
     // Values of node data at points, npoints x 3: npoints x components. Interpolated by the cell's weights,
-    // in float. A point in no cell, and in a cell with a missing node, has the value options.fill. The search
-    // and the values of many points cost least in one call. Throws BadInput, Interrupted or Error.
+    // in float. A point in no cell, and in a cell with a missing node, has the value options.fill. Throws
+    // BadInput, Interrupted or Error.
     std::vector<float> sample(std::span<const float> points, const DataView &data,
                               const SampleOptions &options = {}) {
-        const std::size_t npoints = count_points(points);
         check_rows(data);
-        const front::FloatValues values(data, options.null_value);
-        const int components = data.components();
-        std::vector<float> out(npoints * static_cast<std::size_t>(components));
-        const void *const array = values.view().data();
-        void *const result_array = out.data();
-        int null_flag = 1;
-        double null_slot = 0, range_slot = 0;
-        std::memcpy(&null_slot, &kMissing, sizeof kMissing);
-        const front::Call call(&options.progress);
-        const int result =
-            UTILinterpolate_data(static_cast<int>(npoints), points.data(), 3, nullptr, mesh_, table_.get(), 1,
-                                 static_cast<int>(ElementType::kFloat), &components, &array, nullptr,
-                                 &range_slot, &null_flag, &null_slot, &result_array);
-        call.check(result, "sample");
-        if (!std::isnan(options.fill)) std::replace_if(out.begin(), out.end(), is_missing, options.fill);
-        return out;
+        if (!table_) return sample_grid(points, data, options);
+        SampleOptions rest = options;
+        Progress searching;
+        if (options.progress) {
+            searching = [&options](int percent) { return options.progress(percent * 9 / 10); };
+            rest.progress = [&options](int percent) { return options.progress(90 + percent / 10); };
+        }
+        return sample(find(points, searching), data, rest);
     }
 
-    // The same at places that were found before, for several arrays at the same points.
+    // The same at places that were found before: one search for several arrays.
     std::vector<float> sample(std::span<const Place> places, const DataView &data,
                               const SampleOptions &options = {}) {
         check_rows(data);
@@ -1150,13 +1146,103 @@ class Locator {
         call.check(stop ? -1 : 1, "locator");
     }
 
+    // Grids with axes are solved directly, a block of points at a time.
+    std::vector<float> sample_grid(std::span<const float> points, const DataView &data,
+                                   const SampleOptions &options) {
+        const std::size_t npoints = count_points(points);
+        std::vector<float> settled(points.begin(), points.end());
+        for (std::size_t i = 0; i < npoints; ++i) settle(&settled[3 * i]);
+        const front::FloatValues values(data, options.null_value);
+        const int components = data.components();
+        std::vector<float> out(npoints * static_cast<std::size_t>(components));
+        const void *const array = values.view().data();
+        void *const result_array = out.data();
+        int null_flag = 1;
+        double null_slot = 0, range_slot = 0;
+        std::memcpy(&null_slot, &kMissing, sizeof kMissing);
+        const front::Call call(&options.progress);
+        const int result =
+            UTILinterpolate_data(static_cast<int>(npoints), settled.data(), 3, nullptr, mesh_, nullptr, 1,
+                                 static_cast<int>(ElementType::kFloat), &components, &array, nullptr,
+                                 &range_slot, &null_flag, &null_slot, &result_array);
+        call.check(result, "sample");
+        if (!std::isnan(options.fill)) std::replace_if(out.begin(), out.end(), is_missing, options.fill);
+        return out;
+    }
+
+    // A point that is off the box of a grid by no more than rounding goes to its side.
+    void settle(float *point) const {
+        for (int d = 0; d < mesh_->nspace; ++d) {
+            const float lo = mesh_->coord_min[d], hi = mesh_->coord_max[d];
+            if (point[d] < lo && point[d] >= lo - near_) point[d] = lo;
+            if (point[d] > hi && point[d] <= hi + near_) point[d] = hi;
+        }
+    }
+
     Place find_place(const float *point) {
+        float at[3] = {point[0], point[1], point[2]};
+        if (!table_) settle(at);
         Place place;
         int cell = -1;
-        if (mesh_->field_funcs->find_cell_func(mesh_, table_.get(), point, &cell, place.uvw.data()) == 1) {
-            place.cell = front_cell(cell);
+        const auto find = [&] {
+            return mesh_->field_funcs->find_cell_func(mesh_, table_.get(), at, &cell, place.uvw.data()) == 1;
+        };
+        bool found = find();
+        // The mapping into a pyramid breaks down in its apex.
+        for (const float step : {near_, -2 * near_}) {
+            if (found || !has_pyramids_) break;
+            for (float &x : at) x += step;
+            found = find();
         }
+        if (found && table_) refine(point, cell, place.uvw.data());
+        if (found) place.cell = front_cell(cell);
         return place;
+    }
+
+    // The library ends its steps towards a point in a cell when one is below a twentieth, without that step,
+    // and names places in lines from 0 to 1 (see UTILrev_par_line_1). Values are wanted at the point itself.
+    void refine(const float *point, int cell, float *uvw) const {
+        constexpr int kMaxNodes = 20, kMaxSteps = 5;
+        constexpr float kSmallStep = 1e-5f, kLargeStep = 0.25f;
+        int set = -1, local = cell, nodes[8];
+        const bool grid = mesh_->ndim > 0;
+        if (grid) set = 0;
+        if (!grid && !UTILget_cell_id(mesh_, cell, &local, &set)) return;
+        const int n = mesh_->cell_nnodes[set], ndim = mesh_->cell_ndim[set];
+        if (ndim == 1 && n == 2) uvw[0] = 2 * uvw[0] - 1;
+        if (n == ndim + 1 || n > kMaxNodes) return;  // solved directly
+        const int *connect = mesh_->cell_connect[set] + std::ptrdiff_t{local} * n;
+        if (grid) {
+            const int row = mesh_->dims[0], plane = ndim == 3 ? row * mesh_->dims[1] : 0;
+            const int corner[] = {cell + 1, cell, cell + row, cell + row + 1};
+            for (int i = 0; i < 8; ++i) nodes[i] = corner[i % 4] + i / 4 * plane;
+            connect = nodes;
+        }
+        float node_xyz[3 * kMaxNodes] = {};
+        for (int i = 0; i < n; ++i) {
+            std::copy_n(mesh_->coords + std::ptrdiff_t{connect[i]} * mesh_->nspace, mesh_->nspace,
+                        &node_xyz[3 * i]);
+        }
+        const SetFuncs &funcs = mesh_->cell_funcs[set].funcs;
+        for (int step = 0; step < kMaxSteps; ++step) {
+            float weights[kMaxNodes], derivs[3 * kMaxNodes], jinv[9], frame[9], frame_xyz[3 * kMaxNodes];
+            float residual[3], in_frame[3], move[3];
+            funcs.shape_func(uvw, weights);
+            funcs.shape_deriv_func(uvw, derivs);
+            const float size = ndim == 3   ? UTILjacobian_3d_inv(n, derivs, node_xyz, jinv)
+                               : ndim == 2 ? UTILjacobian_2d_inv(n, derivs, node_xyz, jinv, frame, frame_xyz)
+                                           : UTILjacobian_1d_inv(n, derivs, node_xyz, jinv, frame, frame_xyz);
+            if (size == 0) return;
+            MATvec_by_mat(weights, node_xyz, residual, 1, n, 3);
+            for (int d = 0; d < 3; ++d) residual[d] = point[d] - residual[d];
+            if (ndim < 3) MATvec_by_mat(residual, frame, in_frame, 1, 3, 3);
+            MATvec_by_mat(ndim < 3 ? in_frame : residual, jinv, move, 1, ndim, ndim);
+            float largest = 0;
+            for (int d = 0; d < ndim; ++d) largest = std::max(largest, std::abs(move[d]));
+            if (!(largest <= kLargeStep)) return;
+            for (int d = 0; d < ndim; ++d) uvw[d] += move[d];
+            if (largest < kSmallStep) return;
+        }
     }
 
     // The library names a grid's cells by their lowest nodes; the front counts them.
@@ -1184,7 +1270,9 @@ class Locator {
     }
 
     MeshInfo *mesh_;
-    std::unique_ptr<BlockTable, FreeTable> table_;
+    std::unique_ptr<BlockTable, FreeTable> table_;  // null where a mesh needs none
+    float near_ = 0;
+    bool has_pyramids_ = false;
 };
 
 }  // namespace isofield
