@@ -29,7 +29,11 @@ struct Probe {
     // Where point i lies in the mesh, three components.
     void position(int i, float *xyz) const {
         const float *point = points + static_cast<std::ptrdiff_t>(i) * nspace;
-        for (int d = 0; d < 3; ++d) xyz[d] = d < nspace ? point[d] : 0.0f;
+        if (nspace >= 3) {
+            std::copy_n(point, 3, xyz);
+        } else {
+            for (int d = 0; d < 3; ++d) xyz[d] = d < nspace ? point[d] : 0.0f;
+        }
         if (xform) MATvec3_mat4_multiply(xyz, xform);
     }
 };

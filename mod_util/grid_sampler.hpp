@@ -212,7 +212,7 @@ class GridSampler {
         for (int k = 1; k < kNodes; k += k % 4 == 1 ? 1 : 3) __builtin_prefetch(corner + offset[k]);
     }
 
-    static constexpr int kAhead = 12;
+    static constexpr int kAhead = 32;
 
     std::array<Finder, kNdim> finders_;
     std::array<int, kNdim> stride_{};
