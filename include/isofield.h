@@ -340,10 +340,11 @@ ISOFIELD_DECLARE(hex_2)
  * tet_1 call a degenerate cell outside.
  * A margin of 0.05 is allowed on every parametric bound. line_1, tri_1 and tet_1 are solved by lengths, areas
  * and volumes: in line_1 u is the distance to node 0 over the cell's length, from 0 to 1, which is not the
- * frame of its weights; tri_1 looks at no distance from its plane. The others take at most 20 Newton steps
- * from their middle: done when every component of a step is below 0.05, and that last step is not applied. A
- * quad turns a point away whose distance from the plane at the current iterate is above a thousandth of the
- * Jacobian determinant; line_2, tri_2, quad_1 and quad_2 also one that is more than 0.05 off in space. */
+ * frame of its weights; tri_1 has no test for the distance from its plane, which only makes its areas larger.
+ * The others take at most 20 Newton steps from their middle: done when every component of a step is below
+ * 0.05, and that last step is not applied. A quad turns a point away whose distance from the plane at the
+ * current iterate is above a thousandth of the Jacobian determinant; line_2, tri_2, quad_1 and quad_2 also
+ * one that is more than 0.05 off in space. */
 
 /* The length, area or volume that a unit of parametric space takes at a point of a cell, signed in three
  * dimensions.

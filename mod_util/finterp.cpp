@@ -87,29 +87,33 @@ Working<int> visiting_order(const Probe &probe) {
     return order;
 }
 
-// Finds the cell of each point: found(i, cell, uvw), or missed(i). False when interrupted.
-template <class Found, class Missed>
-bool for_each_point(const Probe &probe, Found found, Missed missed) {
+// Finds the cell of point i and hands it to the visitor: found(i, cell, uvw), or missed(i).
+template <class Visitor>
+void visit_point(const Probe &probe, int i, Visitor &visitor) {
+    float xyz[3], uvw[3] = {0, 0, 0};
+    int cell = -1;
+    probe.position(i, xyz);
+    if (probe.mesh->field_funcs->find_cell_func(probe.mesh, probe.table, xyz, &cell, uvw) == 1) {
+        visitor.found(i, cell, uvw);
+    } else {
+        visitor.missed(i);
+    }
+}
+
+// False when interrupted.
+template <class Visitor>
+bool visit_points(const Probe &probe, Visitor &visitor) {
     constexpr int kAhead = 4;  // points asked for before they are needed
-    const auto find_cell = probe.mesh->field_funcs->find_cell_func;
     const Working<int> order = visiting_order(probe);
     const StatusRange range(0, 100);
     Poll poll(probe.npoints, kCellPollPeriod);
     for (int n = 0; n < probe.npoints; ++n) {
         if (poll.stop(n)) return false;
-        const int i = order ? order[static_cast<std::size_t>(n)] : n;
         if (order && n + kAhead < probe.npoints) {
             const int ahead = order[static_cast<std::size_t>(n + kAhead)];
             __builtin_prefetch(probe.points + static_cast<std::ptrdiff_t>(ahead) * probe.nspace);
         }
-        float xyz[3], uvw[3] = {0, 0, 0};
-        int cell = -1;
-        probe.position(i, xyz);
-        if (find_cell(probe.mesh, probe.table, xyz, &cell, uvw) == 1) {
-            found(i, cell, uvw);
-        } else {
-            missed(i);
-        }
+        visit_point(probe, order ? order[static_cast<std::size_t>(n)] : n, visitor);
     }
     poll_status(100);
     return true;
@@ -136,12 +140,17 @@ struct Arrays {
 };
 
 template <class T>
-bool sample_points(const Probe &probe, const Arrays<T> &arrays, float *sample) {
-    const auto interp_data = probe.mesh->field_funcs->interp_data_func;
-    const auto write_nulls = [&](int point) {
+struct ValueWriter {
+    const Probe &probe;
+    const Arrays<T> &arrays;
+    float *sample;  // room for a row of the widest array
+
+    void missed(int point) const {
         for (int a = 0; a < arrays.count; ++a) arrays.write_null(a, point);
-    };
-    const auto write_values = [&](int point, int cell, const float *uvw) {
+    }
+
+    void found(int point, int cell, const float *uvw) const {
+        const auto interp_data = probe.mesh->field_funcs->interp_data_func;
         for (int a = 0; a < arrays.count; ++a) {
             const int veclen = arrays.veclens[a];
             const T null = arrays.null_value(a);
@@ -152,13 +161,14 @@ bool sample_points(const Probe &probe, const Arrays<T> &arrays, float *sample) {
                 arrays.write_null(a, point);
             }
         }
-    };
-    return for_each_point(probe, write_values, write_nulls);
-}
+    }
+};
 
 // The same on grids that a sampler serves, a block of points between two polls.
 template <class T, int kNdim, class Finder>
-bool sample_blocks(const Probe &probe, const Arrays<T> &arrays, const GridSampler<kNdim, Finder> &sampler) {
+bool sample_blocks(const ValueWriter<T> &writer, const GridSampler<kNdim, Finder> &sampler) {
+    const Probe &probe = writer.probe;
+    const Arrays<T> &arrays = writer.arrays;
     const StatusRange range(0, 100);
     PlacedBlock<kNdim> block;
     for (int done = 0, end; done < probe.npoints; done = end) {
@@ -170,7 +180,10 @@ bool sample_blocks(const Probe &probe, const Arrays<T> &arrays, const GridSample
             probe.position(done + i, xyz);
             for (int d = 0; d < kNdim; ++d) block.x[d][i] = xyz[d];
         }
-        sampler.place(block);
+        if (!sampler.place(block)) {
+            for (int i = done; i < end; ++i) visit_point(probe, i, writer);
+            continue;
+        }
         for (int a = 0; a < arrays.count; ++a) {
             if (sampler.sample(block, arrays.veclens[a], arrays.data[a], arrays.null_flags[a] != 0,
                                arrays.null_value(a), arrays.row(a, done))) {
@@ -202,27 +215,29 @@ bool in_blocks(const Probe &probe, const Arrays<T> &arrays, int ndim) {
 
 // Tries a sampler. Nothing when the grid is not one for it, or whether the points went through.
 template <int kNdim, class Finder, class T>
-std::optional<bool> try_blocks(const Probe &probe, const Arrays<T> &arrays) {
-    if (!in_blocks(probe, arrays, kNdim)) return {};
-    const float *points = fetch_points(probe.mesh);
-    if (!points) return false;
+std::optional<bool> try_blocks(const ValueWriter<T> &writer) {
+    if (!in_blocks(writer.probe, writer.arrays, kNdim)) return {};
+    MeshInfo *mesh = writer.probe.mesh;
+    float *points = mesh->points;
+    if (!points && mesh->get_points(mesh, &points) < 1) return {};  // for the plain search to report
+    mesh->points = points;
     GridSampler<kNdim, Finder> sampler;
-    if (!sampler.create(probe.mesh, points)) return {};
-    return sample_blocks(probe, arrays, sampler);
+    if (!sampler.create(mesh, points)) return {};
+    return sample_blocks(writer, sampler);
 }
 
 template <class T>
-bool sample_arrays(const Probe &probe, const Arrays<T> &arrays, float *sample) {
-    const auto find_cell = probe.mesh->field_funcs->find_cell_func;
+bool sample_points(const ValueWriter<T> &writer) {
+    const auto find_cell = writer.probe.mesh->field_funcs->find_cell_func;
     std::optional<bool> went;
     if (find_cell == UTILfind_cell_unif) {
-        went = try_blocks<3, UniformFinder>(probe, arrays);
-        if (!went) went = try_blocks<2, UniformFinder>(probe, arrays);
+        went = try_blocks<3, UniformFinder>(writer);
+        if (!went) went = try_blocks<2, UniformFinder>(writer);
     } else if (find_cell == UTILfind_cell_rect) {
-        went = try_blocks<3, RectilinearFinder>(probe, arrays);
-        if (!went) went = try_blocks<2, RectilinearFinder>(probe, arrays);
+        went = try_blocks<3, RectilinearFinder>(writer);
+        if (!went) went = try_blocks<2, RectilinearFinder>(writer);
     }
-    return went ? *went : sample_points(probe, arrays, sample);
+    return went ? *went : visit_points(writer.probe, writer);
 }
 
 int tell_missing_method() {
@@ -245,7 +260,7 @@ int interpolate_data(const Probe &probe, int narrays, const int *veclens, const 
         if (null_flags[a] == 0) store_slot(null_values, a, made_null<T>(veclens[a], range_high, a));
     }
     const Arrays<T> arrays = {narrays, veclens, data, null_flags, null_values, missing.get(), outs};
-    if (!sample_arrays(probe, arrays, sample.get())) return 0;
+    if (!sample_points(ValueWriter<T>{probe, arrays, sample.get()})) return 0;
     std::copy_n(missing.get(), count, null_flags);
     return 1;
 }
@@ -253,25 +268,38 @@ int interpolate_data(const Probe &probe, int narrays, const int *veclens, const 
 // ---- Cell data
 
 template <class T>
+struct RowCopier {
+    const Probe &probe;
+    const int *set_map;
+    int veclen;
+    const T *const *cell_arrays;
+    T null;
+    T *out;
+    int missing;  // null was written
+
+    T *row(int point) const { return out + static_cast<std::ptrdiff_t>(point) * veclen; }
+
+    void missed(int point) {
+        missing = 1;
+        std::fill_n(row(point), veclen, null);
+    }
+
+    void found(int point, int cell, const float *) {
+        const LocalCell local = find_local_cell(probe.mesh, cell);
+        if (local.set < 0 || set_map[local.set] < 0) return missed(point);
+        const T *rows = cell_arrays[set_map[local.set]];
+        std::copy_n(rows + static_cast<std::ptrdiff_t>(local.cell) * veclen, veclen, row(point));
+    }
+};
+
+template <class T>
 int interpolate_cell_data(const Probe &probe, const int *set_map, int veclen, const T *const *cell_arrays,
                           const void *range_high, int *null_flag, void *null_value, T *out) {
     if (!probe.mesh->field_funcs->find_cell_func) return tell_missing_method();
     if (*null_flag == 0) store_slot(null_value, 0, made_null<T>(veclen, range_high, 0));
-    const T null = load_slot<T>(null_value, 0);
-    int missing = *null_flag;
-    const auto row = [&](int point) { return out + static_cast<std::ptrdiff_t>(point) * veclen; };
-    const auto write_null = [&](int point) {
-        missing = 1;
-        std::fill_n(row(point), veclen, null);
-    };
-    const auto copy_row = [&](int point, int cell, const float *) {
-        const LocalCell local = find_local_cell(probe.mesh, cell);
-        if (local.set < 0 || set_map[local.set] < 0) return write_null(point);
-        const T *rows = cell_arrays[set_map[local.set]];
-        std::copy_n(rows + static_cast<std::ptrdiff_t>(local.cell) * veclen, veclen, row(point));
-    };
-    if (!for_each_point(probe, copy_row, write_null)) return 0;
-    *null_flag = missing;
+    RowCopier<T> copier = {probe, set_map, veclen, cell_arrays, load_slot<T>(null_value, 0), out, *null_flag};
+    if (!visit_points(probe, copier)) return 0;
+    *null_flag = copier.missing;
     return 1;
 }
 

@@ -100,7 +100,7 @@ void weigh(PlacedBlock<kNdim> &block) {
     }
 }
 
-// One axis of a grid: finds cells for a block of points.
+// One axis of a grid: finds cells for a block of points. False when one of them needs the plain search.
 class UniformFinder {
   public:
     using Axis = UniformAxis;
@@ -108,10 +108,11 @@ class UniformFinder {
         axis_ = axis;
         return !axis.flat();
     }
-    void find(int count, const float *x, int *found, int *index, float *at) const {
+    bool find(int count, const float *x, int *found, int *index, float *at) const {
         const Axis axis = *axis_;
         for (int i = 0; i < count; ++i) found[i] &= axis.holds(x[i]) ? 1 : 0;
         for (int i = 0; i < count; ++i) axis.place(x[i], index[i], at[i]);
+        return true;
     }
 
   private:
@@ -121,20 +122,27 @@ class UniformFinder {
 class RectilinearFinder {
   public:
     using Axis = RectilinearAxis;
-    bool create(const Axis &axis) { return !axis.flat() && lines_.create(axis); }
-    // A point that the axis' range holds, but none of its intervals, has no values either.
-    void find(int count, const float *x, int *found, int *index, float *at) const {
+    bool create(const Axis &axis) {
+        axis_ = axis;
+        return !axis.flat() && lines_.create(axis);
+    }
+    bool find(int count, const float *x, int *found, int *index, float *at) const {
+        int between =
+            0;  // points that the axis' range holds, which is a little wider, but none of its intervals
         for (int i = 0; i < count; ++i) {
             const bool holds = lines_.holds(x[i]);
+            between += axis_->holds(x[i]) != holds ? 1 : 0;
             found[i] &= holds ? 1 : 0;
             const float inside = holds ? x[i] : lines_.line(0);
             index[i] = lines_.interval_of(inside);
             const float lo = lines_.line(index[i]), hi = lines_.line(index[i] + 1);
             at[i] = ((inside - lo) / (hi - lo)) * 2.0f - 1.0f;
         }
+        return between == 0;
     }
 
   private:
+    std::optional<Axis> axis_;
     LineFinder lines_;
 };
 
@@ -157,16 +165,17 @@ class GridSampler {
         return true;
     }
 
-    // Fills the rest of a block that has its points.
-    void place(Block &block) const {
+    // Fills the rest of a block that has its points. False when they need the plain search.
+    bool place(Block &block) const {
         std::fill_n(block.found, block.count, 1);
         std::fill_n(block.corner, block.count, 0);
         for (std::size_t d = 0; d < kNdim; ++d) {
             int index[kSampleBlock];
-            finders_[d].find(block.count, block.x[d], block.found, index, block.at[d]);
+            if (!finders_[d].find(block.count, block.x[d], block.found, index, block.at[d])) return false;
             for (int i = 0; i < block.count; ++i) block.corner[i] += index[i] * stride_[d];
         }
         weigh(block);
+        return true;
     }
 
     // Values of one array at the block's points: out is count x veclen. Returns whether a null was written.

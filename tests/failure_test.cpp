@@ -298,6 +298,162 @@ TEST(TesselateFailures, WithoutMemory) {
     EXPECT_EQ(pieces, nullptr);
 }
 
+// ---- Search tables, probing, cell data to nodes
+
+// Runs an operation that frees what it hands out.
+template <class Call>
+std::pair<int, Recording> watch(Call call, int fail_at = -1, int interrupt_at = -1) {
+    start_recording(fail_at, interrupt_at);
+    const int result = call();
+    const Recording record = stop_recording();
+    EXPECT_EQ(live_blocks(), 0u) << fail_at << " " << interrupt_at;
+    EXPECT_EQ(record.open_ranges, 0);
+    return {result, record};
+}
+
+// With each allocation failing and each poll interrupting, a run is whole or fails. `spared` allocations can
+// be done without; the answer to 100 percent does not count. Returns the whole run.
+template <class Call>
+Recording expect_all_or_nothing(int spared, Call call) {
+    EXPECT_EQ(watch(call).first, 1);
+    const Recording whole = watch(call).second;
+    for (int n = 0; n < whole.allocations; ++n) spared -= watch(call, n).first;
+    EXPECT_EQ(spared, 0);
+    for (int n = 0; n < whole.polls; ++n) {
+        const auto [result, record] = watch(call, -1, n);
+        EXPECT_EQ(result, whole.percents[n] == 100);
+        EXPECT_TRUE(record.reports.empty());
+    }
+    return whole;
+}
+
+// Without the last set, where there is one, and without coordinates.
+template <class Call>
+void expect_refusals(MeshInfo *mesh, Call call) {
+    mesh->get_cell_set = [](MeshInfo *, int, int **) { return 0; };
+    mesh->get_coords = [](MeshInfo *, float **) { return 0; };
+    const auto expect_refused = [&](auto *&array, const char *text) {
+        auto *const kept = std::exchange(array, nullptr);
+        const auto [result, record] = watch(call);
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(record.reports, std::vector<std::string>{text});
+        array = kept;
+    };
+    if (mesh->ndim == 0)
+        expect_refused(mesh->cell_connect[mesh->ncell_sets - 1], "util: unable to get cell set\n");
+    expect_refused(mesh->coords, "util: unable to get field coordinates\n");
+}
+
+// Cells that crowd in one corner, so that lists grow and have an index.
+TEST(SearchFailures, TablesAreWholeOrNone) {
+    CellMesh cells = block_of(Cube::kTets, 8);
+    for (float &x : cells.coords) x = x * x * x * x;
+    cells.add("hex_1", {0, 1, 10, 9, 81, 82, 91, 90});
+    MeshInfo *grid = nullptr;
+    const int dims[] = {9, 9, 9};
+    ASSERT_EQ(isohost_mesh_structured(3, dims, 3, cells.coords.data(), &grid), 1);
+    const MeshPtr sets = cells.make(), structured(grid);
+    for (MeshInfo *mesh : {sets.get(), grid}) {
+        const auto build = [mesh] {
+            BlockTable dummy, *table = &dummy;
+            const int result = mesh->field_funcs->interp_init_func(mesh, &table);
+            EXPECT_EQ(table != nullptr, result == 1);
+            isohost_block_table_free(table);
+            return result;
+        };
+        const bool indexed = mesh != grid;
+        const Recording whole = expect_all_or_nothing(indexed ? 6 : 0, build);
+        EXPECT_GT(whole.allocations, indexed ? 4 + 6 + 1 : 4);
+        EXPECT_EQ(whole.percents, indexed ? std::vector<int>({13, 26, 39, 52, 65, 78, 91, 100})
+                                          : std::vector<int>({12, 37, 62, 87, 100}));
+        EXPECT_EQ(whole.stages[3], "building block table");
+        EXPECT_EQ(whole.stages.back(), "");
+        EXPECT_EQ(whole.ranges.size(), 1u);
+        expect_refusals(mesh, build);
+    }
+}
+
+// Flags are as they were after a failure.
+TEST(SearchFailures, Probing) {
+    const CellMesh cells = mixed_block(4);
+    const MeshPtr sets = cells.make(), grid = unit_grid({5, 5, 5});
+    BlockTable *table = nullptr;
+    ASSERT_EQ(UTILinterp_init(sets.get(), &table), 1);
+    const std::vector<float> data(1000, 1.0f);  // for all nodes, and the cells of a set
+    std::vector<float> points = random_values<float>(3 * 600, 50, 1), out(600);
+    for (float &x : points) x *= 0.1f;
+    const double range = 0;
+    const void *const array = data.data();
+    void *const to = out.data();
+    const int veclen = 1, map[] = {0, 0, 0, 0};
+    for (int n = 0; n < 4; ++n) {
+        const auto probe = [&, mesh = (n < 2 ? sets : grid).get()] {
+            double null = 0;
+            int flag = 0;
+            const int result =
+                n % 2 ? UTILinterpolate_data(600, points.data(), 3, nullptr, mesh, table, 1, 4, &veclen,
+                                             &array, nullptr, &range, &flag, &null, &to)
+                      : UTILinterpolate_cell_data(600, points.data(), 3, nullptr, mesh, table, map, 4, 1,
+                                                  &array, nullptr, &range, &flag, &null, to);
+            EXPECT_EQ(flag, result);
+            return result;
+        };
+        EXPECT_EQ(expect_all_or_nothing(0, probe).percents, (std::vector<int>{42, 85, 100}));
+    }
+    isohost_block_table_free(table);
+}
+
+TEST(SearchFailures, CellDataToNodes) {
+    CellMesh cells = block_of(Cube::kPrisms, 2);
+    cells.add("hex_1", {0, 1, 4, 3, 9, 10, 13, 12});
+    const MeshPtr sets = cells.make(), grid = unit_grid({3, 3, 3});
+    const std::vector<double> data(100, 1.0);
+    for (MeshInfo *mesh : {sets.get(), grid.get()}) {
+        const auto run = [&] {
+            std::vector<double> out(27);
+            float *weights = nullptr;
+            char *flags = nullptr;
+            int result = 1;
+            for (int set = 0; set < mesh->ncell_sets && result; ++set) {
+                result = UTILcell_to_node(mesh, set, 5, data.data(), 1, 0, nullptr, 1, out.data(), &weights,
+                                          &flags);
+                if (result || set == 0) continue;
+                std::free(weights);
+                std::free(flags);
+            }
+            return result;
+        };
+        EXPECT_EQ(expect_all_or_nothing(0, run).allocations, 2);
+        expect_refusals(mesh, run);
+    }
+}
+
+TEST(SearchFailures, UnknownTypesAndMissingMethods) {
+    const MeshPtr grid = unit_grid({2, 2, 2});
+    float x[8] = {}, sums[2];
+    const auto probe = [&](int type) {
+        return UTILinterpolate_data(0, x, 3, nullptr, grid.get(), nullptr, 0, type, nullptr, nullptr, nullptr,
+                                    nullptr, nullptr, nullptr, nullptr);
+    };
+    const auto to_node = [&](int type) {
+        return UTILcell_to_node(grid.get(), 0, type, x, 1, 0, nullptr, 0, x, nullptr, nullptr);
+    };
+    start_recording();
+    EXPECT_EQ(UTILinterp_cell_val_struct(grid.get(), 0, 1, x, 6, 0, nullptr, 1, x, x), 0);
+    EXPECT_EQ(to_node(-1) + probe(6), 0);
+    EXPECT_EQ(stop_recording().reports,
+              (std::vector<std::string>{"UTILinterp: unknown data type", "UTILcellTo_node: unknown data type",
+                                        "UTILinterpolate_data: unknown data type"}));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(UTILvol_integr_cell_hex(grid.get(), 0, 0, x, 6, 0, nullptr, &sums[0], &sums[1]), 0);
+    EXPECT_EQ(sums[0] + sums[1], 0);
+    *grid->field_funcs = {};
+    EXPECT_EQ(to_node(4) + probe(4), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "interpolate: unknown data type\nUTILcell_to_node: no function found\n"
+              "UTILfind_cell: unable to find interp_cell function\n");
+}
+
 // ---- Edge tables and records
 
 // Adds edges until the lists have grown twice, with the n-th allocation failing: whatever was added before is

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "isofield.hpp"
+#include "support.hpp"
 
 namespace {
 
@@ -352,6 +353,90 @@ TEST(Front, ACircleOnGridsOfTwoDimensions) {
               "the grid has 1 dimension, but an isosurface needs 2 or 3");
     EXPECT_EQ(refusal([&] { box.isolines(distances<float>(), 1.0); }),
               "isolines need a grid of 2 dimensions, but this one has 3");
+}
+
+// ---- Places, integrals, cell data on nodes
+
+using isofield::Integral;
+using isofield::Locator;
+
+Mesh front_mesh(const CellMesh &cells) {
+    std::vector<isofield::CellSet> sets;
+    for (const CellSetData &set : cells.sets) sets.push_back({set.type, set.connect});
+    return Mesh::cells(cells.coords, sets);
+}
+
+TEST(Front, PlacesAndSamplesInCells) {
+    const CellMesh cells = mixed_block(4);
+    Mesh mesh = front_mesh(cells);
+    Locator locator(mesh);
+    // Three components that are the place itself, and a node that is missing.
+    const std::vector<float> points = {0.3f, 0.4f, 1.2f, 3.9f, 3.9f, 3.8f, 9, 9, 9};
+    std::vector<float> place = cells.coords;
+    const std::vector<isofield::Place> places = locator.find(points);
+    EXPECT_TRUE(places[0].found() && places[1].found() && !places[2].found());
+    EXPECT_EQ(locator.find({0.3f, 0.4f, 1.2f})->cell, places[0].cell);
+    EXPECT_FALSE(locator.find({9, 9, 9}));
+    isofield::SampleOptions options;
+    options.fill = -1;
+    const std::vector<float> samples = locator.sample(points, DataView(place, 3), options);
+    EXPECT_EQ(locator.sample(places, DataView(place, 3), options), samples);
+    for (int i = 0; i < 9; ++i) EXPECT_NEAR(samples[i], i < 6 ? points[i] : -1, 0.1);
+    place[3 * 124] = kInf;  // the upper corner
+    EXPECT_EQ(locator.sample(points, DataView(place, 3), options)[3], -1);
+    EXPECT_TRUE(std::isnan(locator.sample(points, DataView(place, 3))[6]));
+    EXPECT_EQ(refusal([&] { locator.find(std::span(points).first(4)); }),
+              "points has 4 values, which are no whole rows of 3");
+    EXPECT_THROW(Locator(mesh, [](int) { return false; }), isofield::Interrupted);
+}
+
+TEST(Front, PlacesOnGridsCountCells) {
+    Mesh grid = Mesh::uniform({4, 3, 3}, {0, 0, 0}, {3, 2, 2});
+    Locator locator(grid);
+    const isofield::Place place = *locator.find({2.5f, 1.5f, 1.25f});
+    EXPECT_EQ(place.cell, 2 + 3 * (1 + 2 * 1));
+    std::vector<short> x(36);
+    for (int n = 0; n < 36; ++n) x[n] = static_cast<short>(2 * (n % 4));
+    EXPECT_EQ(locator.sample(std::span(&place, 1), x), (std::vector<float>{5}));
+}
+
+// Pyramids and quadratic cells too, whose rules are the front's own.
+TEST(Front, IntegralsOverAllKindsOfCells) {
+    const CellMesh linear = mixed_block(4), quadratic_hexes = quadratic(block_of(Cube::kHex, 4));
+    for (const CellMesh *cells : {&linear, &quadratic_hexes}) {
+        Mesh mesh = front_mesh(*cells);
+        std::vector<float> x(cells->nnodes());
+        for (std::size_t n = 0; n < x.size(); ++n) x[n] = cells->coords[3 * n];
+        const Integral whole = mesh.integrate(3, x);
+        EXPECT_NEAR(whole.measure, 64, 1e-4);
+        EXPECT_NEAR(whole.mean(), 2, 1e-5);
+        x[0] = kInf;
+        const Integral holed = mesh.integrate(3, x);
+        EXPECT_GT(holed.null_cells, 0u);
+        EXPECT_EQ(holed.null_cells + holed.ncells, whole.ncells);
+        EXPECT_NEAR(holed.measure, 63, 1e-4);
+        EXPECT_EQ(mesh.integrate(2).ncells, 0u);
+        EXPECT_EQ(refusal([&] { mesh.integrate(4); }), "ndim is 4, but must be 1 to 3");
+    }
+}
+
+TEST(Front, CellDataComesToNodes) {
+    const std::vector<float> coords = {0, 0, 1, 0, 1, 1, 0, 1, 2, 0, 5, 5};
+    const std::vector<int> square = {0, 1, 2, 3}, triangle = {1, 4, 2};
+    const isofield::CellSet sets[] = {{"quad_1", square}, {"tri_1", triangle}};
+    Mesh mesh = Mesh::cells(coords, sets, 2);
+    const std::vector<short> rows = {3, 10, 6, 30};
+    const std::vector<double> nodes = mesh.cell_to_node(DataView(rows, 2));
+    EXPECT_EQ(std::vector<double>(nodes.begin(), nodes.begin() + 10),
+              (std::vector<double>{3, 10, 4.5, 20, 4.5, 20, 3, 10, 6, 30}));
+    EXPECT_TRUE(std::isnan(nodes[10]) && std::isnan(nodes[11])) << "of no cell";
+    isofield::CellToNodeOptions options;
+    options.null_value = 6;
+    EXPECT_TRUE(std::isnan(mesh.cell_to_node(DataView(rows, 2), options)[3]));
+    EXPECT_EQ(refusal([&] { mesh.cell_to_node(rows); }), "data has 4 rows, but the mesh has 2 cells");
+    options.power = -1;
+    EXPECT_EQ(refusal([&] { mesh.cell_to_node(DataView(rows, 2), options); }),
+              "power is -1, but must be at least 0");
 }
 
 }  // namespace

@@ -124,9 +124,10 @@ void OMpop_status_range() {
     --record.open_ranges;
 }
 
-int OMstatus_check(int percent, const char *, int *interrupt) {
+int OMstatus_check(int percent, const char *stage, int *interrupt) {
     const bool was_recording = std::exchange(recording, false);
     record.percents.push_back(percent);
+    record.stages.push_back(stage ? stage : "");
     recording = was_recording;
     *interrupt = record.polls++ == record.interrupt_at;
     return 1;

@@ -17,6 +17,7 @@ struct Recording {
     int open_ranges = 0;
     int out_of_memory = 0;  // reports by ERRout_of_memory
     std::vector<int> percents;
+    std::vector<std::string> stages;  // per poll, empty for none
     std::vector<std::pair<int, int>> ranges;
     std::vector<std::string> reports;  // "module: text"
 };

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <random>
@@ -26,6 +28,15 @@ struct ArrayFree {
     void operator()(void *block) const { ARRfree_f(block, __FILE__, __LINE__); }
 };
 using IntArray = std::unique_ptr<int[], ArrayFree>;
+
+using Point = std::array<float, 3>;
+
+// NaN equals itself, and 0 is not -0.
+template <class Range>
+bool same_bits(const Range &a, const Range &b) {
+    const std::size_t size = std::size(a) * sizeof *std::data(a);
+    return std::size(a) == std::size(b) && (size == 0 || !std::memcmp(std::data(a), std::data(b), size));
+}
 
 inline MeshPtr uniform_mesh(std::vector<int> dims, std::vector<float> corners) {
     MeshInfo *mesh = nullptr;
@@ -51,6 +62,35 @@ inline std::vector<int> grid_connect(const std::vector<int> &dims) {
     UTILget_connect_struct(static_cast<int>(dims.size()), dims.data(), 0, ncells, connect.data());
     return connect;
 }
+
+// The same grid as a uniform, a rectilinear and a structured mesh, and as cells.
+struct FourKinds {
+    std::vector<float> coords;
+    std::vector<int> connect;
+    std::array<MeshPtr, 4> meshes;
+
+    FourKinds(const std::vector<int> &dims, const std::vector<float> &corners) : connect(grid_connect(dims)) {
+        const int ndim = static_cast<int>(dims.size());
+        meshes[0] = uniform_mesh(dims, corners);
+        const int nnodes = meshes[0]->nnodes;
+        coords.resize(dims.size() * static_cast<std::size_t>(nnodes));
+        UTILget_coords_unif(ndim, dims.data(), ndim, corners.data(), 0, nnodes, 0, ndim, coords.data());
+        std::vector<std::vector<float>> axes(dims.size());
+        std::vector<const float *> lines;
+        for (int d = 0, stride = ndim; d < ndim; stride *= dims[d++]) {
+            for (int i = 0; i < dims[d]; ++i) axes[d].push_back(coords[i * stride + d]);
+            lines.push_back(axes[d].data());
+        }
+        const char *const types[] = {"line_1", "quad_1", "hex_1"};
+        const IsohostCellSet set = {types[ndim - 1], static_cast<int>(connect.size()) >> ndim,
+                                    connect.data()};
+        MeshInfo *made[3] = {};
+        isohost_mesh_rectilinear(ndim, dims.data(), lines.data(), &made[0]);
+        isohost_mesh_structured(ndim, dims.data(), ndim, coords.data(), &made[1]);
+        if (set.ncells > 0) isohost_mesh_cells(nnodes, ndim, coords.data(), 1, &set, &made[2]);
+        for (std::size_t m = 0; m < 3; ++m) meshes[m + 1].reset(made[m]);
+    }
+};
 
 // ---- Meshes of cells
 
