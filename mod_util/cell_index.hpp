@@ -235,20 +235,20 @@ inline void CellIndex::fill(const BoxedCell *cells, const CurveItem *order, int 
 }
 
 inline bool CellIndex::find_candidates(const float *xyz, Candidates &found) const {
-    struct Visit {
-        int level, node;
-    };
-    Visit stack[kMaxLevels * kFan];
+    // A node to visit, in one word: its level above its number.
+    constexpr int kLevelShift = 28;
+    unsigned stack[kMaxLevels * kFan];
     int depth = 0;
-    stack[depth++] = {nlevels_ - 1, 0};
+    stack[depth++] = static_cast<unsigned>(nlevels_ - 1) << kLevelShift;
     const int *ids = at<int>(id_offset_);
     while (depth > 0) {
-        const Visit visit = stack[--depth];
-        unsigned bits = at<Node>(level_offset_[visit.level])[visit.node].holding(xyz);
+        const unsigned visit = stack[--depth];
+        const unsigned level = visit >> kLevelShift, node = visit & ((1u << kLevelShift) - 1);
+        unsigned bits = at<Node>(level_offset_[level])[node].holding(xyz);
         for (; bits != 0; bits &= bits - 1) {
-            const int child = visit.node * kFan + __builtin_ctz(bits);
-            if (visit.level > 0) {
-                stack[depth++] = {visit.level - 1, child};
+            const unsigned child = node * kFan + static_cast<unsigned>(__builtin_ctz(bits));
+            if (level > 0) {
+                stack[depth++] = (level - 1) << kLevelShift | child;
                 continue;
             }
             if (found.count == Candidates::kRoom) return false;
