@@ -1,6 +1,6 @@
-/* The library from C, through the shared libraries: a sphere's surface in a uniform grid, and a line on two
- * sets of cells. Exits with 0 when the sphere's area and Euler number, and the line and its cells, come out
- * right. */
+/* The library from C, through the shared libraries: a sphere's surface in a uniform grid, a line on two sets
+ * of cells, and values at points of them. Exits with 0 when the sphere's area and Euler number, the line and
+ * its cells, and the values come out right. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -38,6 +38,30 @@ static int line_on_cells(void) {
     for (int i = 0; i < 5; ++i) ARRfree_f(arrays[i], __FILE__, __LINE__);
     isohost_mesh_free(mesh);
     return right;
+}
+
+/* x + 2y at points in a square and a triangle, and outside both, where a null is made up: 5 + 1. */
+static int values_on_cells(void) {
+    const float coords[] = {0, 0, 1, 0, 1, 1, 0, 1, 3, 0}, field[] = {0, 1, 3, 2, 3};
+    const int quads[] = {0, 1, 2, 3}, triangles[] = {1, 4, 2};
+    const IsohostCellSet sets[] = {{"quad_1", 1, quads}, {"tri_1", 1, triangles}};
+    const float points[] = {0.5f, 0.5f, 1.5f, 0.25f, 2.5f, 0.75f};
+    MeshInfo *mesh = NULL;
+    BlockTable *table = NULL;
+    if (!isohost_mesh_cells(5, 2, coords, 2, sets, &mesh)) return 0;
+    if (mesh->field_funcs->interp_init_func(mesh, &table) != 1) return 0;
+
+    const int veclen = 1;
+    const void *const arrays[] = {field};
+    float values[3], high[2] = {5, 0}, null_value[2]; /* slots of 8 bytes */
+    void *const outs[] = {values};
+    int null_flag = 0;
+    const int result = UTILinterpolate_data(3, points, 2, NULL, mesh, table, 1, 4, &veclen, arrays, NULL,
+                                            high, &null_flag, null_value, outs);
+    isohost_block_table_free(table);
+    isohost_mesh_free(mesh);
+    return result == 1 && fabsf(values[0] - 1.5f) < 1e-6f && fabsf(values[1] - 2) < 1e-6f && values[2] == 6 &&
+           null_flag == 1 && null_value[0] == 6;
 }
 
 int main(void) {
@@ -80,5 +104,5 @@ int main(void) {
     ARRfree_f(max_node, __FILE__, __LINE__);
     ARRfree_f(tris, __FILE__, __LINE__);
     isohost_mesh_free(mesh);
-    return fabs(area - sphere) < 0.01 * sphere && euler == 2 && line_on_cells() ? 0 : 1;
+    return fabs(area - sphere) < 0.01 * sphere && euler == 2 && line_on_cells() && values_on_cells() ? 0 : 1;
 }
