@@ -33,6 +33,7 @@ inline bool find_cell_nodes(MeshInfo *mesh, int cell, CellNodes &found) {
 
 // The same for a grid's cell, by corner number. False also when it reaches beyond the grid's nodes.
 inline bool find_grid_cell_nodes(MeshInfo *mesh, int cell, CellNodes &found) {
+    if (mesh->ncell_sets < 1) return false;
     found.nnodes = mesh->cell_nnodes[0];
     if (cell < 0 || cell >= mesh->nnodes || found.nnodes < 1 || found.nnodes > 8) return false;
     corner_nodes(mesh->dims, cell, found.nnodes, found.of_grid);
