@@ -34,6 +34,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <span>
 #include <string>
@@ -731,8 +732,9 @@ class Locator {
         const front::Call call(&progress);
         const std::size_t npoints = count_points(points);
         std::vector<Place> places(npoints);
-        for (std::size_t i = 0; i < npoints; ++i) {
-            poll(call, i, npoints);
+        std::size_t done = 0;
+        for (const std::size_t i : visiting_order(points)) {
+            poll(call, done++, npoints);
             places[i] = find_place(&points[3 * i]);
         }
         return places;
@@ -798,6 +800,30 @@ class Locator {
     void check_rows(const DataView &data) const {
         const front::Call call;
         if (!isohost_check_node_array(mesh_, "data", data.rows())) throw BadInput(front::Call::reports());
+    }
+
+    // Points by the blocks of the search table that they lie in: neighbours find in the cache what the last
+    // search read.
+    std::vector<std::size_t> visiting_order(std::span<const float> points) const {
+        const std::size_t npoints = points.size() / 3;
+        std::vector<std::size_t> order(npoints);
+        std::iota(order.begin(), order.end(), std::size_t{0});
+        if (!table_) return order;
+        const auto nblk = static_cast<std::size_t>(table_->nblk);
+        std::vector<std::size_t> block(npoints), first(nblk * nblk * nblk + 1, 0);
+        for (std::size_t i = 0; i < npoints; ++i) {
+            for (std::size_t d = 0; d < 3; ++d) {
+                const float extent = table_->max[d] - table_->min[d];
+                const float part = (points[3 * i + d] - table_->min[d]) / extent;
+                // Compared before it becomes a number; false for what is none.
+                const float inside = part > 0 ? std::min(part, 0.999f) : 0.0f;
+                block[i] = block[i] * nblk + static_cast<std::size_t>(inside * static_cast<float>(nblk));
+            }
+            ++first[block[i] + 1];
+        }
+        std::partial_sum(first.begin(), first.end(), first.begin());
+        for (std::size_t i = 0; i < npoints; ++i) order[first[block[i]]++] = i;
+        return order;
     }
 
     static void poll(const front::Call &call, std::size_t done, std::size_t total) {
@@ -884,7 +910,7 @@ class Locator {
     // and names places in lines from 0 to 1 (see UTILrev_par_line_1). Values are wanted at the point itself.
     void refine(const float *point, int cell, float *uvw) const {
         constexpr int kMaxSteps = 5;
-        constexpr float kSmallStep = 1e-5f, kLargeStep = 0.25f;
+        constexpr float kSmallStep = 1e-3f, kLargeStep = 0.25f;
         int set = mesh_->ndim > 0 ? 0 : -1, local = cell;
         if (set < 0 && !UTILget_cell_id(mesh_, cell, &local, &set)) return;
         const int n = mesh_->cell_nnodes[set], ndim = mesh_->cell_ndim[set];
