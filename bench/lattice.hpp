@@ -12,8 +12,8 @@ namespace bench {
 inline constexpr int kWhole[] = {0, 1, 2, 3, 4, 5, 6, 7};
 inline constexpr int kSixTets[] = {0, 1, 2, 6, 0, 5, 1, 6, 0, 2, 3, 6, 0, 3, 7, 6, 0, 7, 4, 6, 0, 4, 5, 6};
 
-// A cube of n^3 warped cubes, to be filled with cells, and a wave on its nodes. Each cube is `growth` times as
-// long as the one before it on every axis; the first has the length 1.
+// A cube of n^3 warped cubes, to be filled with cells, and a wave on its nodes. Each cube is `growth` times
+// as long as the one before it on every axis; the first has the length 1.
 class Lattice {
   public:
     Lattice(int n, double waves, double growth = 1);

@@ -79,17 +79,14 @@ class RectilinearAxis {
     bool holds(float x) const { return range_.holds(x); }
     bool flat() const { return lines_ == 1; }
 
-    // The place of x between the lines index and index + 1.
-    float place_between(float x, int index) const {
-        const float lo = line(index), hi = line(index + 1);
-        return ((x - lo) / (hi - lo)) * 2.0f - 1.0f;
-    }
+    // The place of x between two lines.
+    static float place_of(float x, float lo, float hi) { return ((x - lo) / (hi - lo)) * 2.0f - 1.0f; }
 
     // The first interval that holds x. Without one the index is that of the last line.
     void place(float x, int &index, float &at) const {
         for (index = 0; index < lines_ - 1; ++index) {
             if (x <= line(index + 1) && x >= line(index)) {
-                at = place_between(x, index);
+                at = place_of(x, line(index), line(index + 1));
                 return;
             }
         }

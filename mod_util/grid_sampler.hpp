@@ -20,8 +20,10 @@ namespace isofield::detail {
 // to a line, so that most steps leave one interval or two.
 class LineFinder {
   public:
-    // False when there is no memory or the lines do not increase.
+    // False when there is no memory, the lines do not increase, or floats would not count the steps.
     bool create(const RectilinearAxis &axis) {
+        constexpr int kMostLines = 1 << 20;
+        if (axis.lines() > kMostLines) return false;
         const auto nlines = static_cast<std::size_t>(axis.lines());
         const std::size_t nsteps = 8 * nlines;
         lines_ = allocate_working<float>(nlines);
@@ -135,8 +137,7 @@ class RectilinearFinder {
             found[i] &= holds ? 1 : 0;
             const float inside = holds ? x[i] : lines_.line(0);
             index[i] = lines_.interval_of(inside);
-            const float lo = lines_.line(index[i]), hi = lines_.line(index[i] + 1);
-            at[i] = ((inside - lo) / (hi - lo)) * 2.0f - 1.0f;
+            at[i] = RectilinearAxis::place_of(inside, lines_.line(index[i]), lines_.line(index[i] + 1));
         }
         return between == 0;
     }

@@ -28,9 +28,10 @@ inline bool poll_status(int percent, const char *stage = nullptr) {
     return stop != 0;
 }
 
-// What `done` of `total` comes to, in the rounding that all loops share.
+// What `done` of `total` comes to, in the rounding that all loops share; 100 of a total that is none.
 inline int percent_of(int done, double total) {
-    return static_cast<int>(static_cast<float>(done) * static_cast<float>(100.0 / total));
+    const float percent = static_cast<float>(done) * static_cast<float>(100.0 / total);
+    return percent < 2147483648.0f ? static_cast<int>(percent) : 100;
 }
 
 // Loops over cells poll every 257th cell, before the cell is worked on.

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -19,6 +20,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -244,6 +246,20 @@ class Tool : public ::testing::Test {
         std::set<std::string> names;
         for (const auto &entry : fs::directory_iterator(".")) names.insert(entry.path().filename().string());
         return names;
+    }
+
+    // Each is refused in one line that holds the text beside it, and leaves no file.
+    static void expect_refused(const std::vector<std::pair<Arguments, std::string>> &cases) {
+        const std::set<std::string> before = files();
+        for (const auto &[arguments, told] : cases) {
+            const Outcome outcome = run(arguments);
+            EXPECT_EQ(outcome.code, 2) << told << "\n" << outcome.err;
+            EXPECT_NE(outcome.err.find(told), std::string::npos)
+                << "wanted: " << told << "\ngot: " << outcome.err;
+            EXPECT_EQ(outcome.err.find("isofield: "), 0u) << outcome.err;
+            EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+            EXPECT_EQ(files(), before) << told;
+        }
     }
 
   private:
