@@ -1010,6 +1010,250 @@ ISOFIELD_API int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const 
                                   EdgeTable *table, int **connect, int *size, int *capacity, int **cell_list);
 
 /* ====================================================================================================
+ * Bands
+ * ====================================================================================================
+ * The part of a field where lo <= value <= hi, as a mesh. Cells inside the band come through whole; cells
+ * that the band crosses are replaced by tetrahedra (volume cells) or triangles (flat cells), cut at new nodes
+ * on their edges; the others vanish. lo must not exceed hi. There is no tolerance: a node at a level belongs
+ * to the band, and where the band ends on it an edge may still have a new node on top of it. A cell with a
+ * null node vanishes. NaN is below lo and is not above hi, so that cells with NaN nodes are cut at lo as if
+ * NaN were a low value, with coordinates that are NaN: mark such nodes as null.
+ *
+ * Results, the same for every mesh kind but for node_map:
+ *   nold, node_map      old nodes that stay, in mesh order; they have the rows 0 to nold - 1 of the result.
+ *                       On cell sets node_map is a map: per mesh node its row, or -1. On grids it is a list:
+ *                       per row its mesh node, null where there is none. From malloc, to be freed with free.
+ *                       Integer data take the levels truncated towards zero here, float data rounded to
+ *                       float, so that with levels such as 2.5 an old node may stay that no cell has
+ *   nnew                new nodes; new node k has the row nold + k
+ *   min_node, max_node  the ends of its edge, the smaller first. In a volume cell that both levels cross an
+ *                       end may be a new node m of the lower level, named nnodes + m; only as max_node, and
+ *                       m < k
+ *   level_flag          per new node 0 when it lies at lo, 1 at hi
+ *   ncells, connect, connect_size    six words each, by type index (see case tables): cells; ncells x nodes
+ *                       rows of the result; ints used. Per type the cells stand in the order of the sets,
+ *                       then of the cells, then of the tables. Where ncells is 0 there is no array: the word
+ *                       of connect is dangling on cell sets and null on grids; test ncells
+ *   nspace              of the mesh
+ *   coords              (nold + nnew) x nspace; null where there are no nodes
+ *   nlines_lo, lines_lo, nlines_hi, lines_hi    in: a count that is not 0 asks for the lines along that level
+ *                       in flat cells. Out: the segments, and two rows each. They are complete for a grid of
+ *                       two dimensions and for a mesh of one linear set of flat cells. Each further set, or
+ *                       chunk of a quadratic set, starts anew: it replaces the lines found so far, or, where
+ *                       none were found, makes none; a volume set leaves none. An array may be there with a
+ *                       count of 0
+ * On grids whole cells have the nodes of the upper plane first and the lower plane after them, each in the
+ * order p, p+1, p+1+d0, p+d0: hexahedra, and the tetrahedra made of them, are mirrored in index space, their
+ * volume negative where i, j, k are right-handed. Quadrilaterals run counterclockwise. Faces of volume cells
+ * with two diagonal nodes kept keep these apart, so that a band and its neighbours leave gaps there (see case
+ * tables); flat cells and tetrahedra tile exactly.
+ * Result 1; 0 on a failure or when interrupted. A mesh kind without the method is reported ("no contour
+ * function found\n"): 0. */
+ISOFIELD_API int UTILcontour(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                             const void *null_value, double lo, double hi, int *nold, int **node_map,
+                             int *nnew, int **min_node, int **max_node, char **level_flag, int *ncells,
+                             int **connect, int *connect_size, int nspace, float **coords, int *nlines_lo,
+                             int **lines_lo, int *nlines_hi, int **lines_hi);
+
+/* The method of cell sets: every set that has a contour_func is walked in order, a quadratic one through its
+ * linear pieces, at most 1000 cells at a time. Sets without the method vanish. Another dtype than the six: 0.
+ */
+ISOFIELD_API int UTILcontour_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                   const void *null_value, double lo, double hi, int *nold, int **node_map,
+                                   int *nnew, int **min_node, int **max_node, char **level_flag, int *ncells,
+                                   int **connect, int *connect_size, int nspace, float **coords,
+                                   int *nlines_lo, int **lines_lo, int *nlines_hi, int **lines_hi);
+
+/* The kernels, for the contour_func slot: the band in one set.
+ *   nold, node_map  as UTILnode_thresh2 gives them
+ *   table           a flat table with a bucket per node
+ *   ncells, connect, connect_size, capacity    six words each, which grow over the sets of a mesh: cells,
+ *                   rows, ints used and ints of room. A null connect, or capacity 0, makes a new array
+ *   nlines_lo to lines_hi    as in UTILcontour; *lines is not read and is overwritten where lines are wanted
+ * Result 1, or 0. A kernel that has no memory or is interrupted frees the table (UTILedge_table2_delete), all
+ * connect arrays and the lines it made, and leaves connect null and capacity -1; when the cells are not to be
+ * had it frees nothing. */
+#define ISOFIELD_DECLARE(name)                                                                             \
+    ISOFIELD_API int name(MeshInfo *mesh, int set, int dtype, const void *data, int null_flag,             \
+                          const void *null_value, double lo, double hi, int nold, const int *node_map,     \
+                          EdgeTable2 *table, int *ncells, int **connect, int *connect_size, int *capacity, \
+                          int *nlines_lo, int **lines_lo, int *nlines_hi, int **lines_hi);
+ISOFIELD_DECLARE(UTILcontour_hex)
+ISOFIELD_DECLARE(UTILcontour_prism)
+ISOFIELD_DECLARE(UTILcontour_pyr)
+ISOFIELD_DECLARE(UTILcontour_tet)
+ISOFIELD_DECLARE(UTILcontour_quad)
+ISOFIELD_DECLARE(UTILcontour_tri)
+#undef ISOFIELD_DECLARE
+
+/* The method of the three grid kinds, by the member of the dimension and type; another ndim than 2 and 3, or
+ * another dtype than the six: 0. Coordinates are asked for a plane (a row) at a time through get_sub_coords;
+ * working memory is two planes (rows). In three dimensions there are no lines. */
+ISOFIELD_API int UTILcontour_struct(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                    const void *null_value, double lo, double hi, int *nold, int **node_map,
+                                    int *nnew, int **min_node, int **max_node, char **level_flag, int *ncells,
+                                    int **connect, int *connect_size, int nspace, float **coords,
+                                    int *nlines_lo, int **lines_lo, int *nlines_hi, int **lines_hi);
+#define ISOFIELD_DECLARE_DIMENSION(dimension, suffix, T, V)                                           \
+    ISOFIELD_API int UTILcontour_struct_##dimension##_##suffix(                                       \
+        MeshInfo *mesh, const T *data, int null_flag, V null_value, double lo, double hi, int *nold,  \
+        int **node_map, int *nnew, int **min_node, int **max_node, char **level_flag, int *ncells,    \
+        int **connect, int *connect_size, int nspace, float **coords, int *nlines_lo, int **lines_lo, \
+        int *nlines_hi, int **lines_hi);
+#define ISOFIELD_DECLARE(suffix, T, V)           \
+    ISOFIELD_DECLARE_DIMENSION(2d, suffix, T, V) \
+    ISOFIELD_DECLARE_DIMENSION(3d, suffix, T, V)
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+#undef ISOFIELD_DECLARE_DIMENSION
+
+/* The nodes of a band, lo <= value <= hi and not null, in mesh order: map[i] becomes the row of node i, or
+ * -1. Result: their number; another dtype than the six writes nothing and gives nnodes. Members compare with
+ * the levels as they get them: of integer types as ints, truncated towards zero by the dispatcher; _float
+ * narrows them to float. */
+ISOFIELD_API int UTILnode_thresh2(int nnodes, int dtype, const void *data, int null_flag,
+                                  const void *null_value, double lo, double hi, int *map);
+
+/* The same for grids: UTILnnode_thresh_struct2_<type> counts over the dims[0] x ... x dims[ndim-1] nodes of a
+ * grid. UTILnode_thresh_struct2_<type> lists them, a run of n nodes at a time, the first of which has the
+ * number `start`: a node in the band gets map[i] = *count and list[*count] = start + i, and *count goes up;
+ * map is left alone elsewhere. Result 1. */
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                       \
+    ISOFIELD_API int UTILnode_thresh2_##suffix(int nnodes, const T *data, int null_flag, V null_value, V lo, \
+                                               V hi, int *map);                                              \
+    ISOFIELD_API int UTILnnode_thresh_struct2_##suffix(int ndim, const int *dims, const T *data,             \
+                                                       int null_flag, V null_value, V lo, V hi);             \
+    ISOFIELD_API int UTILnode_thresh_struct2_##suffix(int n, const T *data, int null_flag, V null_value,     \
+                                                      V lo, V hi, int start, int *count, int *list,          \
+                                                      int *map);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Node data on the new nodes of a band: at new node i, which lies at `level` (lo or hi by its flag) between a
+ * and b, in[a] + t * (in[b] - in[a]) with t = (level - data[a]) / (data[b] - data[a]), all in double; integer
+ * results are truncated. Ends that are new nodes themselves are worked out first. Where data are equal at
+ * both ends the result is in[a]. Where an end is negative the row is left alone.
+ *   nnew, start    rows to make, and the first element of min_node, max_node and level_flag to use
+ *   data_type, data    the scalar of the band, by node number
+ *   veclen         at most 128; above that nothing is written and the result is 0
+ *   array_type, in, out    data with veclen components, and nnew rows of them, of one type
+ *   null_flag, null_value  a null of `in`: a component that is null at either end is null. The null has the
+ *                  array's type
+ *   offset         taken off the place node * veclen in `in`, for arrays that start at a later node
+ * Where data and in are the same array, out gets nnew levels, one a row, whatever veclen is.
+ * Members, for each pair of types, are named UTILeval_contour_<data type>_<array type>; their arguments are
+ * those below less the two type codes, with the null by value. Result 1; an unknown type is reported
+ * ("unknown data type") and gives 0. */
+ISOFIELD_API int UTILeval_contour(int nnodes, int nnew, int start, int data_type, const void *data, double lo,
+                                  double hi, const int *min_node, const int *max_node, const char *level_flag,
+                                  int veclen, int array_type, int null_flag, const void *null_value,
+                                  int offset, const void *in, void *out);
+#define ISOFIELD_DECLARE_PAIR(a, A, b, B, V)                                                               \
+    ISOFIELD_API int UTILeval_contour_##a##_##b(int nnodes, int nnew, int start, const A *data, double lo, \
+                                                double hi, const int *min_node, const int *max_node,       \
+                                                const char *level_flag, int veclen, int null_flag,         \
+                                                V null_value, int offset, const B *in, B *out);
+#define ISOFIELD_DECLARE(suffix, T, V)                       \
+    ISOFIELD_DECLARE_PAIR(char, signed char, suffix, T, V)   \
+    ISOFIELD_DECLARE_PAIR(byte, unsigned char, suffix, T, V) \
+    ISOFIELD_DECLARE_PAIR(short, short, suffix, T, V)        \
+    ISOFIELD_DECLARE_PAIR(int, int, suffix, T, V)            \
+    ISOFIELD_DECLARE_PAIR(float, float, suffix, T, V)        \
+    ISOFIELD_DECLARE_PAIR(double, double, suffix, T, V)
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+#undef ISOFIELD_DECLARE_PAIR
+
+/* ====================================================================================================
+ * Cuts
+ * ====================================================================================================
+ * The part of a field on one side of a level, as a mesh: as a band, with one level, and with the cell that
+ * each output cell comes from. Coordinates and data are left to the caller: rows of old nodes are gathered by
+ * node_map, new nodes are evaluated by UTILeval_contour with lo = level and flags of 0, or by UTILget_param.
+ *   side         below 0: keep what is below the level; otherwise what is at or above it
+ *   nold to connect_size    as told under bands. With side below 0 a node at the level has a row, but the cut
+ *                runs through new nodes on top of it, and no cell has its row. NaN is below the level, but is
+ *                never an old node: with side below 0 the cells of a NaN node are kept with rows of -1. Mark
+ *                such nodes as null
+ *   cell_count, cell_list   both null; or, by type index, the count of the output cells and a list with the
+ *                cell that each comes from. On cell sets there are six words for each set: word set * 6 + t
+ *                tells of the cells of type t made from the set, in the order of connect[t], by their cell
+ *                within the set; the words of a set without the method are 0. On grids there are six words in
+ *                all, and cells have packed numbers. The lists are the caller's, also those with a count of 0
+ * Result 1; 0 on a failure or when interrupted. A mesh kind without the method is reported ("no cut function
+ * found\n"): 0. */
+ISOFIELD_API int UTILcut(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value,
+                         double level, int side, int *nold, int **node_map, int *nnew, int **min_node,
+                         int **max_node, int *ncells, int **connect, int *connect_size, int *cell_count,
+                         int **cell_list);
+
+/* The method of cell sets: every set that has a cut_func is walked in order, a quadratic one through its
+ * linear pieces, at most 1024 cells at a time; its output cells tell the quadratic cell. */
+ISOFIELD_API int UTILcut_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                               const void *null_value, double level, int side, int *nold, int **node_map,
+                               int *nnew, int **min_node, int **max_node, int *ncells, int **connect,
+                               int *connect_size, int *cell_count, int **cell_list);
+
+/* The kernels, for the cut_func slot.
+ *   mask            per node: 1 at or above the level, 0 below, 2 null (looked at with null_flag)
+ *   nold, node_map  as UTILnode_thresh gives them
+ *   table           a flat table with a bucket per node
+ *   ncells, connect, connect_size, capacity    as for the kernels of bands
+ *   cell_count, cell_list   both null; or as in UTILcut, six words for each set. The six lists of the set
+ *                   have 1024 ints and are grown
+ * Result 1, or 0. A kernel that has no memory or is interrupted frees the mask (free), the table
+ * (UTILedge_table_delete), all connect arrays and the set's lists, and leaves these null and capacity -1;
+ * when the cells are not to be had it frees nothing. */
+#define ISOFIELD_DECLARE(name)                                                                         \
+    ISOFIELD_API int name(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, int side, \
+                          int nold, const int *node_map, EdgeTable *table, int *ncells, int **connect, \
+                          int *connect_size, int *capacity, int *cell_count, int **cell_list);
+ISOFIELD_DECLARE(UTILcut_hex)
+ISOFIELD_DECLARE(UTILcut_prism)
+ISOFIELD_DECLARE(UTILcut_pyr)
+ISOFIELD_DECLARE(UTILcut_tet)
+ISOFIELD_DECLARE(UTILcut_quad)
+ISOFIELD_DECLARE(UTILcut_tri)
+#undef ISOFIELD_DECLARE
+
+/* The method of the three grid kinds: by ndim 3 or 2 one of the two below; another ndim gives 0, and so does
+ * another dtype than the six. Working memory is two planes (rows). */
+ISOFIELD_API int UTILcut_struct(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                const void *null_value, double level, int side, int *nold, int **node_map,
+                                int *nnew, int **min_node, int **max_node, int *ncells, int **connect,
+                                int *connect_size, int *cell_count, int **cell_list);
+ISOFIELD_API int UTILcut_struct_2d(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                   const void *null_value, double level, int side, int *nold, int **node_map,
+                                   int *nnew, int **min_node, int **max_node, int *ncells, int **connect,
+                                   int *connect_size, int *cell_count, int **cell_list);
+ISOFIELD_API int UTILcut_struct_3d(MeshInfo *mesh, const void *data, int dtype, int null_flag,
+                                   const void *null_value, double level, int side, int *nold, int **node_map,
+                                   int *nnew, int **min_node, int **max_node, int *ncells, int **connect,
+                                   int *connect_size, int *cell_count, int **cell_list);
+
+/* The nodes that a cut keeps: value <= level with side below 0, else value >= level, and not null. As
+ * UTILnode_thresh2 (map: per node its row, or -1; an unknown dtype gives nnodes), UTILnnode_thresh_struct2
+ * and UTILnode_thresh_struct2, but the level is compared in double by all members. The two forms for grids
+ * report an unknown dtype ("unknown data type"): 0. */
+ISOFIELD_API int UTILnode_thresh(int nnodes, int dtype, const void *data, int null_flag,
+                                 const void *null_value, double level, int side, int *map);
+ISOFIELD_API int UTILnnode_thresh_struct(int ndim, const int *dims, const void *data, int dtype,
+                                         int null_flag, const void *null_value, double level, int side);
+ISOFIELD_API int UTILnode_thresh_struct(int n, const void *data, int dtype, int null_flag,
+                                        const void *null_value, double level, int side, int start, int *count,
+                                        int *list, int *map);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                      \
+    ISOFIELD_API int UTILnode_thresh_##suffix(int nnodes, const T *data, int null_flag, V null_value,       \
+                                              double level, int side, int *map);                            \
+    ISOFIELD_API int UTILnnode_thresh_struct_##suffix(int ndim, const int *dims, const T *data,             \
+                                                      int null_flag, V null_value, double level, int side); \
+    ISOFIELD_API int UTILnode_thresh_struct_##suffix(int n, const T *data, int null_flag, V null_value,     \
+                                                     double level, int side, int start, int *count,         \
+                                                     int *list, int *map);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
  * Quadratic cells
  * ====================================================================================================
  * The operations that know linear cells alone break a quadratic set into linear cells on the same nodes, by

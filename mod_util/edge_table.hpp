@@ -121,42 +121,73 @@ int find_or_add(Table *table, int bucket, int lo, int hi, [[maybe_unused]] int l
     return entry;
 }
 
-// The kernels' way into a flat table that has a bucket for every node. Room is made for a block of cells at
-// once; then edges are looked up without a test for it.
+// The kernels' way into a table with a bucket for every node, flat, or rolling with `base` as the first node
+// of its window. Room is made for a block of cells at once; then edges are looked up without a test for it.
+template <class Table>
 class EdgeLookup {
   public:
-    explicit EdgeLookup(EdgeTable *table) : table_(table) {}
+    explicit EdgeLookup(Table *table) : table_(table) {}
+
+    void set_base(int base) { base_ = base; }
 
     // Room for so many more edges. False when there is no memory.
     bool reserve(std::int64_t more) {
         // A table grows before its last slot but one.
         const std::int64_t needed = table_->count + more + 2;
+        if constexpr (kRolling<Table>) {
+            if (needed > table_->slot_capacity &&
+                !grow_next(table_, table_->slot_capacity, amply(table_->slot_capacity, needed))) {
+                return false;
+            }
+        }
         if (needed <= table_->capacity) return true;
-        // By an eighth at least: `next` may move, and be copied, each time.
-        const std::int64_t short_by = std::max<std::int64_t>(needed - table_->capacity, table_->capacity / 8);
-        const std::int64_t steps = (short_by + table_->grow - 1) / table_->grow;
-        const std::int64_t capacity = table_->capacity + steps * table_->grow;
-        return capacity <= std::numeric_limits<int>::max() &&
-               grow_entries(table_, static_cast<int>(capacity)) &&
-               grow_next(table_, table_->capacity, static_cast<int>(capacity));
+        const int capacity = amply(table_->capacity, needed);
+        if (!grow_entries(table_, capacity)) return false;
+        if constexpr (kRolling<Table>) {
+            table_->capacity = capacity;
+            return true;
+        } else {
+            return grow_next(table_, table_->capacity, capacity);
+        }
     }
 
-    // The new node of the edge between two nodes.
-    int operator()(int a, int b) {
+    // The new node of the edge between two nodes; at a level, in tables that have levels.
+    int operator()(int a, int b, [[maybe_unused]] int level = 0) {
         const int lo = std::min(a, b), hi = std::max(a, b);
-        for (int slot = table_->head[lo]; slot != 0; slot = table_->next[slot]) {
-            if (table_->max_node[slot - 1] == hi) return slot - 1;
+        int &head = table_->head[lo - base_];
+        for (int slot = head; slot != 0; slot = table_->next[slot]) {
+            // No slot is used twice: slots and entries count alike in both forms.
+            const int entry = slot - 1;
+            bool same = table_->max_node[entry] == hi;
+            if constexpr (kRolling<Table>) same = same && table_->min_node[entry] == lo;
+            if constexpr (kHasLevel<Table>) same = same && table_->level_flag[entry] == level;
+            if (same) return entry;
         }
         const int entry = table_->count++;
         table_->min_node[entry] = lo;
         table_->max_node[entry] = hi;
-        table_->next[entry + 1] = table_->head[lo];
-        table_->head[lo] = entry + 1;
+        if constexpr (kHasLevel<Table>) {
+            table_->level_flag[entry] = static_cast<unsigned char>(level);
+            ++(level != 0 ? table_->nupper : table_->nlower);
+        }
+        if constexpr (kRolling<Table>) table_->slot_entry[table_->next_slot++ - 1] = entry;
+        table_->next[entry + 1] = head;
+        head = entry + 1;
         return entry;
     }
 
   private:
-    EdgeTable *table_;
+    // The next capacity in whole steps, by an eighth at least: `next` may move, and be copied, each time. 0
+    // when an int can't count it.
+    int amply(int capacity, std::int64_t needed) const {
+        const std::int64_t short_by = std::max<std::int64_t>(needed - capacity, capacity / 8);
+        const std::int64_t steps = (short_by + table_->grow - 1) / table_->grow;
+        const std::int64_t ample = capacity + steps * table_->grow;
+        return ample <= std::numeric_limits<int>::max() ? static_cast<int>(ample) : 0;
+    }
+
+    Table *table_;
+    int base_ = 0;
 };
 
 }  // namespace isofield::detail

@@ -66,6 +66,15 @@ bool grow_in_steps(T *&array, int &capacity, std::int64_t needed, int step, cons
     return true;
 }
 
+// The same for arrays that grow long: by an eighth at least.
+template <class T>
+bool grow_amply(T *&array, int &capacity, std::int64_t needed, int step, const char *unit,
+                int line = __builtin_LINE()) {
+    if (needed <= capacity) return true;
+    return grow_in_steps(array, capacity, std::max<std::int64_t>(needed, capacity + capacity / 8), step, unit,
+                         line);
+}
+
 // A result array, which grows in steps. Frees itself unless handed over.
 template <class T>
 class OutputArray {

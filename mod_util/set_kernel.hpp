@@ -127,7 +127,7 @@ int extract_set(MeshInfo *mesh, int set, int null_flag, const unsigned char *mas
     KernelOutput output(Cases::kTraits, mask, table, connect, size, capacity, cell_list);
     if (!table || !output.create()) return output.stop(0);
 
-    EdgeLookup edges(table);
+    EdgeLookup<EdgeTable> edges(table);
     ActiveCells active;
     int made = 0;
     for (int first = 0, end; first < ncells; first = end) {

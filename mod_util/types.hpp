@@ -51,6 +51,10 @@ int visit(int dtype, Function &&f, Unknown &&unknown) {
     }
 }
 
+inline bool is_type(int dtype) {
+    return dtype >= 0 && dtype < 6;
+}
+
 // visit for the dispatchers that report an unknown code under a module word.
 template <class Function>
 int visit_or_report(int dtype, const char *module, Function &&f) {
