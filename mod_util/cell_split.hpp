@@ -193,21 +193,24 @@ class CellSplitter {
         const unsigned char *corner = tables.connect_list + tables.c_ind[lower];
         const unsigned char *is_new = tables.new_flag_list + tables.c_ind[lower];
         for (int piece = 0; piece < tables.ncell[lower]; ++piece) {
-            constexpr int kCorners = Tet::kNodes;
-            std::array<int, kCorners> sub_number;
-            std::array<int, kCorners + PieceTraits<Tet>::kCutNodes> sub_entry;
+            constexpr std::size_t kCorners = Tet::kNodes;
+            std::array<std::size_t, kCorners> at;
             unsigned sub_above = 0;
             for (std::size_t c = 0; c < kCorners; ++c, ++corner, ++is_new) {
-                const auto at = static_cast<std::size_t>(*corner + Kind::kNodes * *is_new);
-                sub_number[c] = number[at];
-                sub_entry[c] = entry[at];
+                at[c] = static_cast<std::size_t>(*corner + Kind::kNodes * *is_new);
                 // A new node lies at the lower level, which is not above the upper one.
-                sub_above |= (above >> at & 1u) << c;
+                sub_above |= (above >> at[c] & 1u) << c;
             }
             const unsigned sub_inside = Tet::kAllKept & ~sub_above;
             if (sub_inside == Tet::kAllKept) {
-                out = std::copy_n(sub_entry.begin(), kCorners, out);
+                for (const std::size_t n : at) *out++ = entry[n];
             } else if (sub_inside != 0) {
+                std::array<int, kCorners> sub_number;
+                std::array<int, kCorners + PieceTraits<Tet>::kCutNodes> sub_entry;
+                for (std::size_t c = 0; c < kCorners; ++c) {
+                    sub_number[c] = number[at[c]];
+                    sub_entry[c] = entry[at[c]];
+                }
                 out = expand<Tet>(sub_inside, 1, sub_number.data(), sub_entry.data(), out);
             }
         }

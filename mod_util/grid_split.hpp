@@ -52,7 +52,17 @@ inline void clean(EdgeTable2Str *table, int n) {
     UTILedge_table2_clean(table, n);
 }
 
-// The results that all sweeps have. Tables with levels make bands, others cuts.
+// Loops that compilers turn into vector code.
+inline void add_bit(const unsigned char *__restrict mask, unsigned bit, int n,
+                    unsigned char *__restrict cases) {
+    const auto byte = static_cast<unsigned char>(bit);
+    for (int i = 0; i < n; ++i) cases[i] |= mask[i] & byte;
+}
+inline void clear_where(const unsigned char *__restrict mask, int n, unsigned char *__restrict cases) {
+    for (int i = 0; i < n; ++i) cases[i] &= static_cast<unsigned char>(~mask[i]);
+}
+
+// The sweep. Tables with levels make bands, others cuts.
 template <class Kind, class Table>
 class GridSplit {
   public:
@@ -137,17 +147,12 @@ class GridSplit {
 
     void find_cases(int j, Working<unsigned char> GridPlane::*masks, unsigned char *cases) const {
         std::memset(cases, 0, static_cast<std::size_t>(d0_ - 1));
-        for (std::size_t n = 0; n < kNodes; ++n) {
-            const unsigned char *mask = at_corner(n, j, masks);
-            const auto bit = static_cast<unsigned char>(1u << n);
-            for (int i = 0; i < d0_ - 1; ++i) cases[i] |= mask[i] & bit;
-        }
+        for (std::size_t n = 0; n < kNodes; ++n) add_bit(at_corner(n, j, masks), 1u << n, d0_ - 1, cases);
     }
 
     void drop_nulls(int j, unsigned char *cases) const {
         for (std::size_t n = 0; n < kNodes; ++n) {
-            const unsigned char *null = at_corner(n, j, &GridPlane::null);
-            for (int i = 0; i < d0_ - 1; ++i) cases[i] &= static_cast<unsigned char>(~null[i]);
+            clear_where(at_corner(n, j, &GridPlane::null), d0_ - 1, cases);
         }
     }
 

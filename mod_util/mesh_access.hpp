@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <limits>
 
 #include "isofield.h"
 
@@ -87,6 +88,11 @@ class NodeSplitter {
         if (naxes_ == 2) return {node - row * dims_[0], row, 0};
         const int plane = by1_(row);
         return {node - row * dims_[0], row - plane * dims_[1], plane};
+    }
+
+    // The node behind the last one of the row that a node with this index stands in.
+    int row_end(int node, const GridIndex &index) const {
+        return naxes_ < 2 ? std::numeric_limits<int>::max() : node - index[0] + dims_[0];
     }
 
   private:

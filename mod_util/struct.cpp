@@ -1,4 +1,7 @@
 // Structured connectivity, and the coordinates of uniform and rectilinear grids.
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdio>
 
 #include "mesh_access.hpp"
@@ -16,9 +19,16 @@ template <class Axes>
 void write_coords(const Axes &axes, const NodeSplitter &split, int first, int end, int comp_first,
                   int comp_end, float *out) {
     const int width = comp_end - comp_first;
-    for (int node = first; node < end; ++node, out += width) {
-        const GridIndex index = split(node);
-        for (int d = comp_first; d < comp_end; ++d) out[d] = axes(d, index);
+    for (int node = first, row_end; node < end; node = row_end) {
+        GridIndex index = split(node);
+        row_end = std::min(end, split.row_end(node, index));
+        // Along a row only component 0 changes.
+        std::array<float, 3> row{};
+        for (int d = comp_first; d < comp_end; ++d) row[static_cast<std::size_t>(d)] = axes(d, index);
+        for (int n = node; n < row_end; ++n, ++index[0], out += width) {
+            if (comp_first < 1) row[0] = axes(0, index);
+            for (int d = comp_first; d < comp_end; ++d) out[d] = row[static_cast<std::size_t>(d)];
+        }
     }
 }
 
