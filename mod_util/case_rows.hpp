@@ -29,6 +29,10 @@ struct ContourRow {
     const char *lines_hi;
 };
 
+// The most new nodes and cells that a row of a kind's table of cuts has, by type index.
+inline constexpr int kMostCutNodes[] = {4, 7, 6, 12, 2, 4};
+inline constexpr int kMostCutPieces[] = {4, 9, 7, 13, 2, 4};
+
 constexpr int count_words(const char *text) {
     int words = *text != 0;
     for (; *text; text++) words += *text == ' ';
@@ -150,6 +154,18 @@ struct LineLists {
         }
     }
 };
+
+// True when no row of a table has more new nodes or cells than that.
+template <class Table>
+constexpr bool rows_within(const Table &table, int most_nodes, int most_cells) {
+    for (const int count : table.nnew_nodes) {
+        if (count > most_nodes) return false;
+    }
+    for (const int count : table.ncell) {
+        if (count > most_cells) return false;
+    }
+    return true;
+}
 
 template <std::size_t kRows>
 constexpr TableSizes table_sizes(const CutRow (&rows)[kRows]) {

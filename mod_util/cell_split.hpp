@@ -8,14 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "case_rows.hpp"
 #include "case_tables.hpp"
 #include "output_array.hpp"
 
 namespace isofield::detail {
-
-// The most new nodes and pieces that a row of a kind's cut table has, by type index.
-inline constexpr std::array<int, 6> kMostCutNodes = {4, 7, 6, 12, 2, 4};
-inline constexpr std::array<int, 6> kMostCutPieces = {4, 9, 7, 13, 2, 4};
 
 // What pieces of a kind are, and how much one cell can make at most.
 template <class Kind>

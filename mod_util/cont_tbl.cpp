@@ -96,6 +96,9 @@ constexpr ContourRow kRowsQuad[] = {
 constexpr ContourTable<kRowsTri, 3> kTri;
 constexpr ContourTable<kRowsQuad, 4> kQuad;
 
+// The room that kernels keep for the new nodes and the triangles of a cell of n nodes: 2 n and n + 1.
+static_assert(rows_within(kTri, 2 * 3, 3 + 1) && rows_within(kQuad, 2 * 4, 4 + 1));
+
 }  // namespace
 
 // Numbers of rows, new nodes, cells and connect entries, with the unused first ones.

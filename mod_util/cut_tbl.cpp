@@ -7,6 +7,8 @@ namespace {
 using isofield::detail::CutLineTable;
 using isofield::detail::CutRow;
 using isofield::detail::CutTable;
+using isofield::detail::kMostCutNodes;
+using isofield::detail::kMostCutPieces;
 
 // clang-format off
 
@@ -196,6 +198,12 @@ constexpr CutTable<kRowsPyr> kPyr;
 constexpr CutTable<kRowsPrism> kPrism;
 constexpr CutLineTable<kRowsTri> kTriLines;
 constexpr CutLineTable<kRowsQuad> kQuadLines;
+
+static_assert(rows_within(kTet, kMostCutNodes[0], kMostCutPieces[0]));
+static_assert(rows_within(kPrism, kMostCutNodes[1], kMostCutPieces[1]));
+static_assert(rows_within(kPyr, kMostCutNodes[2], kMostCutPieces[2]));
+static_assert(rows_within(kTri, kMostCutNodes[4], kMostCutPieces[4]));
+static_assert(rows_within(kQuad, kMostCutNodes[5], kMostCutPieces[5]));
 
 }  // namespace
 

@@ -19,6 +19,8 @@ constexpr CutRow kRowsHex[] = {
 
 constexpr CutTable<kRowsHex> kHex;
 
+static_assert(rows_within(kHex, isofield::detail::kMostCutNodes[3], isofield::detail::kMostCutPieces[3]));
+
 }  // namespace
 
 // Numbers of rows, new nodes, cells and connect entries.
