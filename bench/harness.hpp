@@ -41,6 +41,8 @@ int run(const std::vector<Case> &cases, const Options &options);
 std::vector<bench::Case> isosurface_cases();
 std::vector<bench::Case> cell_cases();
 std::vector<bench::Case> isoline_cases();
+std::vector<bench::Case> cut_cases();
+std::vector<bench::Case> band_cases();
 std::vector<bench::Case> probe_cases();
 std::vector<bench::Case> integral_cases();
 

@@ -4,8 +4,8 @@
 #include <vtkMarchingSquares.h>
 #include <vtkSynchronizedTemplates2D.h>
 
-#include "cell_mesh.hpp"
 #include "extraction.hpp"
+#include "lattice.hpp"
 
 namespace {
 
@@ -17,27 +17,8 @@ std::vector<bench::Contestant> grid_contestants(const FieldPtr &plane) {
             bench::peer<vtkMarchingSquares>("vtkMarchingSquares", plane)};
 }
 
-// A sheet that waves in space, of ni x nj squares in two triangles each.
-FieldPtr triangle_sheet(int ni, int nj, double waves) {
-    bench::CellMesh sheet;
-    const double scale = bench::wave_scale(ni, waves);
-    for (int j = 0; j <= nj; ++j) {
-        for (int i = 0; i <= ni; ++i) {
-            const double height = 3 * bench::wave(0, j * scale / 4, i * scale / 4);
-            sheet.add_node(i, j, height, bench::wave(i * scale, j * scale, 0));
-        }
-    }
-    std::vector<int> &triangles = sheet.cells[bench::kTri];
-    for (int j = 0; j < nj; ++j) {
-        for (int i = 0; i < ni; ++i) {
-            const int a = i + (ni + 1) * j, b = a + ni + 1;
-            triangles.insert(triangles.end(), {a, a + 1, b + 1, a, b + 1, b});
-        }
-    }
-    return bench::cell_field(sheet);
-}
-
-std::vector<bench::Contestant> triangle_contestants(const FieldPtr &sheet) {
+std::vector<bench::Contestant> triangle_contestants(const bench::CellMesh &mesh) {
+    const FieldPtr sheet = bench::cell_field(mesh);
     return {bench::our_isolines(sheet), bench::peer<vtkContourFilter>("vtkContourFilter", sheet)};
 }
 
@@ -48,7 +29,7 @@ std::vector<bench::Case> isoline_cases() {
         {"lines/grid/2048^2", [] { return grid_contestants(bench::wave_image(2048, 2048, 1, 16, 0.0f)); }},
         {"lines/grid-noisy/2048^2",
          [] { return grid_contestants(bench::wave_image(2048, 2048, 1, 16, 0.5f)); }},
-        {"lines/tri/1M", [] { return triangle_contestants(triangle_sheet(1000, 500, 16)); }},
-        {"lines/tri/2M", [] { return triangle_contestants(triangle_sheet(1000, 1000, 16)); }},
+        {"lines/tri/1M", [] { return triangle_contestants(bench::triangle_sheet(1000, 500, 16)); }},
+        {"lines/tri/2M", [] { return triangle_contestants(bench::triangle_sheet(1000, 1000, 16)); }},
     };
 }

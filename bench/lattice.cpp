@@ -59,4 +59,23 @@ CellMesh tet_lattice(int n, double waves) {
     return std::move(lattice.mesh);
 }
 
+CellMesh triangle_sheet(int ni, int nj, double waves) {
+    CellMesh sheet;
+    const double scale = wave_scale(ni, waves);
+    for (int j = 0; j <= nj; ++j) {
+        for (int i = 0; i <= ni; ++i) {
+            const double height = 3 * wave(0, j * scale / 4, i * scale / 4);
+            sheet.add_node(i, j, height, wave(i * scale, j * scale, 0));
+        }
+    }
+    std::vector<int> &triangles = sheet.cells[kTri];
+    for (int j = 0; j < nj; ++j) {
+        for (int i = 0; i < ni; ++i) {
+            const int a = i + (ni + 1) * j, b = a + ni + 1;
+            triangles.insert(triangles.end(), {a, a + 1, b + 1, a, b + 1, b});
+        }
+    }
+    return sheet;
+}
+
 }  // namespace bench

@@ -1,4 +1,4 @@
-// Cubes of warped cubes, filled with cells of one kind or several.
+// Cubes of warped cubes, filled with cells of one kind or several, and a sheet of triangles.
 #ifndef ISOFIELD_BENCH_LATTICE_HPP
 #define ISOFIELD_BENCH_LATTICE_HPP
 
@@ -38,6 +38,9 @@ class Lattice {
 
 CellMesh hex_lattice(int n, double waves, double growth = 1);
 CellMesh tet_lattice(int n, double waves);
+
+// A sheet that waves in space, of ni x nj squares in two triangles each.
+CellMesh triangle_sheet(int ni, int nj, double waves);
 
 }  // namespace bench
 

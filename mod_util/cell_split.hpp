@@ -194,7 +194,7 @@ class CellSplitter {
             std::array<std::size_t, kCorners> at;
             unsigned sub_above = 0;
             for (std::size_t c = 0; c < kCorners; ++c, ++corner, ++is_new) {
-                at[c] = static_cast<std::size_t>(*corner + Kind::kNodes * *is_new);
+                at[c] = *corner + std::size_t{Kind::kNodes} * *is_new;
                 // A new node lies at the lower level, which is not above the upper one.
                 sub_above |= (above >> at[c] & 1u) << c;
             }

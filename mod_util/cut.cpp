@@ -149,7 +149,7 @@ class CutCells {
     // A kernel fills lists of its own for the pieces, which are turned into lists of the cells.
     bool run_pieces(MeshInfo *record, int set, CutKernel kernel, const Pieces &pieces, int first) {
         if (!lists(set).wanted()) return run_kernel(record, set, kernel, cell_count_, cell_list_);
-        const auto nwords = static_cast<std::size_t>(kTypes * mesh_->ncell_sets);
+        const std::size_t nwords = std::size_t{kTypes} * static_cast<std::size_t>(mesh_->ncell_sets);
         const Working<int> counts = allocate_cleared<int>(nwords);
         const Working<int *> of_pieces = allocate_cleared<int *>(nwords);
         if (!counts || !of_pieces) return false;

@@ -54,39 +54,11 @@ int eval_param(int npairs, int veclen, const T *data, bool has_null, T null_valu
     return 1;
 }
 
-// ---- Node positions by mesh kind: position(node, xyz) writes nspace floats.
+// ---- Pairs of nodes on meshes with coordinates
 
-class ExplicitPosition {
-  public:
-    ExplicitPosition(const float *coords, int nspace) : coords_(coords), nspace_(nspace) {}
-
-    void operator()(int node, float *xyz) const {
-        std::copy_n(coords_ + static_cast<std::ptrdiff_t>(node) * nspace_, nspace_, xyz);
-    }
-
-  private:
-    const float *coords_;
-    int nspace_;
-};
-
-template <class Axes>
-class GridPosition {
-  public:
-    GridPosition(const MeshInfo *mesh, const float *points)
-        : nspace_(mesh->nspace),
-          split_(mesh->ndim, mesh->dims),
-          axes_(mesh->ndim, mesh->dims, mesh->nspace, points) {}
-
-    void operator()(int node, float *xyz) const {
-        const GridIndex index = split_(node);
-        for (int d = 0; d < nspace_; ++d) xyz[d] = axes_(d, index);
-    }
-
-  private:
-    int nspace_;
-    NodeSplitter split_;
-    Axes axes_;
-};
+void copy_coords(const float *coords, int nspace, int node, float *out) {
+    std::copy_n(coords + static_cast<std::ptrdiff_t>(node) * nspace, nspace, out);
+}
 
 template <int kNspace>
 int eval_explicit_coords(const float *coords, int npairs, const int *list_a, const int *list_b,
@@ -100,8 +72,8 @@ int eval_explicit_coords(const float *coords, int npairs, const int *list_a, con
     return 1;
 }
 
-// ---- Pairs of nodes on grids with axes, a block at a time, in plain loops that compilers turn into vector
-// code.
+// ---- Nodes and pairs of nodes on grids with axes, a block at a time, in plain loops that compilers turn
+// into vector code.
 
 constexpr int kBlock = 256;
 
@@ -179,9 +151,22 @@ int eval_grid_coords(MeshInfo *mesh, int npairs, const int *list_a, const int *l
     return 1;
 }
 
-template <class Position>
-int gather_coords(const Position &position, int nspace, int count, const int *list, float *out) {
-    for (int k = 0; k < count; ++k, out += nspace) position(list[k], out);
+template <class Axes>
+int gather_grid_coords(MeshInfo *mesh, int total, const int *list, float *out) {
+    const float *points = fetch_points(mesh);
+    if (!points) return 0;
+    const Axes axes(mesh->ndim, mesh->dims, mesh->nspace, points);
+    for (int count; total > 0; total -= count, list += count, out += count * mesh->nspace) {
+        count = std::min(total, kBlock);
+        BlockIndices index;
+        split_block(mesh->ndim, mesh->dims, count, list, index);
+        for (int d = 0; d < mesh->nspace; ++d) {
+            const float constant = d < mesh->ndim ? 0 : axes(d, {});
+            for (int i = 0; i < count; ++i) {
+                out[i * mesh->nspace + d] = d < mesh->ndim ? axes.on_axis(d, index.axis[d][i]) : constant;
+            }
+        }
+    }
     return 1;
 }
 
@@ -278,9 +263,9 @@ int UTILget_coord_list(MeshInfo *mesh, int count, const int *list, float *out) {
 int UTILcoord_list(MeshInfo *mesh, int, const int *list, float *out) {
     const float *coords = fetch_coords(mesh);
     if (!coords) return 0;
-    const ExplicitPosition position(coords, mesh->nspace);
     for (int node = 0; node < mesh->nnodes; ++node) {
-        if (list[node] >= 0) position(node, out + static_cast<std::ptrdiff_t>(list[node]) * mesh->nspace);
+        if (list[node] < 0) continue;
+        copy_coords(coords, mesh->nspace, node, out + static_cast<std::ptrdiff_t>(list[node]) * mesh->nspace);
     }
     return 1;
 }
@@ -288,19 +273,16 @@ int UTILcoord_list(MeshInfo *mesh, int, const int *list, float *out) {
 int UTILcoord_list_struct(MeshInfo *mesh, int count, const int *list, float *out) {
     const float *coords = fetch_coords(mesh);
     if (!coords) return 0;
-    return gather_coords(ExplicitPosition(coords, mesh->nspace), mesh->nspace, count, list, out);
+    for (int k = 0; k < count; ++k, out += mesh->nspace) copy_coords(coords, mesh->nspace, list[k], out);
+    return 1;
 }
 
 int UTILcoord_list_unif(MeshInfo *mesh, int count, const int *list, float *out) {
-    const float *points = fetch_points(mesh);
-    if (!points) return 0;
-    return gather_coords(GridPosition<UniformAxes>(mesh, points), mesh->nspace, count, list, out);
+    return gather_grid_coords<UniformAxes>(mesh, count, list, out);
 }
 
 int UTILcoord_list_rect(MeshInfo *mesh, int count, const int *list, float *out) {
-    const float *points = fetch_points(mesh);
-    if (!points) return 0;
-    return gather_coords(GridPosition<RectilinearAxes>(mesh, points), mesh->nspace, count, list, out);
+    return gather_grid_coords<RectilinearAxes>(mesh, count, list, out);
 }
 
 int UTILget_data_list(MeshInfo *mesh, int dtype, int veclen, const void *data, int count, const int *list,
