@@ -232,6 +232,13 @@ class Call {
     std::exception_ptr thrown_;
 };
 
+inline void check_rows(const DataView &data, std::size_t rows, const char *elements) {
+    if (data.rows() != rows) {
+        throw BadInput("data has " + std::to_string(data.rows()) + " rows, but the mesh has " +
+                       std::to_string(rows) + " " + elements);
+    }
+}
+
 // A null value in the data's own type, as the library takes it.
 class Null {
   public:

@@ -658,7 +658,8 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  * kept) is no row, its cell is kept whole. New nodes lie on the edges with one end kept, each such edge once,
  * in no special order; within a case they count from 0. On a face of a volume cell with two diagonal nodes
  * kept these stay apart; in a quad the middle belongs with nodes 0 and 2, kept or not. Neighbours may split
- * their common face along different diagonals.
+ * their common face along different diagonals. With new nodes in the middle of their edges no output cell is
+ * inverted; elsewhere one tetrahedron of the prism's cases 29 and 43 may be, where the cut is far from plane.
  *
  *   CUTmax_index_K            2 to the number of nodes, less 1
  *   CUTnold_nodes_K[c]        nodes kept
@@ -1048,7 +1049,7 @@ ISOFIELD_API int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const 
  * with two diagonal nodes kept keep these apart, so that a band and its neighbours leave gaps there (see case
  * tables); flat cells and tetrahedra tile exactly.
  * Result 1; 0 on a failure or when interrupted. A mesh kind without the method is reported ("no contour
- * function found\n"): 0. */
+ * function found\n"): 0, and the results are left as they were. */
 ISOFIELD_API int UTILcontour(MeshInfo *mesh, const void *data, int dtype, int null_flag,
                              const void *null_value, double lo, double hi, int *nold, int **node_map,
                              int *nnew, int **min_node, int **max_node, char **level_flag, int *ncells,
@@ -1181,7 +1182,7 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  *                within the set; the words of a set without the method are 0. On grids there are six words in
  *                all, and cells have packed numbers. The lists are the caller's, also those with a count of 0
  * Result 1; 0 on a failure or when interrupted. A mesh kind without the method is reported ("no cut function
- * found\n"): 0. */
+ * found\n"): 0, and the results are left as they were. */
 ISOFIELD_API int UTILcut(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value,
                          double level, int side, int *nold, int **node_map, int *nnew, int **min_node,
                          int **max_node, int *ncells, int **connect, int *connect_size, int *cell_count,

@@ -1,6 +1,6 @@
-/* The library from C, through the shared libraries: a sphere's surface in a uniform grid, a line on two sets
- * of cells, and values at points of them. Exits with 0 when the sphere's area and Euler number, the line and
- * its cells, and the values come out right. */
+/* The library from C, through the shared libraries: a sphere's surface in a uniform grid, a line, a band and a
+ * cut on two sets of cells, and values at points of them. Exits with 0 when the sphere's area and Euler number,
+ * the line and its cells, the parts and the values come out right. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -14,6 +14,34 @@ static double area_of(const float *a, const float *b, const float *c) {
     const double v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
     const double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
     return sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]) / 2;
+}
+
+/* On the cells below: where x lies between 0.25 and 0.75, and where it is at least 0.5. */
+static int parts_of_cells(MeshInfo *mesh, const float *x) {
+    int nold, nnew, *map, *min_node, *max_node, ncells[6], *connect[6], size[6];
+    int nlines[2] = {1, 0}, *lines[2], cell_count[12], *cell_list[12];
+    char *level_flag;
+    float *coords;
+    if (UTILcontour(mesh, x, 4, 0, NULL, 0.25, 0.75, &nold, &map, &nnew, &min_node, &max_node, &level_flag,
+                    ncells, connect, size, 2, &coords, &nlines[0], &lines[0], &nlines[1], &lines[1]) != 1) {
+        return 0;
+    }
+    int right = nold == 0 && nnew == 8 && ncells[4] == 6 && size[4] == 18;
+    for (int i = 0; i < nnew; ++i) right = right && coords[2 * i] == (level_flag[i] ? 0.75f : 0.25f);
+    void *const made[] = {min_node, max_node, level_flag, connect[4], coords, lines[0]};
+    for (int i = 0; i < 6; ++i) ARRfree_f(made[i], __FILE__, __LINE__);
+    free(map);
+    if (UTILcut(mesh, x, 4, 0, NULL, 0.5, 0, &nold, &map, &nnew, &min_node, &max_node, ncells, connect, size,
+                cell_count, cell_list) != 1) {
+        return 0;
+    }
+    right = right && nold == 3 && map[5] == 2 && nnew == 4 && ncells[4] == 5 && cell_count[4] == 2 &&
+            cell_count[10] == 3 && cell_list[10][0] == 0 && cell_list[10][2] == 1;
+    for (int i = 0; i < 12; ++i) ARRfree_f(cell_list[i], __FILE__, __LINE__);
+    int *const cut[] = {min_node, max_node, connect[4]};
+    for (int i = 0; i < 3; ++i) ARRfree_f(cut[i], __FILE__, __LINE__);
+    free(map);
+    return right;
 }
 
 /* A line along x = 0.75 crosses a quadrilateral and the two triangles above it. */
@@ -32,10 +60,11 @@ static int line_on_cells(void) {
         return 0;
     }
     /* New nodes on the edges 0-1, 2-3, 3-5 and 4-5; the triangles share the one on 3-5. */
-    const int right = nnew == 4 && nlines == 3 && nconnect == 6 && cell_count[0] == 1 && cell_count[1] == 2 &&
-                      cell_list[1][0] == 0 && cell_list[1][1] == 1 && min_node[1] == 2 && max_node[1] == 3;
+    int right = nnew == 4 && nlines == 3 && nconnect == 6 && cell_count[0] == 1 && cell_count[1] == 2 &&
+                cell_list[1][0] == 0 && cell_list[1][1] == 1 && min_node[1] == 2 && max_node[1] == 3;
     int *const arrays[] = {min_node, max_node, connect, cell_list[0], cell_list[1]};
     for (int i = 0; i < 5; ++i) ARRfree_f(arrays[i], __FILE__, __LINE__);
+    right = right && parts_of_cells(mesh, x);
     isohost_mesh_free(mesh);
     return right;
 }

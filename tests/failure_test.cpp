@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "plain_split.hpp"
 #include "recording_host.hpp"
-#include "support.hpp"
 
 namespace {
 
@@ -312,12 +312,18 @@ std::pair<int, Recording> watch(Call call, int fail_at = -1, int interrupt_at = 
 }
 
 // With each allocation failing and each poll interrupting, a run is whole or fails. `spared` allocations can
-// be done without; the answer to 100 percent does not count. Returns the whole run.
+// be done without; the answer to 100 percent does not count. Returns the whole run, with the reports of those
+// that failed.
 template <class Call>
 Recording expect_all_or_nothing(int spared, Call call) {
     EXPECT_EQ(watch(call).first, 1);
-    const Recording whole = watch(call).second;
-    for (int n = 0; n < whole.allocations; ++n) spared -= watch(call, n).first;
+    Recording whole = watch(call).second;
+    EXPECT_TRUE(whole.reports.empty());
+    for (int n = 0; n < whole.allocations; ++n) {
+        const auto [result, record] = watch(call, n);
+        spared -= result;
+        whole.reports.insert(whole.reports.end(), record.reports.begin(), record.reports.end());
+    }
     EXPECT_EQ(spared, 0);
     for (int n = 0; n < whole.polls; ++n) {
         const auto [result, record] = watch(call, -1, n);
@@ -327,9 +333,9 @@ Recording expect_all_or_nothing(int spared, Call call) {
     return whole;
 }
 
-// Without the last set, where there is one, and without coordinates.
+// Without the cells of a set, and without coordinates.
 template <class Call>
-void expect_refusals(MeshInfo *mesh, Call call) {
+void expect_refusals(MeshInfo *mesh, Call call, bool needs_coords = true) {
     mesh->get_cell_set = [](MeshInfo *, int, int **) { return 0; };
     mesh->get_coords = [](MeshInfo *, float **) { return 0; };
     const auto expect_refused = [&](auto *&array, const char *text) {
@@ -339,9 +345,9 @@ void expect_refusals(MeshInfo *mesh, Call call) {
         EXPECT_EQ(record.reports, std::vector<std::string>{text});
         array = kept;
     };
-    if (mesh->ndim == 0)
-        expect_refused(mesh->cell_connect[mesh->ncell_sets - 1], "util: unable to get cell set\n");
-    expect_refused(mesh->coords, "util: unable to get field coordinates\n");
+    for (int set = 0; mesh->ndim == 0 && set < mesh->ncell_sets; ++set)
+        expect_refused(mesh->cell_connect[set], "util: unable to get cell set\n");
+    if (needs_coords) expect_refused(mesh->coords, "util: unable to get field coordinates\n");
 }
 
 // Cells that crowd in one corner, so that lists grow and have an index.
@@ -452,6 +458,99 @@ TEST(SearchFailures, UnknownTypesAndMissingMethods) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "interpolate: unknown data type\nUTILcell_to_node: no function found\n"
               "UTILfind_cell: unable to find interp_cell function\n");
+}
+
+// ---- Bands and cuts
+
+TEST(SplitFailures, PartsAreWholeOrNone) {
+    const CellMesh cells = all_kinds(8);
+    for (const SplitAt &at : {SplitAt{10, 25}, cut_at(20, 0)}) {
+        const MeshPtr sets = cells.make(), box = unit_grid({16, 15, 20}), plane = unit_grid({60, 70});
+        for (MeshInfo *mesh : {sets.get(), box.get(), plane.get()}) {
+            const bool on_sets = mesh->ndim == 0;
+            const auto data = random_values<int>(static_cast<std::size_t>(mesh->nnodes), 40, 4);
+            const auto run = [&] { return split(mesh, data, at).result; };
+            const PlainSplit plain(mesh, data, at);
+            const std::ptrdiff_t masks = !at.is_cut ? 0 : on_sets ? 1 : 2;
+            const Recording whole = expect_all_or_nothing(static_cast<int>(masks), run);
+            EXPECT_EQ(whole.percents, plain.percents);
+            EXPECT_EQ(whole.ranges, plain.ranges);
+            const auto reports = [&](const std::string &text) {
+                return std::count(whole.reports.begin(), whole.reports.end(), text);
+            };
+            EXPECT_EQ(reports(kNoMask), masks);
+            EXPECT_EQ(reports("UTILcut: realloc for cell list failed\n") > 1, at.is_cut);
+            EXPECT_EQ(reports("UTILcut: realloc for connect list failed\n") > 1, at.is_cut && on_sets);
+            EXPECT_EQ(whole.reports.empty(), !at.is_cut);
+            if (on_sets) expect_refusals(mesh, run, !at.is_cut);
+        }
+    }
+}
+
+TEST(SplitFailures, PlanesMayNotBeHad) {
+    static int refused;
+    const MeshPtr box = unit_grid({3, 3, 5}), plane = unit_grid({9, 5});
+    const std::vector<int> data = random_values<int>(45, 9, 4);
+    for (MeshInfo *mesh : {box.get(), plane.get()}) {
+        mesh->get_sub_coords = [](MeshInfo *m, const int *min, const int *, float *) {
+            return min[m->ndim - 1] == refused ? 0 : 1;
+        };
+        for (refused = 0; refused < 5; ++refused) {
+            const auto [result, record] = watch([&] { return split(mesh, data, {2, 5}).result; });
+            EXPECT_EQ(result, 0);
+            EXPECT_EQ(record.reports,
+                      std::vector<std::string>{"util: unable to get field sub-coordinates\n"});
+        }
+    }
+}
+
+// A kernel on its own, with a table, and for a cut a mask and lists of cells.
+Recording run_split_kernel(MeshInfo *mesh, const std::vector<int> &data, bool is_cut, int fail_at = -1,
+                           int interrupt_at = -1) {
+    const std::vector<int> map(data.size());
+    int ncells[6] = {}, sizes[6] = {}, capacity[6] = {}, counts[6] = {}, nlines[2] = {1, 1};
+    int *arrays[14] = {}, **const connect = arrays, **const lists = arrays + 6, **const lines = arrays + 12;
+    start_recording(fail_at, interrupt_at);
+    auto *const table = is_cut ? UTILedge_table_create(mesh->nnodes) : nullptr;
+    auto *const table2 = is_cut ? nullptr : UTILedge_table2_create(mesh->nnodes);
+    auto *const mask = is_cut ? static_cast<unsigned char *>(std::malloc(data.size())) : nullptr;
+    if (is_cut) {
+        std::copy(data.begin(), data.end(), mask);
+        for (int t = 0; t < 6; ++t)
+            lists[t] = static_cast<int *>(ARRalloc_f(nullptr, 3, 1024, nullptr, "", 0));
+    }
+    const int result = is_cut ? UTILcut_quad(mesh, 0, 0, mask, 0, 0, map.data(), table, ncells, connect,
+                                             sizes, capacity, counts, lists)
+                              : UTILcontour_quad(mesh, 0, 3, data.data(), 0, nullptr, 0.5, 0.7, 0, map.data(),
+                                                 table2, ncells, connect, sizes, capacity, &nlines[0],
+                                                 &lines[0], &nlines[1], &lines[1]);
+    const Recording record = stop_recording();
+    EXPECT_EQ(result, fail_at < 0 && interrupt_at < 0);
+    for (int t = 0; t < 6; ++t) EXPECT_EQ(capacity[t] == -1, result == 0);
+    if (result == 1) {
+        std::free(mask);
+        UTILedge_table_delete(table);
+        UTILedge_table2_delete(table2);
+        for (int *array : arrays) ARRfree_f(array, "", 0);
+    } else {
+        for (const int *array : arrays) EXPECT_EQ(array, nullptr);
+    }
+    EXPECT_EQ(live_blocks(), 0u);
+    return record;
+}
+
+TEST(SplitFailures, AKernelThatStopsFreesWhatItWasGiven) {
+    const CellMesh cells{std::vector<float>(3 * 41 * 41), {{"quad_1", grid_connect({41, 41})}}};
+    const MeshPtr mesh = cells.make();
+    const std::vector<int> data = random_values<int>(cells.nnodes(), 1, 6);
+    for (const bool is_cut : {false, true}) {
+        const Recording whole = run_split_kernel(mesh.get(), data, is_cut);
+        const int given = is_cut ? 5 + 1 + 6 : 6;
+        EXPECT_GT(whole.allocations, given + 10);
+        EXPECT_GT(whole.polls, 3);
+        for (int n = given; n < whole.allocations; ++n) run_split_kernel(mesh.get(), data, is_cut, n);
+        for (int n = 0; n < whole.polls; ++n) run_split_kernel(mesh.get(), data, is_cut, -1, n);
+    }
 }
 
 // ---- Edge tables and records

@@ -7,8 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "isofield.hpp"
-#include "support.hpp"
+#include "front_support.hpp"
 
 namespace {
 
@@ -50,16 +49,6 @@ bool closed(const Surface &surface) {
         if (edges.count({b, a}) != edges.count({a, b})) return false;
     }
     return !edges.empty();
-}
-
-template <class F>
-std::string refusal(F call) {
-    try {
-        call();
-    } catch (const isofield::BadInput &refused) {
-        return refused.what();
-    }
-    return "accepted";
 }
 
 TEST(Front, ASphereOutlivesItsMeshAndCarriesData) {
@@ -359,12 +348,6 @@ TEST(Front, ACircleOnGridsOfTwoDimensions) {
 
 using isofield::Integral;
 using isofield::Locator;
-
-Mesh front_mesh(const CellMesh &cells) {
-    std::vector<isofield::CellSet> sets;
-    for (const CellSetData &set : cells.sets) sets.push_back({set.type, set.connect});
-    return Mesh::cells(cells.coords, sets);
-}
 
 TEST(Front, PlacesAndSamplesInCells) {
     const CellMesh cells = mixed_block(4);

@@ -118,23 +118,6 @@ TEST(SliceCells, SphereHasItsAreaAndVolumeAndPointsToTheUpperSide) {
 
 // ---- Quadratic cells
 
-// Six times a tetrahedron's volume, twice a triangle's area.
-double measure(const std::vector<float> &coords, const int *nodes, int nnodes) {
-    double v[3][3] = {{}, {}, {0, 0, 1}};
-    for (int n = 0; n < nnodes - 1; ++n) {
-        for (int d = 0; d < 3; ++d) {
-            const auto at = [&](int node) { return coords[static_cast<std::size_t>(3 * node + d)]; };
-            v[n][d] = at(nodes[n + 1]) - at(nodes[0]);
-        }
-    }
-    double sum = 0;
-    for (int d = 0; d < 3; ++d) {
-        const int e = (d + 1) % 3, f = (d + 2) % 3;
-        sum += v[0][d] * (v[1][e] * v[2][f] - v[1][f] * v[2][e]);
-    }
-    return sum;
-}
-
 // Tells a list of pieces, whose order is settled: the sum of its node numbers, each times its place.
 int fingerprint(const Connect &pieces) {
     int sum = 0;
