@@ -156,6 +156,18 @@ void take_nodes(const Dataset &dataset, vtkIdType cell, vtkIdList *ids, Nodes &n
     }
 }
 
+// The way back from Kind::order.
+FileCell make_file_cell(int type) {
+    const Kind &kind = kKinds.at(type);
+    FileCell cell{type, Nodes(static_cast<std::size_t>(isohost_cell_type_nodes(kind.type)))};
+    for (std::size_t i = 0; i < cell.nodes.size(); ++i) {
+        const int place = kind.order.empty() ? static_cast<int>(i) : kind.order[i];
+        cell.nodes[static_cast<std::size_t>(place)] = static_cast<int>(i);
+    }
+    if (type == VTK_WEDGE) turn_over(cell.nodes);
+    return cell;
+}
+
 CellCounts named(const std::map<int, std::size_t> &counts) {
     CellCounts result;
     for (const auto &[type, count] : counts) result.emplace_back(plural_of(type), count);
@@ -185,6 +197,24 @@ void take_cells(Dataset &dataset, vtkDataSet *data, std::span<const FileBlock> b
     dataset.cell_counts = named(counts);
     dataset.unknown_cells = named(unknown);
     if (!unknown.empty()) dataset.remarks.push_back(counts_text(dataset.unknown_cells) + " are not known");
+}
+
+const FileCell &file_cell(const std::string &type) {
+    static const std::map<std::string, FileCell> cells = [] {
+        std::map<std::string, FileCell> made;
+        for (const int written :
+             {VTK_TRIANGLE, VTK_QUAD, VTK_TETRA, VTK_WEDGE, VTK_PYRAMID, VTK_HEXAHEDRON}) {
+            made.emplace(kKinds.at(written).type, make_file_cell(written));
+        }
+        return made;
+    }();
+    return cells.at(type);
+}
+
+CellCounts count_cells(std::span<const unsigned char> types) {
+    std::map<int, std::size_t> counts;
+    for (const unsigned char type : types) ++counts[type];
+    return named(counts);
 }
 
 }  // namespace app

@@ -6,6 +6,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 #include "dataset.hpp"
 
@@ -22,6 +23,17 @@ struct FileBlock {
 // types that they are made of. Prisms are numbered by the sign of their volume: files have them either way.
 // Throws UsageError on a node that is not there.
 void take_cells(Dataset &dataset, vtkDataSet *data, std::span<const FileBlock> blocks);
+
+// The cells of files that one of the library's linear types is written as. Wedges have the first of their
+// triangles turned outwards, as VTK draws them.
+struct FileCell {
+    int type;
+    std::vector<int> nodes;  // per node of the file's cell that of the library's
+};
+const FileCell &file_cell(const std::string &type);
+
+// How many cells there are of each of VTK's types.
+CellCounts count_cells(std::span<const unsigned char> types);
 
 }  // namespace app
 #endif

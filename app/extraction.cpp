@@ -2,6 +2,8 @@
 
 #include <CLI/Option.hpp>
 
+#include <algorithm>
+
 #include "dataset_io.hpp"
 
 namespace app {
@@ -15,6 +17,56 @@ std::string range_text(const ComponentRange &range) {
     return text;
 }
 
+// A name may be that of a node array, a cell array or both.
+std::vector<const DataArray *> arrays_named(const Dataset &dataset, Association association,
+                                            const std::vector<std::string> &names) {
+    const auto has = [&](const std::string &name, Association where) {
+        return std::any_of(dataset.arrays.begin(), dataset.arrays.end(), [&](const DataArray &array) {
+            return array.name == name && array.association == where;
+        });
+    };
+    std::vector<std::string> own;
+    for (const std::string &name : names) {
+        const bool elsewhere = association == Association::kCell || has(name, Association::kCell);
+        if (!elsewhere || has(name, association)) own.push_back(name);
+    }
+    return own.empty() ? std::vector<const DataArray *>() : choose_arrays(dataset, association, own);
+}
+
+struct Attached {
+    std::vector<const DataArray *> node_arrays, cell_arrays;
+};
+
+// The node array `first` leads when none are named.
+Attached choose_attached(const Dataset &dataset, const std::vector<std::string> &names, Attach attach,
+                         const std::string &first) {
+    Attached chosen;
+    if (attach == Attach::kNodeArrays) {
+        if (!names.empty()) chosen.node_arrays = choose_arrays(dataset, Association::kNode, names);
+    } else if (!names.empty()) {
+        chosen.node_arrays = arrays_named(dataset, Association::kNode, names);
+        chosen.cell_arrays = arrays_named(dataset, Association::kCell, names);
+    } else {
+        for (const DataArray &array : dataset.arrays) {
+            if (!array.numeric) continue;
+            const bool of_nodes = array.association == Association::kNode;
+            auto &list = of_nodes ? chosen.node_arrays : chosen.cell_arrays;
+            list.insert(of_nodes && array.name == first ? list.begin() : list.end(), &array);
+        }
+    }
+    return chosen;
+}
+
+// But for the scalar.
+Field make_field(Dataset dataset, const FieldOptions &options, Attach attach, const std::string &first,
+                 Console &console) {
+    const Attached chosen = choose_attached(dataset, options.attach, attach, first);
+    isofield::Mesh mesh = make_mesh(dataset, console);
+    const auto nodes = named_arrays(chosen.node_arrays, options, console);
+    const auto cells = named_arrays(chosen.cell_arrays, options, console);
+    return {std::move(dataset), std::move(mesh), nodes, cells, {}, {}};
+}
+
 }  // namespace
 
 void add_field_options(CLI::App &command, FieldOptions &options, const std::string &attach) {
@@ -24,21 +76,37 @@ void add_field_options(CLI::App &command, FieldOptions &options, const std::stri
     add_input_options(command, options);
 }
 
-Field read_field(const FieldOptions &options, void (*check)(const Dataset &), Console &console) {
+Field read_field(const FieldOptions &options, void (*check)(const Dataset &), Console &console,
+                 Attach attach) {
     const Stopwatch reading;
     Dataset dataset = read_dataset(options.path, options.step, console);
     if (check) check(dataset);
     const DataArray array = choose_scalar(dataset, options.array);
-    std::vector<const DataArray *> attached;
-    if (!options.attach.empty()) attached = choose_arrays(dataset, Association::kNode, options.attach);
-    isofield::Mesh mesh = make_mesh(dataset, console);
-    const NamedArray scalar = named_array(array, options, console);
-    const ComponentRange range = component_ranges(array, scalar.null_value).front();
-    const std::vector<NamedArray> carried = named_arrays(attached, options, console);
-    Field field{std::move(dataset), std::move(mesh), scalar, range, carried};
+    Field field = make_field(std::move(dataset), options, attach, array.name, console);
+    field.scalar = named_array(array, options, console);
+    field.range = component_ranges(array, field.scalar.null_value).front();
     console.say(read_text(field.dataset) + ", array '" + array.name + "' " + array.type_name + ", " +
-                range_text(range) + ", " + reading.seconds());
+                range_text(field.range) + ", " + reading.seconds());
     return field;
+}
+
+Field read_field_without_scalar(const FieldOptions &options, Console &console) {
+    const Stopwatch reading;
+    Dataset dataset = read_dataset(options.path, options.step, console);
+    if (!options.array.empty()) choose_arrays(dataset, Association::kNode, {options.array});
+    const std::string first = options.array.empty() ? dataset.active_scalars : options.array;
+    Field field = make_field(std::move(dataset), options, Attach::kArrays, first, console);
+    say_read(field.dataset, {}, reading, console);
+    return field;
+}
+
+void tell_of_gaps(const Dataset &dataset, const std::string &made, Console &console) {
+    // The pieces of a quadratic hexahedron are the same whatever its neighbours.
+    const auto quadratic = [](const CellBlock &block) { return block.type == "hex_2"; };
+    if (dataset.ncells > 1 && std::any_of(dataset.blocks.begin(), dataset.blocks.end(), quadratic)) {
+        console.note("quadratic hexahedra are cut into tetrahedra that need not match from cell to cell; " +
+                     made + " may have narrow gaps between them");
+    }
 }
 
 isofield::ExtractionOptions extraction_settings(const Field &field, const char *stage, Console &console,
@@ -49,9 +117,9 @@ isofield::ExtractionOptions extraction_settings(const Field &field, const char *
     return settings;
 }
 
-std::vector<OutputArray> attached_arrays(const Field &field) {
+std::vector<OutputArray> attached_arrays(const std::vector<NamedArray> &attached) {
     std::vector<OutputArray> arrays;
-    for (const NamedArray &source : field.attached) {
+    for (const NamedArray &source : attached) {
         arrays.push_back({source.name, source.data.type, source.data.components, {}, source.null_value});
     }
     return arrays;

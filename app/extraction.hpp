@@ -1,5 +1,5 @@
-// What the operations that extract new nodes along a level share: options, the field that is read, and what
-// is carried over to the nodes.
+// What the operations that work along levels share: options, the field that is read, and what is carried over
+// to new nodes.
 #ifndef ISOFIELD_APP_EXTRACTION_HPP
 #define ISOFIELD_APP_EXTRACTION_HPP
 
@@ -26,22 +26,35 @@ void add_field_options(CLI::App &command, FieldOptions &options, const std::stri
 struct Field {
     Dataset dataset;
     isofield::Mesh mesh;  // views the dataset
+    std::vector<NamedArray> attached;
+    std::vector<NamedArray> attached_cells;  // cell arrays
     NamedArray scalar;
     ComponentRange range;  // without nulls
-    std::vector<NamedArray> attached;
+};
+
+enum class Attach {
+    kNodeArrays,  // those that are named
+    kArrays,      // node and cell arrays: those that are named, or all, the scalar first
 };
 
 // Reads the field and says so. `check`, when there is one, may refuse the dataset first. Throws UsageError.
-Field read_field(const FieldOptions &options, void (*check)(const Dataset &), Console &console);
+Field read_field(const FieldOptions &options, void (*check)(const Dataset &), Console &console,
+                 Attach attach = Attach::kNodeArrays);
+// The same without a scalar of the file, with all arrays, those that --array names first. The scalar is yet
+// to be set.
+Field read_field_without_scalar(const FieldOptions &options, Console &console);
+
+// Tells that quadratic hexahedra leave gaps in `made`, as in "the surface".
+void tell_of_gaps(const Dataset &dataset, const std::string &made, Console &console);
 
 // Settings of an extraction that shows its progress as `stage`, part `index` of `count`, and can be
 // interrupted; to be run inside a PolledStage.
 isofield::ExtractionOptions extraction_settings(const Field &field, const char *stage, Console &console,
                                                 std::size_t index = 0, std::size_t count = 1);
 
-// The attached arrays of the field, with no rows yet.
-std::vector<OutputArray> attached_arrays(const Field &field);
-// Appends their rows at new nodes.
+// Arrays as those attached, with no rows yet.
+std::vector<OutputArray> attached_arrays(const std::vector<NamedArray> &attached);
+// Appends the rows at new nodes of the field's attached arrays.
 void carry_arrays(const Field &field, const isofield::NewNodes &nodes, std::vector<OutputArray> &arrays);
 
 }  // namespace app

@@ -17,8 +17,9 @@
 namespace {
 
 using AddOperation = void (*)(CLI::App &, app::Action &);
-constexpr AddOperation kOperations[] = {app::add_info,  app::add_iso,       app::add_lines,
-                                        app::add_probe, app::add_integrate, app::add_cell2node};
+constexpr AddOperation kOperations[] = {app::add_info,      app::add_iso,      app::add_lines,
+                                        app::add_band,      app::add_cut,      app::add_probe,
+                                        app::add_integrate, app::add_cell2node};
 
 // One line, and where to read more.
 int refuse_arguments(const CLI::App &tool, const CLI::ParseError &error, const std::string &first) {
@@ -72,7 +73,7 @@ int main(int argc, char **argv) {
     isohost_set_error_handler([](const char *, const char *, void *) {}, nullptr);
 
     CLI::App tool(
-        "Derived geometry and data from fields: files in, surfaces, lines, values and pictures out.",
+        "Derived geometry and data from fields: files in, surfaces, lines, parts, values and pictures out.",
         "isofield");
     tool.set_version_flag("--version", "isofield " ISOFIELD_TOOL_VERSION);
     tool.require_subcommand(1);

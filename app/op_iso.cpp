@@ -1,5 +1,4 @@
 // isofield iso: the surface along which a scalar takes one level.
-#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -69,7 +68,7 @@ Made make_output(const Field &field, const isofield::Surface &surface, bool with
         made.output.line_offsets = made.line_offsets;
         made.output.line_nodes = {lines.front().data(), 2 * lines.size()};
     }
-    made.output.arrays = attached_arrays(field);
+    made.output.arrays = attached_arrays(field.attached);
     carry_arrays(field, surface, made.output.arrays);
     if (with_cells) made.output.cell_arrays.push_back(cell_ids(field.dataset, surface));
     return made;
@@ -83,22 +82,12 @@ std::string counts_of(const isofield::Surface &surface) {
     return text + ", " + format_count(surface.npoints(), "node", "nodes");
 }
 
-// The pieces of a quadratic hexahedron are the same whatever its neighbours.
-void tell_of_gaps(const Dataset &dataset, Console &console) {
-    const auto quadratic = [](const CellBlock &block) { return block.type == "hex_2"; };
-    if (dataset.ncells > 1 && std::any_of(dataset.blocks.begin(), dataset.blocks.end(), quadratic)) {
-        console.note(
-            "quadratic hexahedra are cut into tetrahedra that need not match from cell to cell; the "
-            "surface may have narrow gaps between them");
-    }
-}
-
 void run_iso(const IsoOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
     OutputFiles files(output, surface_extensions(), {options.field.path});
     Field field = read_field(options.field, nullptr, console);
-    tell_of_gaps(field.dataset, console);
+    tell_of_gaps(field.dataset, "the surface", console);
 
     const Stopwatch making;
     const bool with_cells = extension_of(output.geometry) == ".vtp";  // the others have no place for them

@@ -1,20 +1,17 @@
 // isofield lines: isolines of a scalar on surfaces and two-dimensional grids.
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <memory>
 
 #include <CLI/Option.hpp>
 
 #include "errors.hpp"
-#include "extraction.hpp"
+#include "levels.hpp"
 #include "operations.hpp"
 #include "sheet.hpp"
 
 namespace app {
 namespace {
-
-constexpr int kMaxLevels = 10000;
 
 struct LinesOptions {
     FieldOptions field;
@@ -25,53 +22,18 @@ struct LinesOptions {
 };
 
 // What can be told before the file is read.
-void check_levels(const LinesOptions &options) {
+void check_options(const LinesOptions &options) {
     const int kinds = !options.levels.empty() + options.count.has_value() + options.every.has_value();
     if (kinds != 1) throw UsageError("name the levels by one of --level, --levels and --every");
-    if (options.levels.size() > kMaxLevels ||
-        (options.count && (*options.count < 1 || *options.count > kMaxLevels))) {
-        throw UsageError("there can be 1 to " + std::to_string(kMaxLevels) + " levels");
-    }
-    if (options.every && !(*options.every > 0)) throw UsageError("--every needs a step above 0");
-}
-
-std::vector<double> multiples(double step, const ComponentRange &range) {
-    const double first = std::ceil(range.lower / step), last = std::floor(range.upper / step);
-    if (!(last - first < kMaxLevels)) {
-        throw UsageError("--every " + format_number(step) + " makes more than " + std::to_string(kMaxLevels) +
-                         " levels from " + format_number(range.lower) + " to " + format_number(range.upper) +
-                         "; choose a longer step");
-    }
-    std::vector<double> levels;
-    const int count = static_cast<int>(last - first) + 1;
-    for (int k = 0; k < count; ++k) levels.push_back((first + k) * step + 0.0);  // no negative zero
-    if (levels.empty()) {
-        throw UsageError("no multiple of " + format_number(step) + " lies within the range, " +
-                         format_number(range.lower) + " to " + format_number(range.upper));
-    }
-    return levels;
-}
-
-// Evenly spaced, strictly inside the range.
-std::vector<double> spread(int count, const ComponentRange &range) {
-    std::vector<double> levels;
-    for (int k = 1; k <= count; ++k) {
-        levels.push_back(range.lower + (range.upper - range.lower) * k / (count + 1.0));
-    }
-    return levels;
+    check_levels(options.levels.size(), options.count, options.every);
 }
 
 std::vector<double> choose_levels(const LinesOptions &options, const Field &field) {
     std::vector<double> levels = options.levels;
     if (levels.empty()) {
-        const ComponentRange &range = field.range;
-        if (range.empty)
-            throw UsageError("array '" + field.scalar.name + "' has no finite value to lay levels on");
-        if (options.count && range.lower == range.upper) {
-            throw UsageError("array '" + field.scalar.name + "' is " + format_number(range.lower) +
-                             " everywhere; there is no level within");
-        }
-        levels = options.every ? multiples(*options.every, range) : spread(*options.count, range);
+        const ComponentRange &range = range_for_levels(field, options.count.has_value());
+        levels = options.every ? multiples(*options.every, range, Ends::kInside)
+                               : inner_levels(*options.count, range);
     }
     std::sort(levels.begin(), levels.end());
     levels.erase(std::unique(levels.begin(), levels.end()), levels.end());
@@ -120,7 +82,7 @@ void append(LinesMade &made, const isofield::Isolines &isolines, double level, c
 
 LinesMade extract(Field &field, const std::vector<double> &levels, Console &console) {
     LinesMade made;
-    made.arrays = attached_arrays(field);
+    made.arrays = attached_arrays(field.attached);
     const PolledStage polled;
     for (std::size_t k = 0; k < levels.size(); ++k) {
         const auto settings = extraction_settings(field, "isolines", console, k, levels.size());
@@ -142,7 +104,7 @@ std::string made_line(const LinesMade &made, const std::vector<double> &levels) 
 void run_lines(const LinesOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
-    check_levels(options);
+    check_options(options);
     OutputFiles files(output, line_extensions(), {options.field.path});
     Field field = read_field(options.field, check_surface_cells, console);
     const std::vector<double> levels = choose_levels(options, field);

@@ -3,6 +3,7 @@
 #include <CLI/Error.hpp>
 #include <CLI/Option.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -98,16 +99,23 @@ std::optional<double> finite_number_of(std::string_view text) {
     return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
-std::array<float, 3> point_of(const std::string &text, const std::string &option) {
-    const auto [x, rest] = split(text, ',');
-    const auto [y, z] = split(rest, ',');
-    std::array<float, 3> point;
-    for (std::size_t d = 0; d < 3; ++d) {
-        const auto number = finite_number_of(std::array{x, y, z}[d]);
-        if (!number) throw UsageError(option + ": '" + text + "' is not X,Y,Z, as in 0,0.5,-1");
-        point[d] = static_cast<float>(*number);
+std::vector<double> numbers_of(const std::string &text, const std::string &option, std::size_t count,
+                               const std::string &form) {
+    std::vector<double> numbers;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find(',', start), text.size());
+        const auto number = finite_number_of(std::string_view(text).substr(start, end - start));
+        if (!number) break;
+        numbers.push_back(*number);
+        start = end + 1;
+        if (end == text.size() && numbers.size() == count) return numbers;
     }
-    return point;
+    throw UsageError(option + ": '" + text + "' is not " + form);
+}
+
+std::array<float, 3> point_of(const std::string &text, const std::string &option) {
+    const auto numbers = numbers_of(text, option, 3, "X,Y,Z, as in 0,0.5,-1");
+    return {static_cast<float>(numbers[0]), static_cast<float>(numbers[1]), static_cast<float>(numbers[2])};
 }
 
 }  // namespace app

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "render.hpp"
 
@@ -31,6 +32,9 @@ void add_quiet(CLI::App &command, OutputOptions &options,
 
 // All of `text`, but for blanks around it, as a finite number.
 std::optional<double> finite_number_of(std::string_view text);
+// So many numbers between commas. Throws UsageError that names `option` and `form`, as in "X,Y,Z".
+std::vector<double> numbers_of(const std::string &text, const std::string &option, std::size_t count,
+                               const std::string &form);
 // "X,Y,Z". Throws UsageError that names `option`.
 std::array<float, 3> point_of(const std::string &text, const std::string &option);
 

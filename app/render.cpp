@@ -2,8 +2,11 @@
 
 #include <vtkActor.h>
 #include <vtkCamera.h>
+#include <vtkCellArray.h>
 #include <vtkCellData.h>
 #include <vtkCubeAxesActor.h>
+#include <vtkDataSetSurfaceFilter.h>
+#include <vtkDoubleArray.h>
 #include <vtkFloatArray.h>
 #include <vtkImageData.h>
 #include <vtkLight.h>
@@ -15,10 +18,13 @@
 #include <vtkProperty.h>
 #include <vtkScalarBarActor.h>
 #include <vtkTrivialProducer.h>
+#include <vtkTypeInt32Array.h>
+#include <vtkUnsignedCharArray.h>
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 #include <utility>
 
 #include "canvas.hpp"
@@ -54,14 +60,13 @@ constexpr double kBoxColor[3] = {0.55, 0.58, 0.62};
 constexpr double kBackgroundLow[3] = {0.97, 0.97, 0.98};
 constexpr double kBackgroundHigh[3] = {0.78, 0.82, 0.88};
 
-Bounds bounds_of(const OutputSurface &surface, const Bounds &fallback) {
-    if (surface.triangles.empty()) return fallback;
+Bounds bounds_of(std::span<const float> points) {
     Bounds bounds;
     for (std::size_t d = 0; d < 3; ++d) {
-        float lower = surface.points[d], upper = lower;
-        for (std::size_t i = d; i < surface.points.size(); i += 3) {
-            lower = std::min(lower, surface.points[i]);
-            upper = std::max(upper, surface.points[i]);
+        float lower = points[d], upper = lower;
+        for (std::size_t i = d; i < points.size(); i += 3) {
+            lower = std::min(lower, points[i]);
+            upper = std::max(upper, points[i]);
         }
         bounds[2 * d] = lower;
         bounds[2 * d + 1] = upper;
@@ -125,6 +130,15 @@ vtkSmartPointer<vtkPolyData> bare_part(const OutputSurface &surface, bool lines,
     return data;
 }
 
+void make_solid(vtkProperty *look) {
+    look->SetColor(kSurfaceColor[0], kSurfaceColor[1], kSurfaceColor[2]);
+    look->SetInterpolationToPhong();
+    look->SetAmbient(0.08);
+    look->SetDiffuse(0.9);
+    look->SetSpecular(0.18);
+    look->SetSpecularPower(25);
+}
+
 vtkSmartPointer<vtkActor> surface_actor(const OutputSurface &surface, vtkDataArray *colors,
                                         vtkScalarsToColors *table) {
     vtkNew<vtkPolyDataNormals> normals;
@@ -133,13 +147,62 @@ vtkSmartPointer<vtkActor> surface_actor(const OutputSurface &surface, vtkDataArr
     normals->ConsistencyOff();
     const auto actor = new_actor(normals->GetOutputPort(), table);
     actor->GetMapper()->SetInterpolateScalarsBeforeMapping(table != nullptr);
+    make_solid(actor->GetProperty());
+    return actor;
+}
+
+// What colours a part; nothing without a table.
+struct PartColors {
+    vtkSmartPointer<vtkDataArray> values;
+    vtkSmartPointer<vtkScalarsToColors> table;
+    std::string title;
+    std::vector<double> labels;  // on the colour bar; none: evenly spaced ones
+    bool on_nodes = false;
+};
+
+PartColors colors_of(const Bands &bands) {
+    auto colors = vtkSmartPointer<vtkUnsignedCharArray>::New();
+    colors->SetNumberOfComponents(3);
+    for (const int band : bands.of_cells) {
+        const Color color = band_color(static_cast<std::size_t>(band), bands.levels.size() - 1);
+        colors->InsertNextTuple3(255 * color[0], 255 * color[1], 255 * color[2]);
+    }
+    return {colors, band_table(bands.levels), bands.title, bands.levels, false};
+}
+
+PartColors colors_of(const OutputPart &part) {
+    if (part.ncells() == 0) return {};
+    const bool on_nodes = !part.arrays.empty();
+    if (!on_nodes && part.cell_arrays.size() < 2) return {};  // cell_id alone
+    const OutputArray &array = on_nodes ? part.arrays.front() : part.cell_arrays.front();
+    const auto values = color_values(array);
+    return {values, color_table(values), color_title(array), {}, on_nodes};
+}
+
+// Edges where the part was cut open stay sharp.
+vtkSmartPointer<vtkActor> part_actor(const OutputPart &part, const PartColors &colors, bool shaded) {
+    const auto data = to_unstructured(part);
+    data->GetPointData()->Initialize();
+    data->GetCellData()->Initialize();
+    vtkDataSetAttributes *attributes = data->GetCellData();
+    if (colors.on_nodes) attributes = data->GetPointData();
+    attributes->SetScalars(colors.values);
+    vtkNew<vtkDataSetSurfaceFilter> outside;
+    outside->SetInputData(data);
+    vtkNew<vtkPolyDataNormals> normals;
+    normals->SetInputConnection(outside->GetOutputPort());
+    normals->ConsistencyOff();
+    normals->SetFeatureAngle(40);
+    const auto actor = new_actor(normals->GetOutputPort(), colors.table);
+    actor->GetMapper()->SetInterpolateScalarsBeforeMapping(colors.on_nodes);
     vtkProperty *look = actor->GetProperty();
-    look->SetColor(kSurfaceColor[0], kSurfaceColor[1], kSurfaceColor[2]);
-    look->SetInterpolationToPhong();
-    look->SetAmbient(0.08);
-    look->SetDiffuse(0.9);
-    look->SetSpecular(0.18);
-    look->SetSpecularPower(25);
+    make_solid(look);
+    look->SetLighting(shaded);
+    if (colors.table) {  // the sides that face away from the light are still told by their colours
+        look->SetAmbient(0.4);
+        look->SetDiffuse(0.65);
+        look->SetSpecular(0.05);
+    }
     return actor;
 }
 
@@ -158,6 +221,25 @@ vtkSmartPointer<vtkActor> lines_actor(vtkPolyData *data, vtkScalarsToColors *tab
     look->LightingOff();
     look->SetLineWidth(std::max(1.0f, static_cast<float>(style.height) / 600));
     return actor;
+}
+
+vtkSmartPointer<vtkPolyData> lines_of(const OutputPart &part) {
+    const auto count = static_cast<vtkIdType>(part.lines.size() / 3);
+    vtkNew<vtkFloatArray> coords;
+    coords->SetNumberOfComponents(3);
+    coords->SetNumberOfTuples(count);
+    std::copy(part.lines.begin(), part.lines.end(), coords->GetPointer(0));
+    vtkNew<vtkPoints> points;
+    points->SetData(coords);
+    vtkNew<vtkTypeInt32Array> ends;
+    ends->SetNumberOfValues(count);
+    std::iota(ends->GetPointer(0), ends->GetPointer(0) + count, 0);
+    vtkNew<vtkCellArray> lines;
+    lines->SetData(2, ends);
+    auto data = vtkSmartPointer<vtkPolyData>::New();
+    data->SetPoints(points);
+    data->SetLines(lines);
+    return data;
 }
 
 void add_axes_box(vtkRenderer *renderer, Bounds bounds, const View &view, const PictureStyle &style) {
@@ -205,12 +287,29 @@ void add_axes_box(vtkRenderer *renderer, Bounds bounds, const View &view, const 
     renderer->AddActor(actor);
 }
 
+// Those that do not stand too close to each other.
+vtkSmartPointer<vtkDoubleArray> spaced_out(const std::vector<double> &labels) {
+    constexpr double kMost = 20;
+    auto spaced = vtkSmartPointer<vtkDoubleArray>::New();
+    double next = labels.front();
+    for (const double label : labels) {
+        if (label < next) continue;
+        spaced->InsertNextValue(label);
+        next = label + (labels.back() - labels.front()) / kMost;
+    }
+    return spaced;
+}
+
 void add_color_bar(vtkRenderer *renderer, vtkScalarsToColors *table, const std::string &title,
-                   const PictureStyle &style) {
+                   const std::vector<double> &labels, const PictureStyle &style) {
     vtkNew<vtkScalarBarActor> bar;
     bar->SetLookupTable(table);
     bar->SetTitle(title.c_str());
     bar->SetNumberOfLabels(5);
+    if (!labels.empty()) {
+        bar->UseCustomLabelsOn();
+        bar->SetCustomLabels(spaced_out(labels));
+    }
     bar->SetLabelFormat("%-.4g");
     bar->SetUnconstrainedFontSize(true);
     bar->SetVerticalTitleSeparation(font_size(style) / 2);
@@ -279,10 +378,11 @@ class Scene {
     }
 
     // `table`: null without a colour bar.
-    void finish(const Bounds &bounds, vtkScalarsToColors *table, const std::string &title, OutputFile &file) {
+    void finish(const Bounds &bounds, vtkScalarsToColors *table, const std::string &title, OutputFile &file,
+                const std::vector<double> &labels = {}) {
         const Bounds box = with_thickness(bounds);
         add_axes_box(renderer_, box, view_, style_);
-        if (table) add_color_bar(renderer_, table, title, style_);
+        if (table) add_color_bar(renderer_, table, title, labels, style_);
         place_camera(renderer_, box, view_, style_, table != nullptr);
         renderer_->ResetCameraClippingRange();
         canvas_.finish(file);
@@ -361,7 +461,18 @@ void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bou
     }
     if (!surface.triangles.empty()) scene.add(surface_actor(surface, colors, table));
     if (surface.nlines() > 0) scene.add(lines_actor(bare_part(surface, true, colors), table, style));
-    scene.finish(bounds_of(surface, bounds), table, title, file);
+    scene.finish(surface.triangles.empty() ? bounds : bounds_of(surface.points), table, title, file);
+}
+
+void draw_part(const OutputPart &part, const std::optional<Bands> &bands, const Bounds &bounds,
+               const PictureStyle &style, OutputFile &file, Console &console) {
+    Scene scene(view_of(style, bounds), style, console);
+    scene.light_solid();
+    const PartColors colors = bands && part.ncells() > 0 ? colors_of(*bands) : colors_of(part);
+    if (part.ncells() > 0) scene.add(part_actor(part, colors, !flat_axis(bounds)));
+    if (!part.lines.empty()) scene.add(lines_actor(lines_of(part), nullptr, style));
+    const Bounds box = part.points.empty() ? bounds : bounds_of(part.points);
+    scene.finish(box, colors.table, colors.title, file, colors.labels);
 }
 
 void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &title,

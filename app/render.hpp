@@ -8,6 +8,7 @@
 
 #include "console.hpp"
 #include "output_file.hpp"
+#include "part_output.hpp"
 #include "surface_io.hpp"
 
 namespace app {
@@ -41,6 +42,12 @@ void check_picture_name(const std::string &path);
 // is no display to be had, OperationError when drawing or writing fails.
 void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bounds,
                   const PictureStyle &style, OutputFile &file, Console &console);
+
+// Draws the outside of a part and the lines on it, in the same way: coloured by its bands, when there are
+// any, else by its first node array, else by the first cell array that it has from the field. A flat one is
+// not shaded.
+void draw_part(const OutputPart &part, const std::optional<Bands> &bands, const std::array<double, 6> &bounds,
+               const PictureStyle &style, OutputFile &file, Console &console);
 
 // Draws lines, coloured by their first cell array, over the sheet that they lie on: a flat one is turned to
 // the viewer and shaded as a relief of its values. `title` stands over the colours.

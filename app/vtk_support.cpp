@@ -94,6 +94,49 @@ vtkSmartPointer<vtkDataArray> view_array(const OutputArray &array) {
     return view;
 }
 
+vtkSmartPointer<vtkPoints> view_points(std::span<const float> values) {
+    vtkNew<vtkFloatArray> coords;
+    coords->SetNumberOfComponents(3);
+    view_memory(coords, values.data(), values.size());
+    auto points = vtkSmartPointer<vtkPoints>::New();
+    points->SetData(coords);
+    return points;
+}
+
+vtkSmartPointer<vtkCellArray> view_cells(std::span<const int> offsets, std::span<const int> nodes) {
+    vtkNew<vtkTypeInt32Array> starts, connectivity;
+    view_memory(starts, offsets.data(), offsets.size());
+    view_memory(connectivity, nodes.data(), nodes.size());
+    auto cells = vtkSmartPointer<vtkCellArray>::New();
+    cells->SetData(starts, connectivity);
+    return cells;
+}
+
+void declare_null(vtkDataSet *data, const OutputArray &array) {
+    if (!array.null_value) return;
+    vtkNew<vtkDoubleArray> null;
+    null->SetName((array.name + kNullSuffix).c_str());
+    null->InsertNextValue(*array.null_value);
+    data->GetFieldData()->AddArray(null);
+}
+
+// The first scalar on the nodes becomes the active one.
+void view_arrays(vtkDataSet *data, const std::vector<OutputArray> &arrays,
+                 const std::vector<OutputArray> &cell_arrays) {
+    for (const OutputArray &array : arrays) {
+        const auto view = view_array(array);
+        data->GetPointData()->AddArray(view);
+        if (array.components == 1 && !data->GetPointData()->GetScalars()) {
+            data->GetPointData()->SetActiveScalars(array.name.c_str());
+        }
+        declare_null(data, array);
+    }
+    for (const OutputArray &array : cell_arrays) {
+        data->GetCellData()->AddArray(view_array(array));
+        declare_null(data, array);
+    }
+}
+
 }  // namespace
 
 VtkMessages::VtkMessages() : window_(vtkSmartPointer<Window>::New()), cerr_buffer_(std::cerr.rdbuf()) {
@@ -132,42 +175,26 @@ void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console)
 }
 
 vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface) {
-    vtkNew<vtkFloatArray> coords;
-    coords->SetNumberOfComponents(3);
-    view_memory(coords, surface.points.data(), surface.points.size());
-    vtkNew<vtkPoints> points;
-    points->SetData(coords);
-
     vtkNew<vtkTypeInt32Array> connectivity;
     view_memory(connectivity, surface.triangles.data(), 3 * surface.triangles.size());
     vtkNew<vtkCellArray> triangles;
     triangles->SetData(3, connectivity);
 
     auto data = vtkSmartPointer<vtkPolyData>::New();
-    data->SetPoints(points);
+    data->SetPoints(view_points(surface.points));
     data->SetPolys(triangles);
-    if (surface.nlines() > 0) {
-        vtkNew<vtkTypeInt32Array> offsets, nodes;
-        view_memory(offsets, surface.line_offsets.data(), surface.line_offsets.size());
-        view_memory(nodes, surface.line_nodes.data(), surface.line_nodes.size());
-        vtkNew<vtkCellArray> lines;
-        lines->SetData(offsets, nodes);
-        data->SetLines(lines);
-    }
-    for (const OutputArray &array : surface.arrays) {
-        const auto view = view_array(array);
-        data->GetPointData()->AddArray(view);
-        if (array.components == 1 && !data->GetPointData()->GetScalars()) {
-            data->GetPointData()->SetActiveScalars(array.name.c_str());
-        }
-        if (array.null_value) {
-            vtkNew<vtkDoubleArray> null;
-            null->SetName((array.name + kNullSuffix).c_str());
-            null->InsertNextValue(*array.null_value);
-            data->GetFieldData()->AddArray(null);
-        }
-    }
-    for (const OutputArray &array : surface.cell_arrays) data->GetCellData()->AddArray(view_array(array));
+    if (surface.nlines() > 0) data->SetLines(view_cells(surface.line_offsets, surface.line_nodes));
+    view_arrays(data, surface.arrays, surface.cell_arrays);
+    return data;
+}
+
+vtkSmartPointer<vtkUnstructuredGrid> to_unstructured(const OutputPart &part) {
+    vtkNew<vtkUnsignedCharArray> types;
+    view_memory(types, part.types.data(), part.types.size());
+    auto data = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    data->SetPoints(view_points(part.points));
+    data->SetCells(types, view_cells(part.offsets, part.nodes));
+    view_arrays(data, part.arrays, part.cell_arrays);
     return data;
 }
 
@@ -191,8 +218,10 @@ std::string color_title(const OutputArray &array) {
     return array.name + (array.components > 1 ? " (length)" : "");
 }
 
-// Viridis, by nine of its colours.
-vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values) {
+namespace {
+
+// Viridis, by nine of its colours; `place` from 0 to 1.
+Color color_at(double place) {
     static constexpr std::array<std::array<double, 3>, 9> kColors = {{{68, 1, 84},
                                                                       {71, 44, 122},
                                                                       {59, 81, 139},
@@ -202,17 +231,24 @@ vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values) {
                                                                       {92, 200, 99},
                                                                       {170, 220, 50},
                                                                       {253, 231, 37}}};
+    place *= kColors.size() - 1;
+    const auto low = std::min(static_cast<std::size_t>(place), kColors.size() - 2);
+    const double part = place - static_cast<double>(low);
+    Color color;
+    for (std::size_t c = 0; c < 3; ++c) {
+        color[c] = (kColors[low][c] + part * (kColors[low + 1][c] - kColors[low][c])) / 255;
+    }
+    return color;
+}
+
+}  // namespace
+
+vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values) {
     constexpr int kEntries = 256;
     auto table = vtkSmartPointer<vtkLookupTable>::New();
     table->SetNumberOfTableValues(kEntries);
     for (int entry = 0; entry < kEntries; ++entry) {
-        const double place = (kColors.size() - 1) * entry / (kEntries - 1.0);
-        const auto low = std::min(static_cast<std::size_t>(place), kColors.size() - 2);
-        const double part = place - static_cast<double>(low);
-        std::array<double, 3> color;
-        for (std::size_t c = 0; c < 3; ++c) {
-            color[c] = (kColors[low][c] + part * (kColors[low + 1][c] - kColors[low][c])) / 255;
-        }
+        const Color color = color_at(entry / (kEntries - 1.0));
         table->SetTableValue(entry, color[0], color[1], color[2]);
     }
     table->SetNanColor(0.6, 0.6, 0.6, 1);
@@ -225,6 +261,25 @@ vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values) {
         range[1] += margin;
     }
     table->SetTableRange(range);
+    return table;
+}
+
+Color band_color(std::size_t band, std::size_t count) {
+    return color_at(count > 1 ? static_cast<double>(band) / static_cast<double>(count - 1) : 0.5);
+}
+
+vtkSmartPointer<vtkScalarsToColors> band_table(const std::vector<double> &levels) {
+    constexpr int kEntries = 1024;
+    auto table = vtkSmartPointer<vtkLookupTable>::New();
+    table->SetNumberOfTableValues(kEntries);
+    table->SetTableRange(levels.front(), levels.back());
+    std::size_t band = 0;
+    for (int entry = 0; entry < kEntries; ++entry) {
+        const double value = levels.front() + (levels.back() - levels.front()) * (entry + 0.5) / kEntries;
+        while (band + 2 < levels.size() && value >= levels[band + 1]) ++band;
+        const Color color = band_color(band, levels.size() - 1);
+        table->SetTableValue(entry, color[0], color[1], color[2]);
+    }
     return table;
 }
 

@@ -8,11 +8,15 @@
 #include <vtkScalarsToColors.h>
 #include <vtkSmartPointer.h>
 #include <vtkUnsignedCharArray.h>
+#include <vtkUnstructuredGrid.h>
 
+#include <array>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "console.hpp"
+#include "part_output.hpp"
 #include "surface_io.hpp"
 
 namespace app {
@@ -44,14 +48,20 @@ class VtkMessages {
 // Shows the progress of `algorithm` as `stage`, as long as both live.
 void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console);
 
-// The surface as VTK's data, its arrays viewed, not copied.
+// VTK's data, which views the arrays and does not copy them.
 vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface);
+vtkSmartPointer<vtkUnstructuredGrid> to_unstructured(const OutputPart &part);
 
 // One value per row for colouring: the array's own, or the length of its vectors; NaN where it is null.
 vtkSmartPointer<vtkDataArray> color_values(const OutputArray &array);
 std::string color_title(const OutputArray &array);
 // The colours that `values` are drawn in, over their range.
 vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values);
+
+using Color = std::array<double, 3>;
+// That of one of so many bands, and of all between their levels.
+Color band_color(std::size_t band, std::size_t count);
+vtkSmartPointer<vtkScalarsToColors> band_table(const std::vector<double> &levels);
 
 }  // namespace app
 #endif

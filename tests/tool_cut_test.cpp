@@ -168,7 +168,7 @@ TEST_F(ToolOnParts, GridsAreCutByLevelsAndBodiesWhicheverWayTheyTurn) {
             EXPECT_EQ(made.of_cells("c"), made.of_cells("cell_id"));
         }
         EXPECT_EQ(part({"cut", name, "--level", "1", "-a", "x"}).data->GetNumberOfCells(), 4);
-        const Part bands = part({"band", name, "-a", "x", "--bands", "3", "--attach", "y"});
+        const Part bands = part({"band", name, "-a", "x", "--levels", "3", "--attach", "y"});
         EXPECT_NEAR(bands.size(), 8, 1e-5);
         EXPECT_EQ(bands.data->GetPointData()->GetNumberOfArrays(), 1);
     }
@@ -218,7 +218,7 @@ TEST_F(ToolOnParts, RefusesWhatIsNoCutOrBand) {
         {{"band", "in.vti", "-a", "x", "--lo", "1", "-o", "o.vtu"}, "--lo and --hi go together"},
         {{"band", "in.vti", "-a", "x", "--lo", "2", "--hi", "1", "-o", "o.vtu"}, "--lo is above --hi"},
         {{"band", "in.vti", "-a", "x", "-l", "1", "-l", "1", "-o", "o.vtu"}, "two different levels"},
-        {{"band", "in.vti", "-a", "x", "--bands", "0", "-o", "o.vtu"}, "there can be 1 to"},
+        {{"band", "in.vti", "-a", "x", "--levels", "0", "-o", "o.vtu"}, "there can be 1 to"},
     });
 }
 
