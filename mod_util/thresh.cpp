@@ -5,52 +5,22 @@ namespace {
 
 using namespace isofield::detail;
 
-template <class T>
-int map_band(int n, const T *data, const InBand<T> &kept, int *map) {
-    return map_nodes(n, data, kept, map);
-}
-
-template <class T>
-int count_band(int ndim, const int *dims, const T *data, const InBand<T> &kept) {
-    return count_nodes(ndim, dims, data, kept);
-}
-
-template <class T>
-int list_band(int n, const T *data, const InBand<T> &kept, int start, int *count, int *list, int *map) {
-    return list_nodes(n, data, kept, start, count, list, map);
-}
-
-template <class T>
-int map_side(int n, const T *data, const OnSide<T> &kept, int *map) {
-    return map_nodes(n, data, kept, map);
-}
-
-template <class T>
-int count_side(int ndim, const int *dims, const T *data, const OnSide<T> &kept) {
-    return count_nodes(ndim, dims, data, kept);
-}
-
-template <class T>
-int list_side(int n, const T *data, const OnSide<T> &kept, int start, int *count, int *list, int *map) {
-    return list_nodes(n, data, kept, start, count, list, map);
-}
-
 constexpr char kSideModule[] = "UTILnnode_thresh_struct";
 
 }  // namespace
 
 // ---- Between two levels
 
-ISOFIELD_STAMP(UTILnode_thresh2, map_band,
+ISOFIELD_STAMP(UTILnode_thresh2, map_nodes,
                (int nnodes, const T *data, int null_flag, V null_value, V lo, V hi, int *map),
-               (nnodes, data, {null_flag, null_value, lo, hi}, map))
-ISOFIELD_STAMP(UTILnnode_thresh_struct2, count_band,
+               (nnodes, data, InBand<T>(null_flag, null_value, lo, hi), map))
+ISOFIELD_STAMP(UTILnnode_thresh_struct2, count_nodes,
                (int ndim, const int *dims, const T *data, int null_flag, V null_value, V lo, V hi),
-               (ndim, dims, data, {null_flag, null_value, lo, hi}))
-ISOFIELD_STAMP(UTILnode_thresh_struct2, list_band,
+               (ndim, dims, data, InBand<T>(null_flag, null_value, lo, hi)))
+ISOFIELD_STAMP(UTILnode_thresh_struct2, list_nodes,
                (int n, const T *data, int null_flag, V null_value, V lo, V hi, int start, int *count,
                 int *list, int *map),
-               (n, data, {null_flag, null_value, lo, hi}, start, count, list, map))
+               (n, data, InBand<T>(null_flag, null_value, lo, hi), start, count, list, map))
 
 int UTILnode_thresh2(int nnodes, int dtype, const void *data, int null_flag, const void *null_value,
                      double lo, double hi, int *map) {
@@ -59,24 +29,24 @@ int UTILnode_thresh2(int nnodes, int dtype, const void *data, int null_flag, con
         [&]<class T>(ElementTag<T>) {
             const InBand<T> kept(null_flag, load_scalar<T>(null_flag, null_value), limit_of<T>(lo),
                                  limit_of<T>(hi));
-            return map_band<T>(nnodes, static_cast<const T *>(data), kept, map);
+            return map_nodes(nnodes, static_cast<const T *>(data), kept, map);
         },
         [nnodes] { return nnodes; });
 }
 
 // ---- On one side of a level
 
-ISOFIELD_STAMP(UTILnode_thresh, map_side,
+ISOFIELD_STAMP(UTILnode_thresh, map_nodes,
                (int nnodes, const T *data, int null_flag, V null_value, double level, int side, int *map),
-               (nnodes, data, {null_flag, null_value, level, side}, map))
-ISOFIELD_STAMP(UTILnnode_thresh_struct, count_side,
+               (nnodes, data, OnSide<T>(null_flag, null_value, level, side), map))
+ISOFIELD_STAMP(UTILnnode_thresh_struct, count_nodes,
                (int ndim, const int *dims, const T *data, int null_flag, V null_value, double level,
                 int side),
-               (ndim, dims, data, {null_flag, null_value, level, side}))
-ISOFIELD_STAMP(UTILnode_thresh_struct, list_side,
+               (ndim, dims, data, OnSide<T>(null_flag, null_value, level, side)))
+ISOFIELD_STAMP(UTILnode_thresh_struct, list_nodes,
                (int n, const T *data, int null_flag, V null_value, double level, int side, int start,
                 int *count, int *list, int *map),
-               (n, data, {null_flag, null_value, level, side}, start, count, list, map))
+               (n, data, OnSide<T>(null_flag, null_value, level, side), start, count, list, map))
 
 int UTILnode_thresh(int nnodes, int dtype, const void *data, int null_flag, const void *null_value,
                     double level, int side, int *map) {
@@ -84,7 +54,7 @@ int UTILnode_thresh(int nnodes, int dtype, const void *data, int null_flag, cons
         dtype,
         [&]<class T>(ElementTag<T>) {
             const OnSide<T> kept(null_flag, load_scalar<T>(null_flag, null_value), level, side);
-            return map_side<T>(nnodes, static_cast<const T *>(data), kept, map);
+            return map_nodes(nnodes, static_cast<const T *>(data), kept, map);
         },
         [nnodes] { return nnodes; });
 }
@@ -93,7 +63,7 @@ int UTILnnode_thresh_struct(int ndim, const int *dims, const void *data, int dty
                             const void *null_value, double level, int side) {
     return visit_or_report(dtype, kSideModule, [&]<class T>(ElementTag<T>) {
         const OnSide<T> kept(null_flag, load_scalar<T>(null_flag, null_value), level, side);
-        return count_side<T>(ndim, dims, static_cast<const T *>(data), kept);
+        return count_nodes(ndim, dims, static_cast<const T *>(data), kept);
     });
 }
 
@@ -101,6 +71,6 @@ int UTILnode_thresh_struct(int n, const void *data, int dtype, int null_flag, co
                            double level, int side, int start, int *count, int *list, int *map) {
     return visit_or_report(dtype, kSideModule, [&]<class T>(ElementTag<T>) {
         const OnSide<T> kept(null_flag, load_scalar<T>(null_flag, null_value), level, side);
-        return list_side<T>(n, static_cast<const T *>(data), kept, start, count, list, map);
+        return list_nodes(n, static_cast<const T *>(data), kept, start, count, list, map);
     });
 }
