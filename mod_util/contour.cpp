@@ -172,7 +172,7 @@ class ContourCells {
             return funcs.contour_func ? funcs.contour_func : funcs.contour_func_tesselate;
         };
         const bool walked = for_each_split_set(
-            mesh_, kTraits.step, kernel_of, [](int) { return true; }, [](int) {},
+            mesh_, kTraits.step, kernel_of, [](int) { return true; },
             [&](MeshInfo *record, int set, ContourKernel kernel, const Pieces *, int) {
                 any = true;
                 return run_kernel(record, set, kernel);

@@ -161,7 +161,7 @@ int contour_grid(MeshInfo *mesh, const Scalar &scalar, int *nold, int **node_map
         });
     };
     const auto end_layer = [&](int k) { return band_coords.place(k, table.get()); };
-    if (sweep.run(load, end_layer) != SweepEnd::kDone || !band_coords.finish(list.get(), coords)) {
+    if (!sweep.run(load, end_layer) || !band_coords.finish(list.get(), coords)) {
         return fail();
     }
     UTILedge_table2_free_str(table.release(), min_node, max_node, nnew, level_flag);

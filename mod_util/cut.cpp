@@ -111,9 +111,8 @@ class CutCells {
             return funcs.cut_func ? funcs.cut_func : funcs.cut_func_tesselate;
         };
         const auto begin_set = [this](int set) { return lists(set).create(); };
-        const auto skip_set = [](int) {};
         done_ = for_each_split_set(
-            mesh_, kTraits.step, kernel_of, begin_set, skip_set,
+            mesh_, kTraits.step, kernel_of, begin_set,
             [this](MeshInfo *record, int set, CutKernel kernel, const Pieces *pieces, int first) {
                 return pieces ? run_pieces(record, set, kernel, *pieces, first)
                               : run_kernel(record, set, kernel, cell_count_, cell_list_);

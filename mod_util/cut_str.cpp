@@ -51,7 +51,7 @@ int cut_grid(MeshInfo *mesh, const void *data, int dtype, int null_flag, const v
         return UTILnode_thresh_struct(layer, values, dtype, null_flag, null_value, level, side, k * layer,
                                       &count, list.get(), plane.rows.get()) != 0;
     };
-    if (sweep.run(load, [](int) { return true; }) != SweepEnd::kDone) return fail();
+    if (!sweep.run(load, [](int) { return true; })) return fail();
 
     UTILedge_table_free_str(table.release(), min_node, max_node, nnew);
     cells.hand_over();

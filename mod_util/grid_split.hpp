@@ -43,8 +43,6 @@ struct GridPlane {
     Working<int> rows;  // of nodes that stay
 };
 
-enum class SweepEnd { kFailed, kDone, kInterrupted };
-
 inline void clean(EdgeTableStr *table, int n) {
     UTILedge_table_clean(table, n);
 }
@@ -85,23 +83,23 @@ class GridSplit {
           splitter_(edges_, mesh->nnodes, nold, &lines_lo, &lines_hi) {}
 
     // load(k, plane) fills plane k, whose rows are -1 before; end_layer(k) is called after the cells of layer
-    // k. Either may give false.
+    // k. Either may give false. False then, on a failure, and when interrupted.
     template <class Load, class EndLayer>
-    SweepEnd run(Load load, EndLayer end_layer) {
-        if (!allocate() || !load_next(0, load)) return SweepEnd::kFailed;
+    bool run(Load load, EndLayer end_layer) {
+        if (!allocate() || !load_next(0, load)) return false;
         const MaskPoll poll(nlayers_ - 1.0);
         for (int k = 0; k < nlayers_ - 1; ++k) {
-            if (poll.stop(k)) return SweepEnd::kInterrupted;
+            if (poll.stop(k)) return false;
             std::swap(current_, next_);
-            if (!load_next(k + 1, load)) return SweepEnd::kFailed;
+            if (!load_next(k + 1, load)) return false;
             edges_.set_base(k * layer_);
             for (int j = 0; j < nrows_; ++j) {
-                if (!split_row(k, j)) return SweepEnd::kFailed;
+                if (!split_row(k, j)) return false;
             }
-            if (!end_layer(k)) return SweepEnd::kFailed;
+            if (!end_layer(k)) return false;
             clean(table_, layer_);
         }
-        return SweepEnd::kDone;
+        return true;
     }
 
   private:

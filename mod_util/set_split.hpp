@@ -65,16 +65,17 @@ bool split_set(const MeshInfo *mesh, int set, const int *cells, int nold, const 
         kept.clear();
         find(first, end, kept);
         if (kept.count == 0) continue;
-        const auto nkept = static_cast<std::int64_t>(kept.count);
-        if (!edges.reserve(kept.ncrossed * kNewNodes) ||
-            !arrays.reserve(kPiece, nkept * Kind::kNodes + kept.ncrossed * kPieces * Traits::kCorners) ||
-            !arrays.reserve(kType, nkept * Kind::kNodes) || !lists.reserve(kType, nkept) ||
-            !lists.reserve(kPiece, nkept + kept.ncrossed * kPieces) ||
+        // Whole cells and pieces may be of one type, and stand in the order of the cells then.
+        const std::int64_t pieces = kept.ncrossed * kPieces;
+        const std::int64_t whole = static_cast<std::int64_t>(kept.count) - kept.ncrossed;
+        const std::int64_t among_pieces = kType == kPiece ? whole : 0;
+        if (!edges.reserve(kept.ncrossed * kNewNodes) || !arrays.reserve(kType, whole * Kind::kNodes) ||
+            !arrays.reserve(kPiece, (pieces + among_pieces) * Traits::kCorners) ||
+            !lists.reserve(kType, whole) || !lists.reserve(kPiece, pieces + among_pieces) ||
             !lines_lo.reserve(kept.ncrossed * Traits::kMostLines) ||
             !lines_hi.reserve(kept.ncrossed * Traits::kMostLines)) {
             return false;
         }
-        // Whole cells and pieces may be of one type, and stand in the order of the cells then.
         int *piece_end = arrays.end(kPiece), *own_end = arrays.end(kType);
         int *&whole_end = kType == kPiece ? piece_end : own_end;
         for (std::size_t k = 0; k < kept.count; ++k) {
@@ -98,20 +99,15 @@ bool split_set(const MeshInfo *mesh, int set, const int *cells, int nold, const 
     return true;
 }
 
-// Walks the sets that have a kernel. kernel_of(funcs) is the set's kernel; begin_set(set) is called for each,
-// end_set(set) after it; skip_set(set) for one without. run(record, set, kernel, pieces, first) runs a kernel
-// on the set, or, with `pieces`, on the pieces of its cells from `first`, at most `chunk` at a time. False as
-// soon as any of them is.
-template <class KernelOf, class BeginSet, class SkipSet, class Run>
-bool for_each_split_set(MeshInfo *mesh, int chunk, KernelOf kernel_of, BeginSet begin_set, SkipSet skip_set,
-                        Run run) {
+// Walks the sets that have a kernel, which kernel_of(funcs) tells. begin_set(set) is called for each; then
+// run(record, set, kernel, pieces, first) runs the kernel on the set, or, with `pieces`, on the pieces of its
+// cells from `first`, at most `chunk` at a time. False as soon as either is.
+template <class KernelOf, class BeginSet, class Run>
+bool for_each_split_set(MeshInfo *mesh, int chunk, KernelOf kernel_of, BeginSet begin_set, Run run) {
     const int nsets = mesh->ncell_sets;
     for (int set = 0; set < nsets; ++set) {
         const auto kernel = kernel_of(mesh->cell_funcs[set].funcs);
-        if (!kernel) {
-            skip_set(set);
-            continue;
-        }
+        if (!kernel) continue;
         const StatusRange range(whole_percent(set, nsets), whole_percent(set + 1, nsets));
         if (!begin_set(set)) return false;
         if (mesh->cell_order[set] <= 1) {
