@@ -232,6 +232,15 @@ class Call {
     std::exception_ptr thrown_;
 };
 
+// A result of `rows` rows of the data's components, which carry(data, out) fills.
+template <class T, class Carry>
+std::vector<T> carried(std::size_t rows, std::span<const T> values, int components, Carry carry) {
+    const DataView data(values, components);
+    std::vector<T> result(rows * static_cast<std::size_t>(components));
+    carry(data, result.data());
+    return result;
+}
+
 inline void check_rows(const DataView &data, std::size_t rows, const char *elements) {
     if (data.rows() != rows) {
         throw BadInput("data has " + std::to_string(data.rows()) + " rows, but the mesh has " +

@@ -82,8 +82,8 @@ class Part {
     std::size_t nnew() const { return npoints() - kept_nodes().size(); }
 
     // One set for each type of which there are cells, in the order tet_1, prism_1, pyr_1, hex_1, tri_1,
-    // quad_1. Rows into points(). Volumes are positive where those of the mesh are; on grids, where i, j, k
-    // are right-handed.
+    // quad_1. Rows into points(). Volumes are positive where those of the mesh are (but see the case tables
+    // in isofield.h on prisms); on grids, where i, j, k are right-handed.
     std::span<const CellSet> sets() const { return sets_; }
     std::size_t ncells() const { return ncells_; }
     // Per cell, one set after the other, the cell of the mesh that it was or is cut from: the packed number
@@ -102,10 +102,8 @@ class Part {
     template <class T>
     std::vector<T> carry(std::span<const T> values, int components = 1,
                          std::optional<double> null_value = {}) const {
-        const DataView data(values, components);
-        std::vector<T> result(npoints() * static_cast<std::size_t>(components));
-        carry(data, result.data(), null_value);
-        return result;
+        return front::carried(npoints(), values, components,
+                              [&](const DataView &data, T *out) { carry(data, out, null_value); });
     }
     void carry(const DataView &data, void *out, std::optional<double> null_value = {}) const {
         constexpr int kMostComponents = 128;
@@ -120,10 +118,8 @@ class Part {
     // The same for cell data of the mesh, in the order of its cells: ncells() x components, as cells() tells.
     template <class T>
     std::vector<T> carry_cells(std::span<const T> values, int components = 1) const {
-        const DataView data(values, components);
-        std::vector<T> result(ncells() * static_cast<std::size_t>(components));
-        carry_cells(data, result.data());
-        return result;
+        return front::carried(ncells(), values, components,
+                              [&](const DataView &data, T *out) { carry_cells(data, out); });
     }
     void carry_cells(const DataView &data, void *out) const {
         if (cells().size() != ncells()) {

@@ -31,10 +31,8 @@ class NewNodes {
     template <class T>
     std::vector<T> carry(std::span<const T> values, int components = 1,
                          std::optional<double> null_value = {}) const {
-        const DataView data(values, components);
-        std::vector<T> result(npoints() * static_cast<std::size_t>(components));
-        carry(data, result.data(), null_value);
-        return result;
+        return front::carried(npoints(), values, components,
+                              [&](const DataView &data, T *out) { carry(data, out, null_value); });
     }
     void carry(const DataView &data, void *out, std::optional<double> null_value = {}) const {
         front::check_rows(data, nnodes_, "nodes");

@@ -1088,8 +1088,9 @@ ISOFIELD_DECLARE(UTILcontour_tri)
 #undef ISOFIELD_DECLARE
 
 /* The method of the three grid kinds, by the member of the dimension and type; another ndim than 2 and 3, or
- * another dtype than the six: 0. Coordinates are asked for a plane (a row) at a time through get_sub_coords;
- * working memory is two planes (rows). In three dimensions there are no lines. */
+ * another dtype than the six: 0, and so for a grid whose nnodes x nspace coordinates an int can't count.
+ * Coordinates are asked for a plane (a row) at a time through get_sub_coords; working memory is two planes
+ * (rows). In three dimensions there are no lines. */
 ISOFIELD_API int UTILcontour_struct(MeshInfo *mesh, const void *data, int dtype, int null_flag,
                                     const void *null_value, double lo, double hi, int *nold, int **node_map,
                                     int *nnew, int **min_node, int **max_node, char **level_flag, int *ncells,

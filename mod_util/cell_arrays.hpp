@@ -34,6 +34,9 @@ inline void empty_cells(int *ncells, int **connect, int *size) {
     std::fill_n(size, kTypes, 0);
 }
 
+// What becomes of the words of types without cells, whose arrays go: operations differ.
+enum class UnusedWords { kDangling, kNull };
+
 class CellArrays {
   public:
     static constexpr int kStopped = -1;
@@ -82,10 +85,12 @@ class CellArrays {
         }
     }
 
-    // The arrays of no cells go; their words are left as they are.
-    void free_unused() const {
+    // The arrays of no cells go.
+    void free_unused(UnusedWords words) {
         for (int t = 0; t < kTypes; ++t) {
-            if (ncells_[t] == 0 && connect_[t]) ARRfree_f(connect_[t], traits_.unit, __LINE__);
+            if (ncells_[t] != 0 || !connect_[t]) continue;
+            ARRfree_f(connect_[t], traits_.unit, __LINE__);
+            if (words == UnusedWords::kNull) connect_[t] = nullptr;
         }
     }
 
@@ -110,8 +115,8 @@ class OwnedCellArrays {
     OwnedCellArrays(const OwnedCellArrays &) = delete;
     OwnedCellArrays &operator=(const OwnedCellArrays &) = delete;
 
-    void hand_over() {
-        arrays.free_unused();
+    void hand_over(UnusedWords words) {
+        arrays.free_unused(words);
         handed_over_ = true;
     }
 

@@ -88,8 +88,7 @@ class CellSplitter {
   public:
     using Traits = PieceTraits<Kind>;
 
-    CellSplitter(Edges &edges, int nnodes, int nold, LineList *lines_lo = nullptr,
-                 LineList *lines_hi = nullptr)
+    CellSplitter(Edges &edges, int nnodes, int nold, LineList &lines_lo, LineList &lines_hi)
         : edges_(edges), nnodes_(nnodes), nold_(nold), lines_lo_(lines_lo), lines_hi_(lines_hi) {}
 
     // Writes the pieces of a cell to `out`, and returns their end. `lower` is the mask of the nodes at or
@@ -139,14 +138,14 @@ class CellSplitter {
     }
 
     int *cut(unsigned index, int level, const int *nodes, const int *rows, int *out,
-             [[maybe_unused]] LineList *lines) {
+             [[maybe_unused]] LineList &lines) {
         auto entries = entry_rows<Traits::kCutNodes>(rows);
         out = expand<Kind>(index, level, nodes, entries.data(), out);
         if constexpr (!Kind::kVolume) {
-            if (lines && lines->wanted()) {
+            if (lines.wanted()) {
                 constexpr const CutLineTables &tables = Kind::kCutLines;
-                lines->append(tables.nline[index], tables.connect_list + tables.cind[index],
-                              entries.data() + Kind::kNodes);
+                lines.append(tables.nline[index], tables.connect_list + tables.cind[index],
+                             entries.data() + Kind::kNodes);
             }
         }
         return out;
@@ -164,11 +163,11 @@ class CellSplitter {
                                          tables.values[first + e]);
         }
         out = write_pieces<Kind>(tables, row, entries.data(), out);
-        if (lines_lo_ && lines_lo_->wanted()) {
-            lines_lo_->append(tables.nedge1[row], tables.connect_edge1 + tables.edge_ind1[row], new_rows);
+        if (lines_lo_.wanted()) {
+            lines_lo_.append(tables.nedge1[row], tables.connect_edge1 + tables.edge_ind1[row], new_rows);
         }
-        if (lines_hi_ && lines_hi_->wanted()) {
-            lines_hi_->append(tables.nedge2[row], tables.connect_edge2 + tables.edge_ind2[row], new_rows);
+        if (lines_hi_.wanted()) {
+            lines_hi_.append(tables.nedge2[row], tables.connect_edge2 + tables.edge_ind2[row], new_rows);
         }
         return out;
     }
@@ -216,7 +215,7 @@ class CellSplitter {
 
     Edges &edges_;
     int nnodes_, nold_;
-    LineList *lines_lo_, *lines_hi_;
+    LineList &lines_lo_, &lines_hi_;
 };
 
 }  // namespace isofield::detail

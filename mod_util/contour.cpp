@@ -158,7 +158,7 @@ class ContourCells {
         float *made = nullptr;
         if (!walk_sets() || !make_coords(mesh_coords, nspace, made)) return false;
         UTILedge_table2_get_free(table_, min_node, max_node, nnew, level_flag);
-        cells_.hand_over();
+        cells_.hand_over(UnusedWords::kDangling);
         *nold = nold_;
         *node_map = map_.release();
         *coords = made;

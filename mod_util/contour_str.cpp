@@ -1,11 +1,11 @@
 // Bands of grids: a sweep over layers (grid_split.hpp), which places the new nodes of each layer while the
 // coordinates of its two planes are at hand.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <utility>
 
 #include "grid_split.hpp"
 #include "thresh.hpp"
@@ -15,10 +15,6 @@ namespace {
 using namespace isofield::detail;
 
 constexpr CellArrayTraits kTraits = {"mod_util/contour_str", 1000};
-
-struct DeleteTable {
-    void operator()(EdgeTable2Str *table) const { UTILedge_table2_delete_str(table); }
-};
 
 // A scalar on the nodes of a grid, in one of six types.
 struct Scalar {
@@ -133,7 +129,7 @@ int contour_grid(MeshInfo *mesh, const Scalar &scalar, int *nold, int **node_map
 
     const int nkept = scalar.with_test(
         [mesh](const auto *values, const auto &test) { return count_nodes(kDim, mesh->dims, values, test); });
-    const int layer = Kind::kVolume ? mesh->dims[0] * mesh->dims[1] : mesh->dims[0];
+    const int layer = plane_size<Kind>(mesh);
     Working<int> list = nkept > 0 ? allocate_working<int>(static_cast<std::size_t>(nkept)) : nullptr;
     // Places in the coordinates are counted by ints.
     const bool countable = std::int64_t{mesh->nnodes} * nspace <= std::numeric_limits<int>::max();
@@ -165,8 +161,7 @@ int contour_grid(MeshInfo *mesh, const Scalar &scalar, int *nold, int **node_map
         return fail();
     }
     UTILedge_table2_free_str(table.release(), min_node, max_node, nnew, level_flag);
-    cells.hand_over();
-    for (int t = 0; t < kTypes; ++t) connect[t] = ncells[t] == 0 ? nullptr : connect[t];
+    cells.hand_over(UnusedWords::kNull);
     *nold = nkept;
     *node_map = list.release();
     return 1;

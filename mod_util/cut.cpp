@@ -1,8 +1,8 @@
 // Cuts of cell sets: the mesh-level entry, the drive over the sets, and the kernels.
-#include <array>
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
-#include <utility>
 
 #include "set_split.hpp"
 
@@ -119,7 +119,7 @@ class CutCells {
             });
         if (!done_) return false;
         UTILedge_table_get_free(table_, min_node, max_node, nnew);
-        cells_.hand_over();
+        cells_.hand_over(UnusedWords::kDangling);
         *nold = nold_;
         *node_map = map_.release();
         return true;

@@ -1,4 +1,7 @@
 // Cuts of grids: a sweep over layers (grid_split.hpp).
+#include <cstddef>
+#include <memory>
+
 #include "grid_split.hpp"
 #include "types.hpp"
 
@@ -7,10 +10,6 @@ namespace {
 using namespace isofield::detail;
 
 constexpr CellArrayTraits kTraits = {"mod_util/cut_str", 1024, nullptr, "realloc for cell list failed\n"};
-
-struct DeleteTable {
-    void operator()(EdgeTableStr *table) const { UTILedge_table_delete_str(table); }
-};
 
 template <class Kind>
 int cut_grid(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value, double level,
@@ -29,7 +28,7 @@ int cut_grid(MeshInfo *mesh, const void *data, int dtype, int null_flag, const v
     const int nkept =
         UTILnnode_thresh_struct(kDim, mesh->dims, data, dtype, null_flag, null_value, level, side);
     if (!is_type(dtype)) return fail();
-    const int layer = Kind::kVolume ? mesh->dims[0] * mesh->dims[1] : mesh->dims[0];
+    const int layer = plane_size<Kind>(mesh);
     Working<int> list = nkept > 0 ? allocate_working<int>(static_cast<std::size_t>(nkept)) : nullptr;
     std::unique_ptr<EdgeTableStr, DeleteTable> table(UTILedge_table_create_str(2 * layer, kTraits.step));
     if ((nkept > 0 && !list) || !table) return fail();
@@ -54,8 +53,7 @@ int cut_grid(MeshInfo *mesh, const void *data, int dtype, int null_flag, const v
     if (!sweep.run(load, [](int) { return true; })) return fail();
 
     UTILedge_table_free_str(table.release(), min_node, max_node, nnew);
-    cells.hand_over();
-    for (int t = 0; t < kTypes; ++t) connect[t] = ncells[t] == 0 ? nullptr : connect[t];
+    cells.hand_over(UnusedWords::kNull);
     *nold = nkept;
     *node_map = list.release();
     return 1;

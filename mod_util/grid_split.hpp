@@ -50,6 +50,17 @@ inline void clean(EdgeTable2Str *table, int n) {
     UTILedge_table2_clean(table, n);
 }
 
+struct DeleteTable {
+    void operator()(EdgeTableStr *table) const { UTILedge_table_delete_str(table); }
+    void operator()(EdgeTable2Str *table) const { UTILedge_table2_delete_str(table); }
+};
+
+// Nodes of a plane; in two dimensions of a row.
+template <class Kind>
+int plane_size(const MeshInfo *mesh) {
+    return Kind::kVolume ? mesh->dims[0] * mesh->dims[1] : mesh->dims[0];
+}
+
 // Loops that compilers turn into vector code.
 inline void add_bit(const unsigned char *__restrict mask, unsigned bit, int n,
                     unsigned char *__restrict cases) {
@@ -71,7 +82,7 @@ class GridSplit {
               CellLists &lists, LineList &lines_lo, LineList &lines_hi)
         : d0_(mesh->dims[0]),
           nrows_(Kind::kVolume ? mesh->dims[1] - 1 : 1),
-          layer_(Kind::kVolume ? mesh->dims[0] * mesh->dims[1] : mesh->dims[0]),
+          layer_(plane_size<Kind>(mesh)),
           nlayers_(mesh->dims[Kind::kVolume ? 2 : 1]),
           has_nulls_(has_nulls),
           table_(table),
@@ -80,7 +91,7 @@ class GridSplit {
           lines_lo_(lines_lo),
           lines_hi_(lines_hi),
           edges_(table),
-          splitter_(edges_, mesh->nnodes, nold, &lines_lo, &lines_hi) {}
+          splitter_(edges_, mesh->nnodes, nold, lines_lo, lines_hi) {}
 
     // load(k, plane) fills plane k, whose rows are -1 before; end_layer(k) is called after the cells of layer
     // k. Either may give false. False then, on a failure, and when interrupted.

@@ -57,7 +57,7 @@ bool split_set(const MeshInfo *mesh, int set, const int *cells, int nold, const 
     const int ncells = mesh->cell_ncells[set];
     const std::ptrdiff_t nnodes = mesh->cell_nnodes[set];
     EdgeLookup<Table> edges(table);
-    CellSplitter<Kind, EdgeLookup<Table>> splitter(edges, mesh->nnodes, nold, &lines_lo, &lines_hi);
+    CellSplitter<Kind, EdgeLookup<Table>> splitter(edges, mesh->nnodes, nold, lines_lo, lines_hi);
     KeptCells kept;
     for (int first = 0, end; first < ncells; first = end) {
         end = next_poll(first, ncells);
