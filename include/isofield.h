@@ -547,6 +547,180 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 
 /* ====================================================================================================
+ * Derivatives
+ * ====================================================================================================
+ * Gradients of scalars, curls and divergences of vectors, from node data to node data. Cell sets take the
+ * derivatives of the cells' shape functions (finite elements); grids take differences between neighbouring
+ * nodes: central ones inside, of the outermost two nodes at the edges. Fields that are linear in space come
+ * out exactly, but for rounding, where no oddity below stands against it.
+ *
+ * Not every mesh kind computes what the mathematics say; isofield.hpp does, whatever the kind:
+ *   curl        of uniform and rectilinear grids is (dw/dy - dv/dz, dw/dz - dv/dx, dw/dx - dv/dy) of a vector
+ *               (u, v, w): component 0 takes no part. That of structured grids and of hexahedra, prisms,
+ *               pyramids and tetrahedra is the curl
+ *   gradient    of a rectilinear grid of 2 dimensions multiplies by the spacing instead of dividing by it; of
+ *               a structured grid of 2 dimensions in space, is along x and y alone
+ *   surfaces    triangles and quadrilaterals give the gradient in their own plane; their curl and divergence
+ *               are those of no field (see UTILcurl_cell)
+ *   zeros       stand where no derivative can be had: in degenerate cells (which then count in the mean of
+ *               their nodes), where a structured grid's metric is singular, and around nulls */
+
+/* The gradient, curl or divergence of node data.
+ *   data    nnodes x veclen. Gradient: veclen 1 or less, taken as 1. Curl and divergence: 3 on grids and in
+ *           volume cells; in surface cells 2 for the curl, 2 or more for the divergence
+ *   out     the caller's: nnodes x 3 for gradient and curl, components along x, y, z whatever the mesh's
+ *           dimensions; nnodes for the divergence. Curl and divergence of grids need 3 dimensions, gradients
+ *           2 at least (component 2 is 0 then)
+ * With null_flag data are used as they stand, and then `out` is cleared around nulls: see UTILderiv_null.
+ * Result 1 or 0. A wrong veclen or ndim is refused with 0, reported on grids and not on cell sets, with `out`
+ * untouched. When interrupted, 0 on cell sets and for the gradient of structured grids, with `out` partly
+ * written: on grids the planes i before the last poll, on cell sets undivided sums. The other operators of
+ * grids give 1 then, and so do they where they can't work: on a uniform grid with an axis of one node, or one
+ * of no length; with an unknown dtype, which is reported. What is not computed stays as it was in `out`. On
+ * cell sets an unknown dtype gives zeros, and is told on standard error for each node of each cell.
+ *
+ * Cell sets: each cell evaluates its derivatives at its own nodes, and each node gets the plain mean of its
+ * cells. A node without cells is NaN. Sets of lines add zeros to the means of their nodes. Structured grids:
+ * the inverse of the metric, the derivatives of x, y, z along i, j, k by the same differences, takes
+ * differences along the grid to derivatives in space. Where its determinant is 0 the result is 0. In 3
+ * dimensions nspace is taken to be 3. */
+#define ISOFIELD_DECLARE(name)                                                                    \
+    ISOFIELD_API int name(MeshInfo *mesh, const void *data, int veclen, int dtype, int null_flag, \
+                          const void *null_value, float *out);
+ISOFIELD_DECLARE(UTILgrad)
+ISOFIELD_DECLARE(UTILcurl)
+ISOFIELD_DECLARE(UTILdiv)
+ISOFIELD_DECLARE(UTILgrad_cells)
+ISOFIELD_DECLARE(UTILcurl_cells)
+ISOFIELD_DECLARE(UTILdiv_cells)
+ISOFIELD_DECLARE(UTILgrad_struct)
+ISOFIELD_DECLARE(UTILcurl_struct)
+ISOFIELD_DECLARE(UTILdiv_struct)
+ISOFIELD_DECLARE(UTILgrad_unif)
+ISOFIELD_DECLARE(UTILcurl_unif)
+ISOFIELD_DECLARE(UTILdiv_unif)
+ISOFIELD_DECLARE(UTILgrad_rect)
+ISOFIELD_DECLARE(UTILcurl_rect)
+ISOFIELD_DECLARE(UTILdiv_rect)
+#undef ISOFIELD_DECLARE
+
+/* One cell of a cell set at all its nodes.
+ *   ndim      of the set; with 1 nothing is written
+ *   cell      global cell id
+ *   nnodes    nodes per cell, 85 at most
+ *   node_uvw  nnodes x 3, parametric coordinates of the nodes
+ *   out       nnodes x 3; nnodes for the divergence
+ * Volumes (ndim 3): at a node where there is no derivative (see UTILderiv_3d) the gradient is 0, and curl and
+ * divergence take those of the node before, 0 at the first. Surfaces (ndim 2): the gradient lies in the
+ * cell's plane. The curl stands across the plane, and is formed from one row of vectors that the node values
+ * and the plane's frame give together (see UTILderiv_2d): it depends on the cell's place in space, and is not
+ * the surface's curl. The divergence is d/dx of the array's element number `node`, as if veclen were 1.
+ * Result 1, also where derivatives are not to be had; 0 when veclen is not 3 in a volume, or in a surface not
+ * 2 for the curl or below 2 for the divergence. */
+ISOFIELD_API int UTILgrad_cell(MeshInfo *mesh, int ndim, int cell, const void *data, int dtype, int null_flag,
+                               const void *null_value, int nnodes, const float *node_uvw, float *out);
+ISOFIELD_API int UTILcurl_cell(MeshInfo *mesh, int ndim, int cell, const void *data, int veclen, int dtype,
+                               int null_flag, const void *null_value, int nnodes, const float *node_uvw,
+                               float *out);
+ISOFIELD_API int UTILdiv_cell(MeshInfo *mesh, int ndim, int cell, const void *data, int veclen, int dtype,
+                              int null_flag, const void *null_value, int nnodes, const float *node_uvw,
+                              float *out);
+
+/* The grids' kernels. An unknown dtype is reported: 0.
+ *   coords  nnodes x 3; nnodes x nspace in two dimensions
+ *   points  as in MeshInfo, of 3 columns; of nspace columns in two dimensions
+ * Result 1, also when dims[0] is below 1, where nothing is done (but for uniform grids). 0 when interrupted,
+ * and on uniform grids with an axis of one node or without length, with nothing written. On structured and
+ * rectilinear grids an axis of one node has differences of 0. The walk goes along i, and asks to stop before
+ * every eighth plane of nodes of the same i; on grids of up to some million nodes it asks for several such
+ * blocks before it computes them. */
+#define ISOFIELD_DECLARE_3D(name)                                                                        \
+    ISOFIELD_API int name##_struct_3d(const int *dims, const float *coords, const void *data, int dtype, \
+                                      float *out);                                                       \
+    ISOFIELD_API int name##_unif_3d(const int *dims, const float *points, const void *data, int dtype,   \
+                                    float *out);                                                         \
+    ISOFIELD_API int name##_rect_3d(const int *dims, const float *points, const void *data, int dtype,   \
+                                    float *out);
+ISOFIELD_DECLARE_3D(UTILgrad)
+ISOFIELD_DECLARE_3D(UTILcurl)
+ISOFIELD_DECLARE_3D(UTILdiv)
+#undef ISOFIELD_DECLARE_3D
+ISOFIELD_API int UTILgrad_struct_2d(const int *dims, int nspace, const float *coords, const void *data,
+                                    int dtype, float *out);
+ISOFIELD_API int UTILgrad_unif_2d(const int *dims, int nspace, const float *points, const void *data,
+                                  int dtype, float *out);
+ISOFIELD_API int UTILgrad_rect_2d(const int *dims, int nspace, const float *points, const void *data,
+                                  int dtype, float *out);
+#define ISOFIELD_DECLARE_3D(name, kind, suffix, T)                                               \
+    ISOFIELD_API int name##_##kind##_3d_##suffix(const int *dims, const float *coords_or_points, \
+                                                 const T *data, float *out);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                             \
+    ISOFIELD_DECLARE_3D(UTILgrad, struct, suffix, T)                                               \
+    ISOFIELD_DECLARE_3D(UTILgrad, unif, suffix, T)                                                 \
+    ISOFIELD_DECLARE_3D(UTILgrad, rect, suffix, T)                                                 \
+    ISOFIELD_DECLARE_3D(UTILcurl, struct, suffix, T)                                               \
+    ISOFIELD_DECLARE_3D(UTILcurl, unif, suffix, T)                                                 \
+    ISOFIELD_DECLARE_3D(UTILcurl, rect, suffix, T)                                                 \
+    ISOFIELD_DECLARE_3D(UTILdiv, struct, suffix, T)                                                \
+    ISOFIELD_DECLARE_3D(UTILdiv, unif, suffix, T)                                                  \
+    ISOFIELD_DECLARE_3D(UTILdiv, rect, suffix, T)                                                  \
+    ISOFIELD_API int UTILgrad_struct_2d_##suffix(const int *dims, int nspace, const float *coords, \
+                                                 const T *data, float *out);                       \
+    ISOFIELD_API int UTILgrad_unif_2d_##suffix(const int *dims, int nspace, const float *points,   \
+                                               const T *data, float *out);                         \
+    ISOFIELD_API int UTILgrad_rect_2d_##suffix(const int *dims, int nspace, const float *points,   \
+                                               const T *data, float *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+#undef ISOFIELD_DECLARE_3D
+
+/* Derivatives at one point of one cell, for the deriv3d_func and deriv2d_func slots: the shape functions'
+ * derivatives at pcoord, taken through the inverse of the Jacobian and multiplied with the node values, all
+ * in float. The first form is for volume cells in space, the second for surface cells.
+ *   cell     global cell id on cell sets, corner number on grids
+ *   data     nnodes x veclen
+ *   pcoord   3, parametric coordinates
+ *   out      3 (2) x veclen: the derivatives of all components along x, then y, then z; for surfaces along
+ *            the first and second axis of the cell's own frame
+ *   rotate   3 x 3: the frame, its axes as columns (see UTILjacobian_2d_inv)
+ *   xcoords  cell_nnodes x 3: the cell's nodes in the frame
+ * Vectors on surfaces (veclen above 1) are not turned into the frame node by node: one row, the first nnodes
+ * of the node values in memory order times the frame taken as nnodes x veclen, stands for node 0, and zeros
+ * for the other nodes. (The frame is filled up with zeros.) Rectilinear grids: component c of a node's
+ * coordinates is read at points[offset of axis c + index], the offsets being 0, dims[0] * nspace and (dims[0]
+ * + dims[1]) * nspace, without regard to the rows' width: right for one column alone. Uniform grids: an axis
+ * of one node has an infinite step; nothing checks for it. Result 1; 0 with `out` untouched when a node is
+ * null, the determinant is exactly 0, data is null, veclen below 1, the cell has more than 85 nodes or, on
+ * grids, reaches beyond the last node or has no shape_deriv_func; and when the mesh's arrays are not to be
+ * had, which is reported, or the dtype is unknown or the mesh kind has no such method, which is told on
+ * standard error. */
+#define ISOFIELD_DECLARE(kind)                                                                               \
+    ISOFIELD_API int UTILderiv##kind##_3d(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype, \
+                                          int null_flag, const void *null_value, const float *pcoord,        \
+                                          float *out);                                                       \
+    ISOFIELD_API int UTILderiv##kind##_2d(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype, \
+                                          int null_flag, const void *null_value, const float *pcoord,        \
+                                          float *out, float *rotate, float *xcoords);
+ISOFIELD_DECLARE()
+ISOFIELD_DECLARE(_cell)
+ISOFIELD_DECLARE(_struct)
+ISOFIELD_DECLARE(_unif)
+ISOFIELD_DECLARE(_rect)
+#undef ISOFIELD_DECLARE
+
+/* Sets a result to 0 wherever a null had a part in it: on cell sets at all nodes of all cells with a null
+ * node, on grids (the second form) at every node within one step of a null, diagonally too. The last step of
+ * the operators above.
+ *   data  nnodes x veclen; the first component tells a null
+ *   out   nnodes x out_veclen
+ * Result 1; 0 when cells are not to be had or the dtype is unknown, both reported. Without cell sets the
+ * first form does nothing: 1. */
+ISOFIELD_API int UTILderiv_null(MeshInfo *mesh, const void *data, int veclen, int dtype,
+                                const void *null_value, int out_veclen, float *out);
+ISOFIELD_API int UTILderiv_null_struct(MeshInfo *mesh, const void *data, int veclen, int dtype,
+                                       const void *null_value, int out_veclen, float *out);
+
+/* ====================================================================================================
  * Data arrays
  * ====================================================================================================
  * Plain operations on typed arrays. Counts below 1 do nothing and give 1; an unknown type code is reported
@@ -1252,6 +1426,57 @@ ISOFIELD_API int UTILnode_thresh_struct(int n, const void *data, int dtype, int 
     ISOFIELD_API int UTILnode_thresh_struct_##suffix(int n, const T *data, int null_flag, V null_value,     \
                                                      double level, int side, int start, int *count,         \
                                                      int *list, int *map);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
+ * Meshes without nulls
+ * ==================================================================================================== */
+
+/* The mesh without its null nodes: the other nodes, numbered from 0 in mesh order, and the cells that have no
+ * null node, whole. Nodes stay that no cell has any more.
+ *   data         nnodes scalars
+ *   nkept        nodes kept
+ *   node_list    from malloc, to be freed with free. On cell sets a map: per mesh node its new number, or -1.
+ *                On grids a list: per new number its mesh node
+ *   nsets        the sets to take, from set 0 on: ncell_sets, or fewer; not read on grids
+ *   ncells, connect, connect_size    nsets words each (one on grids): cells kept; ncells x nodes, in new
+ *                numbers; ints used. connect is null where ncells is 0
+ * Cells of grids: two nodes c, c+1; four nodes counterclockwise, c, c+1, c+1+d0, c+d0; eight nodes the other
+ * way round, c, c+d0, c+d0+1, c+1 and the same one plane up, so that hexahedra are mirrored in index space.
+ * NaN is no null, and a null value of NaN finds none. Result 1 or 0. An unknown dtype gives 0 on cell sets,
+ * and on grids does nothing and gives some nonzero number. A mesh kind without the method is told on standard
+ * error: 0. */
+#define ISOFIELD_DECLARE(name)                                                                             \
+    ISOFIELD_API int name(MeshInfo *mesh, const void *data, int dtype, const void *null_value, int *nkept, \
+                          int **node_list, int nsets, int *ncells, int **connect, int *connect_size);
+ISOFIELD_DECLARE(UTILthresh_null)
+ISOFIELD_DECLARE(UTILthresh_null_cells)
+ISOFIELD_DECLARE(UTILthresh_null_struct)
+#undef ISOFIELD_DECLARE
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                    \
+    ISOFIELD_API int UTILthresh_null_struct_##suffix(MeshInfo *mesh, const T *data, V null_value,         \
+                                                     int *nkept, int **node_list, int nsets, int *ncells, \
+                                                     int **connect, int *connect_size);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Numbers the nodes that are not null: map[n] is the new number of node n, or -1. Result: nodes kept. An
+ * unknown dtype gives nnodes and writes nothing. */
+ISOFIELD_API int UTILnode_thresh_null(int nnodes, int dtype, const void *data, const void *null_value,
+                                      int *map);
+/* The cells of one set whose nodes all have a number in `map`. connect as above; it is null when no cell is
+ * kept. nkept is not read. Result 1 or 0. */
+ISOFIELD_API int UTILcells_from_nlist(MeshInfo *mesh, int set, int nkept, const int *map, int *ncells,
+                                      int **connect, int *connect_size);
+
+/* The same for the nodes of a grid of dims[0] x ... x dims[ndim-1] nodes: their number; and the map, with the
+ * list that gives the nodes back. Result of the second: 1. */
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                       \
+    ISOFIELD_API int UTILnode_thresh_null_##suffix(int nnodes, const T *data, V null_value, int *map);       \
+    ISOFIELD_API int UTILnnode_null_struct_##suffix(int ndim, const int *dims, const T *data, V null_value); \
+    ISOFIELD_API int UTILnode_thresh_null_struct_##suffix(int ndim, const int *dims, const T *data,          \
+                                                          V null_value, int *map, int *list);
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 
