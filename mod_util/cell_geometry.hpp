@@ -19,8 +19,8 @@ struct CellNodes {
     int of_grid[8];  // room for the nodes of a grid's cell
 };
 
-// The cell with a global id. False when there is none, it is too large, or its set is not to be had.
-inline bool find_cell_nodes(MeshInfo *mesh, int cell, CellNodes &found) {
+// The cell with a global id, however large. False when there is none, or its set is not to be had.
+inline bool locate_cell(MeshInfo *mesh, int cell, CellNodes &found) {
     const LocalCell local = find_local_cell(mesh, cell);
     if (local.set < 0) return false;
     const int *connect = fetch_cell_set(mesh, local.set);
@@ -28,10 +28,15 @@ inline bool find_cell_nodes(MeshInfo *mesh, int cell, CellNodes &found) {
     found.nnodes = mesh->cell_nnodes[local.set];
     found.nodes = connect + static_cast<std::ptrdiff_t>(local.cell) * found.nnodes;
     found.funcs = &mesh->cell_funcs[local.set].funcs;
-    return found.nnodes >= 1 && found.nnodes <= kMaxCellNodes;
+    return found.nnodes >= 1;
 }
 
-// The same for a grid's cell, by corner number. False also when it reaches beyond the grid's nodes.
+// The same, false also for one too large for the fixed buffers.
+inline bool find_cell_nodes(MeshInfo *mesh, int cell, CellNodes &found) {
+    return locate_cell(mesh, cell, found) && found.nnodes <= kMaxCellNodes;
+}
+
+// A grid's cell, by corner number. False also when it reaches beyond the grid's nodes.
 inline bool find_grid_cell_nodes(MeshInfo *mesh, int cell, CellNodes &found) {
     if (mesh->ncell_sets < 1) return false;
     found.nnodes = mesh->cell_nnodes[0];

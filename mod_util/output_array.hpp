@@ -97,6 +97,11 @@ class OutputArray {
         return grow_in_steps(data_, capacity_, needed, step_, unit_, line);
     }
 
+    // The same for arrays that grow long.
+    bool reserve_amply(std::int64_t needed, int line = __builtin_LINE()) {
+        return grow_amply(data_, capacity_, needed, step_, unit_, line);
+    }
+
     T *data() const { return data_; }
     int capacity() const { return capacity_; }
 

@@ -1,4 +1,4 @@
-// Which nodes stay in a band or a cut.
+// Which nodes stay in a band, in a cut, or among those that are not null.
 #ifndef ISOFIELD_MOD_UTIL_THRESH_HPP
 #define ISOFIELD_MOD_UTIL_THRESH_HPP
 
@@ -41,6 +41,14 @@ struct OnSide {
     bool below;
 };
 
+template <class T>
+struct NotNull {
+    explicit NotNull(ByValue<T> null_value) : null(static_cast<T>(null_value)) {}
+    bool operator()(T v) const { return v != null; }
+
+    T null;
+};
+
 template <class T, class Kept>
 int map_nodes(int n, const T *data, Kept kept, int *map) {
     int count = 0;
@@ -52,10 +60,15 @@ int map_nodes(int n, const T *data, Kept kept, int *map) {
     return count;
 }
 
-template <class T, class Kept>
-int count_nodes(int ndim, const int *dims, const T *data, Kept kept) {
+inline int node_count(int ndim, const int *dims) {
     int n = 1;
     for (int d = 0; d < ndim; ++d) n *= dims[d];
+    return n;
+}
+
+template <class T, class Kept>
+int count_nodes(int ndim, const int *dims, const T *data, Kept kept) {
+    const int n = node_count(ndim, dims);
     int count = 0;
     for (int i = 0; i < n; ++i) count += kept(data[i]);
     return count;

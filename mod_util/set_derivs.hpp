@@ -1,0 +1,234 @@
+// The derivatives of node values at the nodes of the cells of one set: what UTILderiv_cell_3d and _2d give,
+// with all that is the same for every cell taken once.
+#ifndef ISOFIELD_MOD_UTIL_SET_DERIVS_HPP
+#define ISOFIELD_MOD_UTIL_SET_DERIVS_HPP
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "cell_derivs.hpp"
+#include "lanes.hpp"
+
+namespace isofield::detail {
+
+// A cell's nodes, gathered: coordinates in lanes 0 to 2, and up to three components of a value.
+struct NodeRows {
+    std::array<Lanes, kMaxCellNodes> place, value;
+};
+
+// Which derivatives of the shape functions at the nodes are not 0, where these are few: at the corner of a
+// linear cell every parametric direction runs along one of the cell's edges. Leaving out the products with 0
+// leaves every sum as it is, for sums start from +0, as long as the other factor is finite.
+class EdgePlan {
+  public:
+    // False for cells of other kinds: the derivatives, 3 x nnodes at each node, are not of that shape.
+    bool make(int nnodes, const float (*shape_derivs)[3 * kMaxCellNodes]) {
+        nedges_ = 0;
+        for (int k = 0; k < nnodes; ++k) {
+            Corner &corner = corners_[static_cast<std::size_t>(k)];
+            corner.nterms = 0;
+            for (int n = 0; n < nnodes; ++n) {
+                Term term{n, {}};
+                for (int d = 0; d < 3; ++d) term.derivs[d] = shape_derivs[k][d * nnodes + n];
+                if (term.derivs[0] == 0 && term.derivs[1] == 0 && term.derivs[2] == 0) continue;
+                if (corner.nterms == kMaxTerms) return false;
+                corner.terms[corner.nterms++] = term;
+            }
+            for (int d = 0; d < 3; ++d) {
+                Edge edge;
+                if (!find_edge(nnodes, shape_derivs[k] + d * nnodes, edge)) return false;
+                corner.edges[d] = place_of(edge);
+            }
+        }
+        return true;
+    }
+
+    struct Term {
+        int node;
+        float derivs[3];
+    };
+    static constexpr int kMaxTerms = 4;
+    struct Corner {
+        int edges[3];  // along the parametric axes
+        int nterms;
+        Term terms[kMaxTerms];
+    };
+    static constexpr int kMaxEdges = 3 * 8;
+
+    const Corner &corner(int k) const { return corners_[static_cast<std::size_t>(k)]; }
+    static constexpr int kMaxCorners = 8;
+
+    // The cell's directions along its edges.
+    void directions(const NodeRows &nodes, Lanes *out) const {
+        for (int e = 0; e < nedges_; ++e) {
+            const Edge &edge = edges_[static_cast<std::size_t>(e)];
+            out[e] =
+                Lanes{} + edge.from_factor * nodes.place[edge.from] + edge.to_factor * nodes.place[edge.to];
+        }
+    }
+
+  private:
+    struct Edge {
+        std::size_t from = 0, to = 0;
+        float from_factor = 0, to_factor = 0;
+        bool operator==(const Edge &) const = default;
+    };
+
+    static bool find_edge(int nnodes, const float *row, Edge &edge) {
+        int found = 0;
+        for (int n = 0; n < nnodes; ++n) {
+            if (row[n] == 0) continue;
+            (found == 0 ? edge.from : edge.to) = static_cast<std::size_t>(n);
+            (found == 0 ? edge.from_factor : edge.to_factor) = row[n];
+            ++found;
+        }
+        return found == 2;
+    }
+
+    int place_of(const Edge &edge) {
+        const auto end = edges_.begin() + nedges_;
+        const auto found = std::find(edges_.begin(), end, edge);
+        if (found == end) {
+            *found = edge;
+            ++nedges_;
+        }
+        return static_cast<int>(found - edges_.begin());
+    }
+
+    std::array<Corner, kMaxCorners> corners_;
+    std::array<Edge, kMaxEdges> edges_;
+    int nedges_ = 0;
+};
+
+// Gives the derivatives of kComponents components at the nodes of a cell, of a set of kDim (2 or 3)
+// dimensions.
+template <int kDim, int kComponents>
+class SetDerivs {
+  public:
+    // False when the set is not one for this: too many nodes, or no shape functions.
+    bool make(const MeshInfo *mesh, int set) {
+        nnodes_ = mesh->cell_nnodes[set];
+        const auto shape_deriv_func = mesh->cell_funcs[set].funcs.shape_deriv_func;
+        if (mesh->cell_ndim[set] != kDim || !shape_deriv_func) return false;
+        if (nnodes_ < 1 || nnodes_ > kMaxCellNodes) return false;
+        for (int k = 0; k < nnodes_; ++k) {
+            std::fill_n(shape_derivs_[k], 3 * kMaxCellNodes, 0.0f);
+            shape_deriv_func(mesh->cell_node_uvw[set] + 3 * static_cast<std::ptrdiff_t>(k), shape_derivs_[k]);
+        }
+        constant_ = std::all_of(shape_derivs_ + 1, shape_derivs_ + nnodes_, [this](const float *row) {
+            return std::equal(row, row + 3 * nnodes_, shape_derivs_[0]);
+        });
+        by_edges_ = kDim == 3 && nnodes_ <= EdgePlan::kMaxCorners && plan_.make(nnodes_, shape_derivs_);
+        return true;
+    }
+
+    // Calls row(k, derivs, frame) at each node k with derivs[d * kComponents + c], the derivative of
+    // component c in direction d: of space, or of a surface's own frame (3 x 3). Where there is none derivs
+    // is null.
+    template <class Row>
+    void at_nodes(const NodeRows &nodes, Row row) {
+        const bool by_edges = by_edges_ && finite(nodes);
+        Lanes directions[EdgePlan::kMaxEdges];
+        if (by_edges) plan_.directions(nodes, directions);
+        PackedRows packed;
+        if (!by_edges) packed.pack(nnodes_, nodes);
+        float out[kDim * kComponents], frame[9];
+        bool found = false;
+        for (int k = 0; k < nnodes_; ++k) {
+            if (k == 0 || !constant_) {
+                if (by_edges && invert(plan_.corner(k), directions)) {
+                    found = determinant_ != 0;
+                    if (found) derive_by_edges(plan_.corner(k), nodes, out);
+                } else {
+                    if (by_edges) packed.pack(nnodes_, nodes);
+                    found = derive(k, packed, out, frame);
+                }
+            }
+            row(k, found ? out : nullptr, frame);
+        }
+    }
+
+  private:
+    // Rows as the kernels for any cell take them.
+    struct PackedRows {
+        float place[3 * kMaxCellNodes], value[kComponents * kMaxCellNodes];
+
+        void pack(int nnodes, const NodeRows &nodes) {
+            for (int k = 0; k < nnodes; ++k) {
+                const auto n = static_cast<std::size_t>(k);
+                for (int d = 0; d < 3; ++d) place[3 * k + d] = nodes.place[n][d];
+                for (int c = 0; c < kComponents; ++c) value[kComponents * k + c] = nodes.value[n][c];
+            }
+        }
+    };
+
+    bool finite(const NodeRows &nodes) const {
+        Lanes sum = {};
+        for (std::size_t k = 0; k < static_cast<std::size_t>(nnodes_); ++k)
+            sum += nodes.place[k] + nodes.value[k];
+        return all_finite(sum);
+    }
+
+    bool derive(int k, const PackedRows &rows, float *out, float *frame) const {
+        float derivs[kDim * kMaxCellNodes];
+        if constexpr (kDim == 3) {
+            if (!volume_derivs(nnodes_, shape_derivs_[k], rows.place, derivs)) return false;
+            multiply(derivs, rows.value, out, 3, nnodes_, kComponents);
+        } else {
+            float xcoords[3 * kMaxCellNodes];
+            if (!surface_derivs(nnodes_, shape_derivs_[k], rows.place, derivs, frame, xcoords)) return false;
+            const auto value = [&rows](int m) { return rows.value[m]; };
+            derive_on_surface(nnodes_, derivs, value, kComponents, frame, out);
+        }
+        return true;
+    }
+
+    void derive_by_edges(const EdgePlan::Corner &corner, const NodeRows &nodes, float *out) const {
+        Lanes derivs[kComponents] = {};
+        for (int t = 0; t < corner.nterms; ++t) {
+            const EdgePlan::Term &term = corner.terms[t];
+            const Lanes global = Lanes{} + inverse_[0] * term.derivs[0] + inverse_[1] * term.derivs[1] +
+                                 inverse_[2] * term.derivs[2];
+            const Lanes value = nodes.value[static_cast<std::size_t>(term.node)];
+            for (int c = 0; c < kComponents; ++c) derivs[c] += global * value[c];
+        }
+        for (int d = 0; d < kDim; ++d) {
+            for (int c = 0; c < kComponents; ++c) out[d * kComponents + c] = derivs[c][d];
+        }
+    }
+
+    // Inverts the Jacobian whose rows are a corner's edges; false when the inverse is not finite. It is kept
+    // from cell to cell: those of regular cells are often the same.
+    bool invert(const EdgePlan::Corner &corner, const Lanes *directions) {
+        const Lanes a = directions[corner.edges[0]], b = directions[corner.edges[1]],
+                    c = directions[corner.edges[2]];
+        if (same_bits(a, jacobian_[0]) && same_bits(b, jacobian_[1]) && same_bits(c, jacobian_[2])) {
+            return inverse_finite_;
+        }
+        jacobian_ = {a, b, c};
+        float matrix[9];
+        for (int d = 0; d < 3; ++d) {
+            matrix[d] = a[d];
+            matrix[3 + d] = b[d];
+            matrix[6 + d] = c[d];
+        }
+        determinant_ = MATmat3_inverse(matrix, matrix);
+        for (std::size_t d = 0; d < 3; ++d) inverse_[d] = Lanes{matrix[d], matrix[3 + d], matrix[6 + d], 0};
+        inverse_finite_ = determinant_ == 0 || all_finite(inverse_[0] + inverse_[1] + inverse_[2]);
+        return inverse_finite_;
+    }
+
+    int nnodes_ = 0;
+    float shape_derivs_[kMaxCellNodes][3 * kMaxCellNodes];  // 3 x nnodes at each node
+    bool constant_ = false;                                 // the same at all nodes
+    bool by_edges_ = false;
+    EdgePlan plan_;
+    std::array<Lanes, 3> jacobian_ = {};
+    std::array<Lanes, 3> inverse_ = {};  // columns
+    float determinant_ = 0;
+    bool inverse_finite_ = true;
+};
+
+}  // namespace isofield::detail
+#endif
