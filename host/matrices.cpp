@@ -19,12 +19,14 @@ void multiply(const float *a, const float *b, float *out, int m, int n, int p) {
     }
 }
 
-// Writes adjugate / determinant unless the determinant, as a float, is 0.
+// Writes adjugate / determinant unless the determinant, as a float, is 0. One division serves all: derivatives
+// invert a matrix for every node of every cell.
 template <int Count>
 float divide_adjugate(const double (&adjugate)[Count], double determinant, float *out) {
     const float result = static_cast<float>(determinant);
     if (result == 0.0f) return result;
-    for (int i = 0; i < Count; ++i) out[i] = static_cast<float>(adjugate[i] / determinant);
+    const double reciprocal = 1.0 / determinant;
+    for (int i = 0; i < Count; ++i) out[i] = static_cast<float>(adjugate[i] * reciprocal);
     return result;
 }
 

@@ -129,14 +129,17 @@ struct Operands {
     const void *null_value;
 };
 
-// Adds a cell's rows to those of its nodes, and counts.
-void add_rows(const int *nodes, int nnodes, int width, const float *rows, float *out, int *count) {
-    for (int k = 0; k < nnodes; ++k) {
-        const std::ptrdiff_t node = nodes[k];
-        for (int c = 0; c < width; ++c) out[node * width + c] += rows[k * width + c];
+// The sums at the nodes of the mesh.
+struct Sums {
+    float *out;
+    int *count;
+
+    template <int kWidth>
+    void add(std::ptrdiff_t node, const float *row) const {
+        for (int c = 0; c < kWidth; ++c) out[node * kWidth + c] += row[c];
         ++count[node];
     }
-}
+};
 
 template <int kComponents, class T>
 void gather_rows(const float *coords, int nspace, const int *nodes, int nnodes, const T *data,
@@ -152,33 +155,36 @@ void gather_rows(const float *coords, int nspace, const int *nodes, int nnodes, 
     }
 }
 
-// A cell's rows by SetDerivs.
+// Adds a cell's rows, by SetDerivs.
 template <class Operator, class T, int kDim, int kComponents>
-void derive_rows(const Operands &with, SetDerivs<kDim, kComponents> &derivs, const int *nodes, int nnodes,
-                 float *rows) {
+void add_cell(const Operands &with, SetDerivs<kDim, kComponents> &derivs, const int *nodes, int nnodes,
+              const Sums &sums) {
+    constexpr int kWidth = Operator::kWidth;
     const T *data = static_cast<const T *>(with.data);
-    Operator at_node;
-    NodeRows gathered;
     if (with.null_flag &&
         any_null(nodes, nnodes, data, kComponents, *static_cast<const T *>(with.null_value))) {
-        std::fill_n(rows, nnodes * Operator::kWidth, 0.0f);
+        constexpr float kZeros[kWidth] = {};
+        for (int k = 0; k < nnodes; ++k) sums.add<kWidth>(nodes[k], kZeros);
         return;
     }
+    NodeRows gathered;
     gather_rows<kComponents>(with.mesh->coords, with.mesh->nspace, nodes, nnodes, data, gathered);
+    Operator at_node;
     derivs.at_nodes(gathered, [&](int k, const float *at, [[maybe_unused]] const float *frame) {
-        float *row = rows + k * Operator::kWidth;
+        float row[kWidth];
         if constexpr (kDim == 3) {
             at_node.volume_row(at, row);
         } else {
             at_node.surface_row(at, frame, row);
         }
+        sums.add<kWidth>(nodes[k], row);
     });
 }
 
 // The cells of a set from `first` up to, not including, `end`.
 template <class Operator, int kDim, int kComponents>
 int add_cells(const Operands &with, int set, int set_first, const int *connect, int first, int end,
-              SetDerivs<kDim, kComponents> *derivs, float *rows, float *out, int *count) {
+              SetDerivs<kDim, kComponents> *derivs, float *rows, const Sums &sums) {
     MeshInfo *mesh = with.mesh;
     const int nnodes = mesh->cell_nnodes[set];
     const int *nodes = connect + static_cast<std::ptrdiff_t>(first) * nnodes;
@@ -189,15 +195,14 @@ int add_cells(const Operands &with, int set, int set_first, const int *connect, 
                             with.null_flag, with.null_value, nnodes, mesh->cell_node_uvw[set], rows) != 1) {
             return 0;
         }
-        add_rows(nodes, nnodes, Operator::kWidth, rows, out, count);
+        for (int k = 0; k < nnodes; ++k) sums.add<Operator::kWidth>(nodes[k], rows + k * Operator::kWidth);
     }
     if (cell == end) return 1;
     return visit(
         with.dtype,
         [&]<class T>(ElementTag<T>) {
             for (; cell < end; ++cell, nodes += nnodes) {
-                derive_rows<Operator, T>(with, *derivs, nodes, nnodes, rows);
-                add_rows(nodes, nnodes, Operator::kWidth, rows, out, count);
+                add_cell<Operator, T>(with, *derivs, nodes, nnodes, sums);
             }
             return 1;
         },
@@ -205,7 +210,7 @@ int add_cells(const Operands &with, int set, int set_first, const int *connect, 
 }
 
 template <class Operator, int kDim>
-int add_set(const Operands &with, int set, int set_first, float *out, int *count) {
+int add_set(const Operands &with, int set, int set_first, const Sums &sums) {
     MeshInfo *mesh = with.mesh;
     const int *connect = fetch_cell_set(mesh, set);
     const auto row_floats = static_cast<std::size_t>(mesh->cell_nnodes[set]) * Operator::kWidth;
@@ -219,7 +224,7 @@ int add_set(const Operands &with, int set, int set_first, float *out, int *count
         end = next_poll(first, ncells);
         if (first > 0 && poll_status(percent_of(first, ncells))) return 0;
         if (!add_cells<Operator>(with, set, set_first, connect, first, end, known ? &derivs : nullptr,
-                                 rows.get(), out, count)) {
+                                 rows.get(), sums)) {
             return 0;
         }
     }
@@ -238,11 +243,11 @@ int derive_sets(const Operands &with, float *out) {
     Working<int> count = allocate_cleared<int>(nnodes);
     if (!count) return 0;
     std::fill_n(out, nnodes * Operator::kWidth, 0.0f);
+    const Sums sums{out, count.get()};
     int set_first = 0;
     for (int s = 0; s < mesh->ncell_sets; set_first += mesh->cell_ncells[s++]) {
-        const int added = mesh->cell_ndim[s] == 3
-                              ? add_set<Operator, 3>(with, s, set_first, out, count.get())
-                              : add_set<Operator, 2>(with, s, set_first, out, count.get());
+        const int added = mesh->cell_ndim[s] == 3 ? add_set<Operator, 3>(with, s, set_first, sums)
+                                                  : add_set<Operator, 2>(with, s, set_first, sums);
         if (!added) return 0;
     }
     for (std::size_t node = 0; node < nnodes; ++node) {

@@ -29,9 +29,14 @@ class EdgePlan {
             Corner &corner = corners_[static_cast<std::size_t>(k)];
             corner.nterms = 0;
             for (int n = 0; n < nnodes; ++n) {
-                Term term{n, {}};
-                for (int d = 0; d < 3; ++d) term.derivs[d] = shape_derivs[k][d * nnodes + n];
-                if (term.derivs[0] == 0 && term.derivs[1] == 0 && term.derivs[2] == 0) continue;
+                Term term{static_cast<std::size_t>(n), 0, 0, {}};
+                for (int d = 0; d < 3; ++d) {
+                    const float factor = shape_derivs[k][d * nnodes + n];
+                    term.factors[d] = Lanes{} + factor;
+                    if (factor != 0) term.direction = static_cast<std::size_t>(d);
+                    term.ndirections += factor != 0;
+                }
+                if (term.ndirections == 0) continue;
                 if (corner.nterms == kMaxTerms) return false;
                 corner.terms[corner.nterms++] = term;
             }
@@ -45,8 +50,10 @@ class EdgePlan {
     }
 
     struct Term {
-        int node;
-        float derivs[3];
+        std::size_t node;
+        int ndirections;
+        std::size_t direction;  // the one, where there is one
+        Lanes factors[3];
     };
     static constexpr int kMaxTerms = 4;
     struct Corner {
@@ -56,7 +63,7 @@ class EdgePlan {
     };
     static constexpr int kMaxEdges = 3 * 8;
 
-    const Corner &corner(int k) const { return corners_[static_cast<std::size_t>(k)]; }
+    const Corner &corner(std::size_t k) const { return corners_[k]; }
     static constexpr int kMaxCorners = 8;
 
     // The cell's directions along its edges.
@@ -128,23 +135,16 @@ class SetDerivs {
     // is null.
     template <class Row>
     void at_nodes(const NodeRows &nodes, Row row) {
-        const bool by_edges = by_edges_ && finite(nodes);
-        Lanes directions[EdgePlan::kMaxEdges];
-        if (by_edges) plan_.directions(nodes, directions);
+        if (by_edges_ && invert_at_corners(nodes)) {
+            derive_by_edges(nodes, row);
+            return;
+        }
         PackedRows packed;
-        if (!by_edges) packed.pack(nnodes_, nodes);
+        packed.pack(nnodes_, nodes);
         float out[kDim * kComponents], frame[9];
         bool found = false;
         for (int k = 0; k < nnodes_; ++k) {
-            if (k == 0 || !constant_) {
-                if (by_edges && invert(plan_.corner(k), directions)) {
-                    found = determinant_ != 0;
-                    if (found) derive_by_edges(plan_.corner(k), nodes, out);
-                } else {
-                    if (by_edges) packed.pack(nnodes_, nodes);
-                    found = derive(k, packed, out, frame);
-                }
-            }
+            if (k == 0 || !constant_) found = derive(k, packed, out, frame);
             row(k, found ? out : nullptr, frame);
         }
     }
@@ -184,39 +184,72 @@ class SetDerivs {
         return true;
     }
 
-    void derive_by_edges(const EdgePlan::Corner &corner, const NodeRows &nodes, float *out) const {
-        Lanes derivs[kComponents] = {};
-        for (int t = 0; t < corner.nterms; ++t) {
-            const EdgePlan::Term &term = corner.terms[t];
-            const Lanes global = Lanes{} + inverse_[0] * term.derivs[0] + inverse_[1] * term.derivs[1] +
-                                 inverse_[2] * term.derivs[2];
-            const Lanes value = nodes.value[static_cast<std::size_t>(term.node)];
-            for (int c = 0; c < kComponents; ++c) derivs[c] += global * value[c];
+    // ---- By the edges at each corner. All corners are inverted first, so that the host's inversions run into
+    // one another.
+
+    // The inverse of a Jacobian, as columns. That of a singular one is cleared.
+    struct Inverse {
+        Lanes columns[3];
+        float determinant;
+    };
+
+    // False when something is not finite, so that the products with 0 count.
+    bool invert_at_corners(const NodeRows &nodes) {
+        if (!finite(nodes)) return false;
+        Lanes directions[EdgePlan::kMaxEdges];
+        plan_.directions(nodes, directions);
+        Lanes sum = {};
+        for (std::size_t k = 0; k < (constant_ ? 1 : static_cast<std::size_t>(nnodes_)); ++k) {
+            const int *edges = plan_.corner(k).edges;
+            invert(directions[edges[0]], directions[edges[1]], directions[edges[2]]);
+            at_corner_[k] = last_;
+            sum += inverses_[last_].columns[0] + inverses_[last_].columns[1] + inverses_[last_].columns[2];
         }
-        for (int d = 0; d < kDim; ++d) {
-            for (int c = 0; c < kComponents; ++c) out[d * kComponents + c] = derivs[c][d];
-        }
+        return all_finite(sum);
     }
 
-    // Inverts the Jacobian whose rows are a corner's edges; false when the inverse is not finite. It is kept
-    // from cell to cell: those of regular cells are often the same.
-    bool invert(const EdgePlan::Corner &corner, const Lanes *directions) {
-        const Lanes a = directions[corner.edges[0]], b = directions[corner.edges[1]],
-                    c = directions[corner.edges[2]];
-        if (same_bits(a, jacobian_[0]) && same_bits(b, jacobian_[1]) && same_bits(c, jacobian_[2])) {
-            return inverse_finite_;
-        }
+    // Makes last_ the inverse of the Jacobian with these rows; in regular cells it is so already.
+    void invert(Lanes a, Lanes b, Lanes c) {
+        if (same_bits(a, jacobian_[0]) && same_bits(b, jacobian_[1]) && same_bits(c, jacobian_[2])) return;
         jacobian_ = {a, b, c};
+        last_ = (last_ + 1) % inverses_.size();
+        Inverse &inverse = inverses_[last_];
         float matrix[9];
         for (int d = 0; d < 3; ++d) {
             matrix[d] = a[d];
             matrix[3 + d] = b[d];
             matrix[6 + d] = c[d];
         }
-        determinant_ = MATmat3_inverse(matrix, matrix);
-        for (std::size_t d = 0; d < 3; ++d) inverse_[d] = Lanes{matrix[d], matrix[3 + d], matrix[6 + d], 0};
-        inverse_finite_ = determinant_ == 0 || all_finite(inverse_[0] + inverse_[1] + inverse_[2]);
-        return inverse_finite_;
+        inverse.determinant = MATmat3_inverse(matrix, matrix);
+        for (int d = 0; d < 3; ++d) inverse.columns[d] = Lanes{matrix[d], matrix[3 + d], matrix[6 + d], 0};
+        if (inverse.determinant == 0) std::fill_n(inverse.columns, 3, Lanes{});
+    }
+
+    template <class Row>
+    void derive_by_edges(const NodeRows &nodes, Row row) const {
+        Lanes derivs[kComponents];
+        for (std::size_t k = 0; k < static_cast<std::size_t>(nnodes_); ++k) {
+            const Inverse &inverse = inverses_[at_corner_[constant_ ? 0 : k]];
+            if (k == 0 || !constant_) {
+                const EdgePlan::Corner &corner = plan_.corner(k);
+                for (Lanes &sum : derivs) sum = Lanes{};
+                for (int t = 0; t < corner.nterms; ++t) {
+                    const EdgePlan::Term &term = corner.terms[t];
+                    const Lanes global = term.ndirections == 1
+                                             ? inverse.columns[term.direction] * term.factors[term.direction]
+                                             : inverse.columns[0] * term.factors[0] +
+                                                   inverse.columns[1] * term.factors[1] +
+                                                   inverse.columns[2] * term.factors[2];
+                    const Lanes value = nodes.value[term.node];
+                    for (int c = 0; c < kComponents; ++c) derivs[c] += global * (Lanes{} + value[c]);
+                }
+            }
+            float out[3 * kComponents];
+            for (int d = 0; d < 3; ++d) {
+                for (int c = 0; c < kComponents; ++c) out[d * kComponents + c] = derivs[c][d];
+            }
+            row(static_cast<int>(k), inverse.determinant != 0 ? out : nullptr, nullptr);
+        }
     }
 
     int nnodes_ = 0;
@@ -224,10 +257,11 @@ class SetDerivs {
     bool constant_ = false;                                 // the same at all nodes
     bool by_edges_ = false;
     EdgePlan plan_;
-    std::array<Lanes, 3> jacobian_ = {};
-    std::array<Lanes, 3> inverse_ = {};  // columns
-    float determinant_ = 0;
-    bool inverse_finite_ = true;
+    // A ring in which a cell's inverses leave that of the cell before in place.
+    std::array<Inverse, 2 *EdgePlan::kMaxCorners> inverses_ = {};
+    std::array<std::size_t, EdgePlan::kMaxCorners> at_corner_;
+    std::size_t last_ = 0;
+    std::array<Lanes, 3> jacobian_ = {};  // of the last
 };
 
 }  // namespace isofield::detail
