@@ -150,8 +150,10 @@ void gather_rows(const float *coords, int nspace, const int *nodes, int nnodes, 
         const T *value = data + node * kComponents;
         rows.place[k] =
             nspace == 3 ? Lanes{xyz[0], xyz[1], xyz[2], 0} : Lanes{xyz[0], nspace > 1 ? xyz[1] : 0, 0, 0};
-        rows.value[k] = Lanes{};
-        for (int c = 0; c < kComponents; ++c) rows.value[k][c] = static_cast<float>(value[c]);
+        const auto component = [value](int c) {
+            return c < kComponents ? static_cast<float>(value[c]) : 0.0f;
+        };
+        rows.value[k] = Lanes{component(0), component(1), component(2), 0};
     }
 }
 
@@ -177,7 +179,11 @@ void add_cell(const Operands &with, SetDerivs<kDim, kComponents> &derivs, const 
         } else {
             at_node.surface_row(at, frame, row);
         }
-        sums.add<kWidth>(nodes[k], row);
+        if (derivs.constant()) {
+            for (int n = 0; n < nnodes; ++n) sums.add<kWidth>(nodes[n], row);
+        } else {
+            sums.add<kWidth>(nodes[k], row);
+        }
     });
 }
 

@@ -64,47 +64,27 @@ class RectilinearFactors {
     int ndim_;
 };
 
-// ---- What is made of differences along a run: rows of three, or one value. f[axis] holds the scaled
-// differences of the components.
-
-constexpr int kAxes = 3;
+// ---- What is made of the differences at four nodes: rows of three, or one value each. f[axis][c] is the scaled
+// difference of component c along an axis, g[c][d] its derivative in direction d.
 
 struct Gradient {
     static constexpr int kComponents = 1, kWidth = 3;
     static constexpr char kModule[] = "UTILgrad";
 
-    // Of regular grids.
-    static void of_axes(const RunRow (*f)[1], int count, float *out) {
-        store_run(f[0][0], f[1][0], f[2][0], count, out);
-    }
-    // From the derivatives g[c][d] of component c in direction d.
-    static void of_derivatives(const RunRow (*g)[3], int count, float *out) {
-        store_run(g[0][0], g[0][1], g[0][2], count, out);
-    }
+    static FourRows of_axes(const Lanes (*f)[1]) { return {f[0][0], f[1][0], f[2][0]}; }
+    static FourRows of_derivatives(const Lanes (*g)[3]) { return {g[0][0], g[0][1], g[0][2]}; }
 };
-
-void subtract(const RunRow &a, const RunRow &b, int count, RunRow &out) {
-    for (int i = 0; i < count; ++i) out[i] = a[i] - b[i];
-}
 
 struct Curl {
     static constexpr int kComponents = 3, kWidth = 3;
     static constexpr char kModule[] = "UTILcurl";
 
     // Component 0 takes no part.
-    static void of_axes(const RunRow (*f)[3], int count, float *out) {
-        RunRow x, y, z;
-        subtract(f[1][2], f[2][1], count, x);
-        subtract(f[2][2], f[0][1], count, y);
-        subtract(f[0][2], f[1][1], count, z);
-        store_run(x, y, z, count, out);
+    static FourRows of_axes(const Lanes (*f)[3]) {
+        return {f[1][2] - f[2][1], f[2][2] - f[0][1], f[0][2] - f[1][1]};
     }
-    static void of_derivatives(const RunRow (*g)[3], int count, float *out) {
-        RunRow x, y, z;
-        subtract(g[2][1], g[1][2], count, x);
-        subtract(g[0][2], g[2][0], count, y);
-        subtract(g[1][0], g[0][1], count, z);
-        store_run(x, y, z, count, out);
+    static FourRows of_derivatives(const Lanes (*g)[3]) {
+        return {g[2][1] - g[1][2], g[0][2] - g[2][0], g[1][0] - g[0][1]};
     }
 };
 
@@ -112,16 +92,41 @@ struct Divergence {
     static constexpr int kComponents = 3, kWidth = 1;
     static constexpr char kModule[] = "UTILdiv";
 
-    // The same for both: f[axis][component] and g[component][direction] are alike on the diagonal.
-    static void of_axes(const RunRow (*f)[3], int count, float *out) {
-        for (int i = 0; i < count; ++i) out[i] = f[0][0][i] + f[1][1][i] + f[2][2][i];
-    }
-    static void of_derivatives(const RunRow (*g)[3], int count, float *out) { of_axes(g, count, out); }
+    // The same for both, which are alike on the diagonal.
+    static Lanes of_axes(const Lanes (*f)[3]) { return f[0][0] + f[1][1] + f[2][2]; }
+    static Lanes of_derivatives(const Lanes (*g)[3]) { return of_axes(g); }
 };
+
+void store(const FourRows &rows, float *out) {
+    store_rows(rows, out);
+}
+
+void store(Lanes values, float *out) {
+    store_lanes(values, out);
+}
+
+// Writes four(i), what is made at the nodes i to i + 3 of a run, for the whole run.
+template <int kWidth, class Four>
+void store_run(int count, float *out, Four four) {
+    int i = 0;
+    for (; i + 4 <= count; i += 4) store(four(i), out + i * kWidth);
+    if (i == count) return;
+    float rest[4 * kWidth];
+    store(four(i), rest);
+    std::copy_n(rest, (count - i) * kWidth, out + i * kWidth);
+}
 
 std::ptrdiff_t node_of(const int *dims, const Run &run) {
     const std::ptrdiff_t rows = run.k == 0 ? run.j : std::ptrdiff_t{run.k} * dims[1] + run.j;
     return rows * dims[0] + run.first;
+}
+
+// The differences at four nodes of a run. Beyond its end stand those of other runs.
+template <std::size_t kAxes, std::size_t kComponents>
+void load_differences(const RunRow (&runs)[kAxes][kComponents], int i, Lanes (&out)[kAxes][kComponents]) {
+    for (std::size_t axis = 0; axis < kAxes; ++axis) {
+        for (std::size_t c = 0; c < kComponents; ++c) out[axis][c] = load_lanes(runs[axis][c] + i);
+    }
 }
 
 // ---- Uniform and rectilinear grids
@@ -131,44 +136,37 @@ int derive_regular(const int *dims, int stride, const float *points, const T *da
     const Factors factors(kDim, dims, stride, points);
     if (!factors.usable()) return 0;
     Differences<T, Operator::kComponents, Factors> values(dims, data, factors);
-    RunRow f[kAxes][Operator::kComponents] = {};
+    RunRow differences[3][Operator::kComponents] = {};
     return walk_runs(
         kDim, dims, [&](const Run &run) { values.begin(run); },
         [&](const Run &run) {
-            for (int axis = 0; axis < kDim; ++axis) values.take(axis, run, f[axis]);
-            Operator::of_axes(f, run.count, out + node_of(dims, run) * Operator::kWidth);
+            for (int axis = 0; axis < kDim; ++axis) values.take(axis, run, differences[axis]);
+            store_run<Operator::kWidth>(run.count, out + node_of(dims, run) * Operator::kWidth, [&](int i) {
+                Lanes f[3][Operator::kComponents];
+                load_differences(differences, i, f);
+                return Operator::of_axes(f);
+            });
         });
 }
 
 // ---- Structured grids
 
-// The inverses of the metric along a run: inverse[d][r] takes a difference along axis r to direction d.
-// j[r][d] is the difference of coordinate d along axis r.
-void invert_metric(const RunRow (*j)[3], int count, RunRow (*inverse)[3]) {
-    for (int i = 0; i < count; ++i) {
-        const float j00 = j[0][0][i], j01 = j[0][1][i], j02 = j[0][2][i];
-        const float j10 = j[1][0][i], j11 = j[1][1][i], j12 = j[1][2][i];
-        const float j20 = j[2][0][i], j21 = j[2][1][i], j22 = j[2][2][i];
-        const float det = j00 * j11 * j22 + j01 * j12 * j20 + j02 * j10 * j21 - j02 * j11 * j20 -
-                          j01 * j10 * j22 - j00 * j12 * j21;
-        const float divisor = det == 0 ? 1.0f : det;
-        const float r = det == 0 ? det : 1.0f / divisor;
-        inverse[0][0][i] = (j11 * j22 - j12 * j21) * r;
-        inverse[0][1][i] = (j02 * j21 - j01 * j22) * r;
-        inverse[0][2][i] = (j01 * j12 - j02 * j11) * r;
-        inverse[1][0][i] = (j12 * j20 - j10 * j22) * r;
-        inverse[1][1][i] = (j00 * j22 - j02 * j20) * r;
-        inverse[1][2][i] = (j02 * j10 - j00 * j12) * r;
-        inverse[2][0][i] = (j10 * j21 - j11 * j20) * r;
-        inverse[2][1][i] = (j01 * j20 - j00 * j21) * r;
-        inverse[2][2][i] = (j00 * j11 - j01 * j10) * r;
-    }
-}
-
-void combine(const RunRow (&inverse)[3], const RunRow &x, const RunRow &y, const RunRow &z, int count,
-             RunRow &out) {
-    for (int i = 0; i < count; ++i)
-        out[i] = inverse[0][i] * x[i] + inverse[1][i] * y[i] + inverse[2][i] * z[i];
+// The inverse of the metric: inverse[d][r] takes a difference along axis r to direction d. j[r][d] is the
+// difference of coordinate d along axis r.
+void invert_metric(const Lanes (*j)[3], Lanes (*inverse)[3]) {
+    const Lanes det = j[0][0] * j[1][1] * j[2][2] + j[0][1] * j[1][2] * j[2][0] +
+                      j[0][2] * j[1][0] * j[2][1] - j[0][2] * j[1][1] * j[2][0] -
+                      j[0][1] * j[1][0] * j[2][2] - j[0][0] * j[1][2] * j[2][1];
+    const Lanes r = reciprocal_or_zero(det);
+    inverse[0][0] = (j[1][1] * j[2][2] - j[1][2] * j[2][1]) * r;
+    inverse[0][1] = (j[0][2] * j[2][1] - j[0][1] * j[2][2]) * r;
+    inverse[0][2] = (j[0][1] * j[1][2] - j[0][2] * j[1][1]) * r;
+    inverse[1][0] = (j[1][2] * j[2][0] - j[1][0] * j[2][2]) * r;
+    inverse[1][1] = (j[0][0] * j[2][2] - j[0][2] * j[2][0]) * r;
+    inverse[1][2] = (j[0][2] * j[1][0] - j[0][0] * j[1][2]) * r;
+    inverse[2][0] = (j[1][0] * j[2][1] - j[1][1] * j[2][0]) * r;
+    inverse[2][1] = (j[0][1] * j[2][0] - j[0][0] * j[2][1]) * r;
+    inverse[2][2] = (j[0][0] * j[1][1] - j[0][1] * j[1][0]) * r;
 }
 
 template <class Operator, class T>
@@ -176,6 +174,7 @@ int derive_structured(const int *dims, const float *coords, const T *data, float
     constexpr int kComponents = Operator::kComponents;
     Differences<float, 3, IndexFactors> places(dims, coords, {});
     Differences<T, kComponents, IndexFactors> values(dims, data, {});
+    RunRow metric[3][3] = {}, differences[3][kComponents] = {};
     return walk_runs(
         3, dims,
         [&](const Run &run) {
@@ -183,30 +182,30 @@ int derive_structured(const int *dims, const float *coords, const T *data, float
             values.begin(run);
         },
         [&](const Run &run) {
-            RunRow metric[kAxes][3], inverse[kAxes][3], f[kAxes][kComponents], g[kComponents][3];
-            for (int axis = 0; axis < kAxes; ++axis) {
+            for (int axis = 0; axis < 3; ++axis) {
                 places.take(axis, run, metric[axis]);
-                values.take(axis, run, f[axis]);
+                values.take(axis, run, differences[axis]);
             }
-            invert_metric(metric, run.count, inverse);
-            for (int c = 0; c < kComponents; ++c) {
-                for (int d = 0; d < 3; ++d)
-                    combine(inverse[d], f[0][c], f[1][c], f[2][c], run.count, g[c][d]);
-            }
-            Operator::of_derivatives(g, run.count, out + node_of(dims, run) * Operator::kWidth);
+            store_run<Operator::kWidth>(run.count, out + node_of(dims, run) * Operator::kWidth, [&](int i) {
+                Lanes j[3][3], inverse[3][3], f[3][kComponents], g[kComponents][3];
+                load_differences(metric, i, j);
+                load_differences(differences, i, f);
+                invert_metric(j, inverse);
+                for (int c = 0; c < kComponents; ++c) {
+                    for (int d = 0; d < 3; ++d) {
+                        g[c][d] = inverse[d][0] * f[0][c] + inverse[d][1] * f[1][c] + inverse[d][2] * f[2][c];
+                    }
+                }
+                return Operator::of_derivatives(g);
+            });
         });
 }
 
 // The gradient along x and y.
-void combine_plane(const RunRow (*j)[2], const RunRow (*f)[1], int count, RunRow &x, RunRow &y) {
-    for (int i = 0; i < count; ++i) {
-        const float j00 = j[0][0][i], j01 = j[0][1][i], j10 = j[1][0][i], j11 = j[1][1][i];
-        const float det = j00 * j11 - j01 * j10;
-        const float divisor = det == 0 ? 1.0f : det;
-        const float r = det == 0 ? det : 1.0f / divisor;
-        x[i] = r * j11 * f[0][0][i] - r * j01 * f[1][0][i];
-        y[i] = -r * j10 * f[0][0][i] + r * j00 * f[1][0][i];
-    }
+FourRows derive_in_plane(const Lanes (*j)[2], const Lanes (*f)[1]) {
+    const Lanes r = reciprocal_or_zero(j[0][0] * j[1][1] - j[0][1] * j[1][0]);
+    return {r * j[1][1] * f[0][0] - r * j[0][1] * f[1][0], -r * j[1][0] * f[0][0] + r * j[0][0] * f[1][0],
+            Lanes{}};
 }
 
 template <class T>
@@ -214,7 +213,7 @@ int derive_plane(const int *dims, int nspace, const float *coords, const T *data
     if (nspace < 2) return 0;
     Differences<float, 2, IndexFactors> places(dims, coords, {}, nspace);
     Differences<T, 1, IndexFactors> values(dims, data, {});
-    const RunRow zeros = {};
+    RunRow metric[2][2] = {}, differences[2][1] = {};
     return walk_runs(
         2, dims,
         [&](const Run &run) {
@@ -222,13 +221,16 @@ int derive_plane(const int *dims, int nspace, const float *coords, const T *data
             values.begin(run);
         },
         [&](const Run &run) {
-            RunRow metric[2][2], f[2][1], x, y;
             for (int axis = 0; axis < 2; ++axis) {
                 places.take(axis, run, metric[axis]);
-                values.take(axis, run, f[axis]);
+                values.take(axis, run, differences[axis]);
             }
-            combine_plane(metric, f, run.count, x, y);
-            store_run(x, y, zeros, run.count, out + node_of(dims, run) * 3);
+            store_run<3>(run.count, out + node_of(dims, run) * 3, [&](int i) {
+                Lanes j[2][2], f[2][1];
+                load_differences(metric, i, j);
+                load_differences(differences, i, f);
+                return derive_in_plane(j, f);
+            });
         });
 }
 

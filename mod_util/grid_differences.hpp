@@ -144,19 +144,6 @@ class Differences {
     RunRow along_;
 };
 
-// Writes rows of three components.
-inline void store_run(const RunRow &x, const RunRow &y, const RunRow &z, int count, float *out) {
-    int i = 0;
-    for (; i + 4 <= count; i += 4) {
-        store_rows({load_lanes(x + i), load_lanes(y + i), load_lanes(z + i)}, out + 3 * i);
-    }
-    for (; i < count; ++i) {
-        out[3 * i] = x[i];
-        out[3 * i + 1] = y[i];
-        out[3 * i + 2] = z[i];
-    }
-}
-
 // Walks the runs of a grid: the first axis outermost, which is the slow one in memory, with a poll before
 // every eighth index on it. So that memory is walked along its rows all the same, the polls of several such
 // blocks are asked ahead, and then all the blocks that may be done are done at once; as many as keep an

@@ -49,6 +49,12 @@ inline bool same_bits(Lanes a, Lanes b) {
     return (difference[0] | difference[1]) == 0;
 }
 
+// 1 / a, or a itself where that is 0.
+inline Lanes reciprocal_or_zero(Lanes a) {
+    const auto zero = a == 0.0f;
+    return zero ? a : 1.0f / (zero ? Lanes{} + 1.0f : a);
+}
+
 // Whether no lane is infinite or NaN.
 inline bool all_finite(Lanes a) {
     const Lanes zero_or_nan = a - a;

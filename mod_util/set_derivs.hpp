@@ -130,9 +130,12 @@ class SetDerivs {
         return true;
     }
 
-    // Calls row(k, derivs, frame) at each node k with derivs[d * kComponents + c], the derivative of
-    // component c in direction d: of space, or of a surface's own frame (3 x 3). Where there is none derivs
-    // is null.
+    // Whether they are the same at all nodes of a cell.
+    bool constant() const { return constant_; }
+
+    // Calls row(k, derivs, frame) at each node k, or at node 0 alone where they are constant, with
+    // derivs[d * kComponents + c], the derivative of component c in direction d: of space, or of a surface's
+    // own frame (3 x 3). Where there is none derivs is null.
     template <class Row>
     void at_nodes(const NodeRows &nodes, Row row) {
         if (by_edges_ && invert_at_corners(nodes)) {
@@ -142,11 +145,7 @@ class SetDerivs {
         PackedRows packed;
         packed.pack(nnodes_, nodes);
         float out[kDim * kComponents], frame[9];
-        bool found = false;
-        for (int k = 0; k < nnodes_; ++k) {
-            if (k == 0 || !constant_) found = derive(k, packed, out, frame);
-            row(k, found ? out : nullptr, frame);
-        }
+        for (int k = 0; k < npoints(); ++k) row(k, derive(k, packed, out, frame) ? out : nullptr, frame);
     }
 
   private:
@@ -199,7 +198,7 @@ class SetDerivs {
         Lanes directions[EdgePlan::kMaxEdges];
         plan_.directions(nodes, directions);
         Lanes sum = {};
-        for (std::size_t k = 0; k < (constant_ ? 1 : static_cast<std::size_t>(nnodes_)); ++k) {
+        for (std::size_t k = 0; k < static_cast<std::size_t>(npoints()); ++k) {
             const int *edges = plan_.corner(k).edges;
             invert(directions[edges[0]], directions[edges[1]], directions[edges[2]]);
             at_corner_[k] = last_;
@@ -227,22 +226,19 @@ class SetDerivs {
 
     template <class Row>
     void derive_by_edges(const NodeRows &nodes, Row row) const {
-        Lanes derivs[kComponents];
-        for (std::size_t k = 0; k < static_cast<std::size_t>(nnodes_); ++k) {
-            const Inverse &inverse = inverses_[at_corner_[constant_ ? 0 : k]];
-            if (k == 0 || !constant_) {
-                const EdgePlan::Corner &corner = plan_.corner(k);
-                for (Lanes &sum : derivs) sum = Lanes{};
-                for (int t = 0; t < corner.nterms; ++t) {
-                    const EdgePlan::Term &term = corner.terms[t];
-                    const Lanes global = term.ndirections == 1
-                                             ? inverse.columns[term.direction] * term.factors[term.direction]
-                                             : inverse.columns[0] * term.factors[0] +
-                                                   inverse.columns[1] * term.factors[1] +
-                                                   inverse.columns[2] * term.factors[2];
-                    const Lanes value = nodes.value[term.node];
-                    for (int c = 0; c < kComponents; ++c) derivs[c] += global * (Lanes{} + value[c]);
-                }
+        for (std::size_t k = 0; k < static_cast<std::size_t>(npoints()); ++k) {
+            const Inverse &inverse = inverses_[at_corner_[k]];
+            const EdgePlan::Corner &corner = plan_.corner(k);
+            Lanes derivs[kComponents] = {};
+            for (int t = 0; t < corner.nterms; ++t) {
+                const EdgePlan::Term &term = corner.terms[t];
+                const Lanes global = term.ndirections == 1
+                                         ? inverse.columns[term.direction] * term.factors[term.direction]
+                                         : inverse.columns[0] * term.factors[0] +
+                                               inverse.columns[1] * term.factors[1] +
+                                               inverse.columns[2] * term.factors[2];
+                const Lanes value = nodes.value[term.node];
+                for (int c = 0; c < kComponents; ++c) derivs[c] += global * (Lanes{} + value[c]);
             }
             float out[3 * kComponents];
             for (int d = 0; d < 3; ++d) {
@@ -251,6 +247,8 @@ class SetDerivs {
             row(static_cast<int>(k), inverse.determinant != 0 ? out : nullptr, nullptr);
         }
     }
+
+    int npoints() const { return constant_ ? 1 : nnodes_; }
 
     int nnodes_ = 0;
     float shape_derivs_[kMaxCellNodes][3 * kMaxCellNodes];  // 3 x nnodes at each node
