@@ -26,6 +26,14 @@
 //     std::vector<float> at = locator.sample(probe_points, temperature);  // npoints x 3 in; NaN outside
 //     isofield::Integral heat = part.integrate(3, temperature);           // heat.measure, heat.integral
 //
+// Derivatives on any mesh, and meshes without the nodes that hold no data:
+//
+//     std::vector<float> slopes = part.gradient(temperature);  // nnodes x 3; NaN around missing data
+//     std::vector<float> spin = part.curl({velocity, 3});
+//     std::vector<float> q = isofield::q_criterion(part.gradient({velocity, 3}));
+//     isofield::Submesh sea = mesh.without_nulls(depths, {.null_value = -9999});  // sea.nodes(), sea.sets()
+//     std::vector<float> steepness = isofield::Mesh::of(sea).gradient(sea.carry(depths));
+//
 // While a call of this front runs, its reports are not written to standard error: they stand in the
 // exception. A program's error handler still gets them.
 #ifndef ISOFIELD_HPP
@@ -34,10 +42,12 @@
 #include "isofield.h"
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
+#include "isofield_derivative.hpp"
 #include "isofield_integral.hpp"
 #include "isofield_locator.hpp"
 #include "isofield_mesh.hpp"
 #include "isofield_part.hpp"
+#include "isofield_submesh.hpp"
 #include "isofield_surface.hpp"
 
 #endif

@@ -141,6 +141,10 @@ struct FreeArray {
     void operator()(void *array) const { ARRfree_f(array, "isofield.hpp", 0); }
 };
 
+struct FreeMesh {
+    void operator()(MeshInfo *mesh) const { isohost_mesh_free(mesh); }
+};
+
 // An array of the library's.
 template <class T>
 class Array {
@@ -298,6 +302,51 @@ bool any_missing(std::span<const T> values) {
         if (found) return true;
     }
     return std::any_of(values.begin() + static_cast<std::ptrdiff_t>(i), values.end(), is_missing<T>);
+}
+
+// Calls f with a std::type_identity of the elements' type.
+template <class F>
+auto visit_type(ElementType type, F f) {
+    switch (type) {
+        case ElementType::kChar:
+            return f(std::type_identity<signed char>());
+        case ElementType::kByte:
+            return f(std::type_identity<unsigned char>());
+        case ElementType::kShort:
+            return f(std::type_identity<short>());
+        case ElementType::kInt:
+            return f(std::type_identity<int>());
+        case ElementType::kFloat:
+            return f(std::type_identity<float>());
+        default:
+            return f(std::type_identity<double>());
+    }
+}
+
+// Per row 1 where it is missing, for its first component is the null or any is NaN or infinite, else 0. Empty
+// when no row is missing.
+inline std::vector<unsigned char> missing_rows(const DataView &data, std::optional<double> null_value) {
+    return visit_type(data.type(), [&](auto type) -> std::vector<unsigned char> {
+        using T = typename decltype(type)::type;
+        const Null null(data.type(), null_value);
+        const auto width = static_cast<std::size_t>(data.components());
+        const std::span<const T> values(static_cast<const T *>(data.data()), data.rows() * width);
+        bool any = null.flag();
+        if constexpr (std::is_floating_point_v<T>) any = any || any_missing(values);
+        if (!any) return {};
+        any = false;
+        std::vector<unsigned char> marks(data.rows());
+        for (std::size_t row = 0; row < marks.size(); ++row) {
+            const T *value = &values[row * width];
+            bool missing = null.flag() && *value == null.get<T>();
+            if constexpr (std::is_floating_point_v<T>)
+                for (std::size_t c = 0; c < width; ++c) missing |= is_missing(value[c]);
+            marks[row] = missing;
+            any |= missing;
+        }
+        if (!any) return {};
+        return marks;
+    });
 }
 
 // Scalars in which nothing is NaN or infinite: the given ones, or a copy with such values replaced by the

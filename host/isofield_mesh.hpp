@@ -22,16 +22,18 @@
 #include "isofield.h"
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
+#include "isofield_derivative.hpp"
 #include "isofield_integral.hpp"
 #include "isofield_part.hpp"
+#include "isofield_submesh.hpp"
 #include "isofield_surface.hpp"
 
 namespace isofield {
 
 // Settings of an extraction. NaN and infinite values always count as missing.
 struct ExtractionOptions {
-    std::optional<double> null_value;  // cells with a node of this value make nothing
-    Progress progress;
+    std::optional<double> null_value = {};  // cells with a node of this value make nothing
+    Progress progress = {};
     bool keep_cells = false;  // fill the result's cells
 };
 
@@ -97,8 +99,9 @@ class Mesh {
         });
     }
 
-    // A part as a mesh, which views it. Throws BadInput when it has no cells.
+    // A part or submesh as a mesh, which views it. Throws BadInput when it has no cells.
     static Mesh of(const Part &part) { return cells(part.points(), part.sets()); }
+    static Mesh of(const Submesh &submesh) { return cells(submesh.points(), submesh.sets()); }
 
     MeshInfo *info() { return mesh_.get(); }  // for the functions of isofield.h
     int nnodes() const { return mesh_->nnodes; }
@@ -185,6 +188,34 @@ class Mesh {
         return front::PartMaker(*mesh_, call, data, options.null_value, options.keep_cells).cut(level, side);
     }
 
+    // The mesh without the nodes whose data are missing: where the first component is the null, or any is NaN
+    // or infinite. keep_cells is not looked at: a submesh always knows its cells. Throws BadInput,
+    // Interrupted or Error.
+    Submesh without_nulls(const DataView &data, const ExtractionOptions &options = {}) {
+        const front::Call call(&options.progress);
+        front::check_rows(data, static_cast<std::size_t>(mesh_->nnodes), "nodes");
+        return front::SubmeshMaker(*mesh_, call, front::missing_rows(data, options.null_value)).make();
+    }
+
+    // Derivatives of node data at the nodes, along x, y and z. On surfaces, which are cells and grids of 2
+    // dimensions, they are those along the surface. Cells of the highest dimension alone take part, which
+    // must be 2 or 3; grids without an extent along one of 3 axes are surfaces. The results are NaN in all
+    // nodes of a cell with missing data (see without_nulls), and where no cell is. So unless options.native
+    // says otherwise. Throw BadInput, Interrupted or Error.
+
+    // nnodes x 3 * components: the gradient of component 0, then of 1, and so on.
+    std::vector<float> gradient(const DataView &data, const DerivativeOptions &options = {}) {
+        return front::Differentiator(*mesh_, data, options).gradient();
+    }
+    // nnodes x 3. Vectors of 3 components; those of a mesh of 2 dimensions may have 2, w being 0 then.
+    std::vector<float> curl(const DataView &vector, const DerivativeOptions &options = {}) {
+        return front::Differentiator(*mesh_, vector, options).curl();
+    }
+    // nnodes values, of the same vectors.
+    std::vector<float> divergence(const DataView &vector, const DerivativeOptions &options = {}) {
+        return front::Differentiator(*mesh_, vector, options).divergence();
+    }
+
     // Per node its distance from a body's surface, positive inside: cut(signed_distances(body), 0) is the
     // part inside, as exact as the mesh is fine, for edges are cut where the distance, taken linearly, is 0.
     // Outside a box it is the distance from the farthest plane of a face: linear where one face cuts. Throws
@@ -265,10 +296,6 @@ class Mesh {
     }
 
   private:
-    struct FreeMesh {
-        void operator()(MeshInfo *mesh) const { isohost_mesh_free(mesh); }
-    };
-
     explicit Mesh(MeshInfo *mesh) : mesh_(mesh) {}
 
     template <class Build>
@@ -458,7 +485,7 @@ class Mesh {
         }
     }
 
-    std::unique_ptr<MeshInfo, FreeMesh> mesh_;
+    std::unique_ptr<MeshInfo, front::FreeMesh> mesh_;
 };
 
 }  // namespace isofield

@@ -141,38 +141,35 @@ struct Sums {
     }
 };
 
-template <int kComponents, class T>
-void gather_rows(const float *coords, int nspace, const int *nodes, int nnodes, const T *data,
-                 NodeRows &rows) {
+// Gathers a cell's nodes. False at a null.
+template <class T, int kComponents, int kSpace>
+bool gather_rows(const Operands &with, const int *nodes, int nnodes, NodeRows &rows) {
+    const T *data = static_cast<const T *>(with.data);
+    const float *coords = with.mesh->coords;
+    if (with.null_flag &&
+        any_null(nodes, nnodes, data, kComponents, *static_cast<const T *>(with.null_value))) {
+        return false;
+    }
     for (std::size_t k = 0; k < static_cast<std::size_t>(nnodes); ++k) {
         const std::ptrdiff_t node = nodes[k];
-        const float *xyz = coords + node * nspace;
+        const float *xyz = coords + node * kSpace;
         const T *value = data + node * kComponents;
-        rows.place[k] =
-            nspace == 3 ? Lanes{xyz[0], xyz[1], xyz[2], 0} : Lanes{xyz[0], nspace > 1 ? xyz[1] : 0, 0, 0};
         const auto component = [value](int c) {
             return c < kComponents ? static_cast<float>(value[c]) : 0.0f;
         };
+        rows.place[k] = Lanes{xyz[0], kSpace > 1 ? xyz[1] : 0, kSpace > 2 ? xyz[2] : 0, 0};
         rows.value[k] = Lanes{component(0), component(1), component(2), 0};
     }
+    return true;
 }
 
-// Adds a cell's rows, by SetDerivs.
-template <class Operator, class T, int kDim, int kComponents>
-void add_cell(const Operands &with, SetDerivs<kDim, kComponents> &derivs, const int *nodes, int nnodes,
-              const Sums &sums) {
+// Adds the rows of one of the cells for which SetDerivs is prepared.
+template <class Operator, int kDim, int kComponents>
+void add_cell(const NodeRows &gathered, const SetDerivs<kDim, kComponents> &derivs, std::size_t cell,
+              const int *nodes, int nnodes, const Sums &sums) {
     constexpr int kWidth = Operator::kWidth;
-    const T *data = static_cast<const T *>(with.data);
-    if (with.null_flag &&
-        any_null(nodes, nnodes, data, kComponents, *static_cast<const T *>(with.null_value))) {
-        constexpr float kZeros[kWidth] = {};
-        for (int k = 0; k < nnodes; ++k) sums.add<kWidth>(nodes[k], kZeros);
-        return;
-    }
-    NodeRows gathered;
-    gather_rows<kComponents>(with.mesh->coords, with.mesh->nspace, nodes, nnodes, data, gathered);
     Operator at_node;
-    derivs.at_nodes(gathered, [&](int k, const float *at, [[maybe_unused]] const float *frame) {
+    derivs.at_nodes(gathered, cell, [&](int k, const float *at, [[maybe_unused]] const float *frame) {
         float row[kWidth];
         if constexpr (kDim == 3) {
             at_node.volume_row(at, row);
@@ -204,15 +201,36 @@ int add_cells(const Operands &with, int set, int set_first, const int *connect, 
         for (int k = 0; k < nnodes; ++k) sums.add<Operator::kWidth>(nodes[k], rows + k * Operator::kWidth);
     }
     if (cell == end) return 1;
-    return visit(
+    bool (*gather)(const Operands &, const int *, int, NodeRows &) = nullptr;
+    visit(
         with.dtype,
         [&]<class T>(ElementTag<T>) {
-            for (; cell < end; ++cell, nodes += nnodes) {
-                add_cell<Operator, T>(with, *derivs, nodes, nnodes, sums);
-            }
+            gather = mesh->nspace == 3   ? gather_rows<T, kComponents, 3>
+                     : mesh->nspace == 2 ? gather_rows<T, kComponents, 2>
+                                         : gather_rows<T, kComponents, 1>;
             return 1;
         },
         [] { return 0; });
+    constexpr std::size_t kBatch = SetDerivs<kDim, kComponents>::kBatch;
+    constexpr float kZeros[Operator::kWidth] = {};
+    NodeRows gathered[kBatch] = {};
+    bool has_values[kBatch];
+    while (cell < end) {
+        const std::size_t count = std::min(kBatch, static_cast<std::size_t>(end - cell));
+        for (std::size_t c = 0; c < count; ++c) {
+            has_values[c] =
+                gather(with, nodes + static_cast<std::ptrdiff_t>(c) * nnodes, nnodes, gathered[c]);
+        }
+        derivs->prepare(gathered, count);
+        for (std::size_t c = 0; c < count; ++c, ++cell, nodes += nnodes) {
+            if (has_values[c]) {
+                add_cell<Operator>(gathered[c], *derivs, c, nodes, nnodes, sums);
+            } else {
+                for (int k = 0; k < nnodes; ++k) sums.add<Operator::kWidth>(nodes[k], kZeros);
+            }
+        }
+    }
+    return 1;
 }
 
 template <class Operator, int kDim>

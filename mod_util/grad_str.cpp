@@ -64,8 +64,8 @@ class RectilinearFactors {
     int ndim_;
 };
 
-// ---- What is made of the differences at four nodes: rows of three, or one value each. f[axis][c] is the scaled
-// difference of component c along an axis, g[c][d] its derivative in direction d.
+// ---- What is made of the differences at four nodes: rows of three, or one value each. f[axis][c] is the
+// scaled difference of component c along an axis, g[c][d] its derivative in direction d.
 
 struct Gradient {
     static constexpr int kComponents = 1, kWidth = 3;

@@ -87,7 +87,7 @@ class Differences {
     struct Constant {
         float value;
         float operator()(int) const { return value; }
-        Lanes four(int) const { return Lanes{} + value; }
+        Lanes four(int) const { return splat(value); }
     };
     struct Varying {
         const float *values;

@@ -8,6 +8,10 @@ namespace isofield::detail {
 
 using Lanes = float __attribute__((vector_size(16)));
 
+inline Lanes splat(float a) {
+    return Lanes{a, a, a, a};
+}
+
 inline Lanes load_lanes(const float *from) {
     Lanes lanes;
     std::memcpy(&lanes, from, sizeof lanes);
@@ -52,13 +56,12 @@ inline bool same_bits(Lanes a, Lanes b) {
 // 1 / a, or a itself where that is 0.
 inline Lanes reciprocal_or_zero(Lanes a) {
     const auto zero = a == 0.0f;
-    return zero ? a : 1.0f / (zero ? Lanes{} + 1.0f : a);
+    return zero ? a : 1.0f / (zero ? splat(1) : a);
 }
 
 // Whether no lane is infinite or NaN.
 inline bool all_finite(Lanes a) {
-    const Lanes zero_or_nan = a - a;
-    return zero_or_nan[0] + zero_or_nan[1] + zero_or_nan[2] + zero_or_nan[3] == 0;
+    return same_bits(a - a, Lanes{});
 }
 
 }  // namespace isofield::detail

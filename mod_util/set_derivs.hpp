@@ -22,24 +22,26 @@ struct NodeRows {
 // leaves every sum as it is, for sums start from +0, as long as the other factor is finite.
 class EdgePlan {
   public:
+    static constexpr int kMaxCorners = 8;
+    static constexpr int kMaxEdges = 3 * kMaxCorners;
+    static constexpr int kTerms = 4;
+
+    // The part of one node's value in the derivatives at a corner.
+    struct Term {
+        std::size_t node;
+        Lanes factors[3];  // the node's derivative along each parametric axis, in all lanes
+    };
+    struct Corner {
+        std::size_t edges[3];  // along the parametric axes
+        Term terms[kTerms];    // nodes ascending; those that are not needed have factors of 0
+    };
+
     // False for cells of other kinds: the derivatives, 3 x nnodes at each node, are not of that shape.
     bool make(int nnodes, const float (*shape_derivs)[3 * kMaxCellNodes]) {
         nedges_ = 0;
         for (int k = 0; k < nnodes; ++k) {
             Corner &corner = corners_[static_cast<std::size_t>(k)];
-            corner.nterms = 0;
-            for (int n = 0; n < nnodes; ++n) {
-                Term term{static_cast<std::size_t>(n), 0, 0, {}};
-                for (int d = 0; d < 3; ++d) {
-                    const float factor = shape_derivs[k][d * nnodes + n];
-                    term.factors[d] = Lanes{} + factor;
-                    if (factor != 0) term.direction = static_cast<std::size_t>(d);
-                    term.ndirections += factor != 0;
-                }
-                if (term.ndirections == 0) continue;
-                if (corner.nterms == kMaxTerms) return false;
-                corner.terms[corner.nterms++] = term;
-            }
+            if (!find_terms(nnodes, shape_derivs[k], corner)) return false;
             for (int d = 0; d < 3; ++d) {
                 Edge edge;
                 if (!find_edge(nnodes, shape_derivs[k] + d * nnodes, edge)) return false;
@@ -49,63 +51,64 @@ class EdgePlan {
         return true;
     }
 
-    struct Term {
-        std::size_t node;
-        int ndirections;
-        std::size_t direction;  // the one, where there is one
-        Lanes factors[3];
-    };
-    static constexpr int kMaxTerms = 4;
-    struct Corner {
-        int edges[3];  // along the parametric axes
-        int nterms;
-        Term terms[kMaxTerms];
-    };
-    static constexpr int kMaxEdges = 3 * 8;
-
     const Corner &corner(std::size_t k) const { return corners_[k]; }
-    static constexpr int kMaxCorners = 8;
 
     // The cell's directions along its edges.
     void directions(const NodeRows &nodes, Lanes *out) const {
-        for (int e = 0; e < nedges_; ++e) {
-            const Edge &edge = edges_[static_cast<std::size_t>(e)];
+        for (std::size_t e = 0; e < nedges_; ++e) {
+            const Edge &edge = edges_[e];
             out[e] =
                 Lanes{} + edge.from_factor * nodes.place[edge.from] + edge.to_factor * nodes.place[edge.to];
         }
     }
 
   private:
+    // The factors in all lanes.
     struct Edge {
         std::size_t from = 0, to = 0;
-        float from_factor = 0, to_factor = 0;
-        bool operator==(const Edge &) const = default;
+        Lanes from_factor = {}, to_factor = {};
+
+        bool operator==(const Edge &other) const {
+            return from == other.from && to == other.to && same_bits(from_factor, other.from_factor) &&
+                   same_bits(to_factor, other.to_factor);
+        }
     };
+
+    static bool find_terms(int nnodes, const float *derivs, Corner &corner) {
+        corner = {};
+        int count = 0;
+        for (int n = 0; n < nnodes; ++n) {
+            const float factors[3] = {derivs[n], derivs[nnodes + n], derivs[2 * nnodes + n]};
+            if (factors[0] == 0 && factors[1] == 0 && factors[2] == 0) continue;
+            if (count == kTerms) return false;
+            Term &term = corner.terms[count++];
+            term.node = static_cast<std::size_t>(n);
+            for (int d = 0; d < 3; ++d) term.factors[d] = splat(factors[d]);
+        }
+        return true;
+    }
 
     static bool find_edge(int nnodes, const float *row, Edge &edge) {
         int found = 0;
         for (int n = 0; n < nnodes; ++n) {
             if (row[n] == 0) continue;
             (found == 0 ? edge.from : edge.to) = static_cast<std::size_t>(n);
-            (found == 0 ? edge.from_factor : edge.to_factor) = row[n];
+            (found == 0 ? edge.from_factor : edge.to_factor) = splat(row[n]);
             ++found;
         }
         return found == 2;
     }
 
-    int place_of(const Edge &edge) {
-        const auto end = edges_.begin() + nedges_;
+    std::size_t place_of(const Edge &edge) {
+        const auto end = edges_.begin() + static_cast<std::ptrdiff_t>(nedges_);
         const auto found = std::find(edges_.begin(), end, edge);
-        if (found == end) {
-            *found = edge;
-            ++nedges_;
-        }
-        return static_cast<int>(found - edges_.begin());
+        if (found == end) edges_[nedges_++] = edge;
+        return static_cast<std::size_t>(found - edges_.begin());
     }
 
     std::array<Corner, kMaxCorners> corners_;
     std::array<Edge, kMaxEdges> edges_;
-    int nedges_ = 0;
+    std::size_t nedges_ = 0;
 };
 
 // Gives the derivatives of kComponents components at the nodes of a cell, of a set of kDim (2 or 3)
@@ -126,20 +129,35 @@ class SetDerivs {
         constant_ = std::all_of(shape_derivs_ + 1, shape_derivs_ + nnodes_, [this](const float *row) {
             return std::equal(row, row + 3 * nnodes_, shape_derivs_[0]);
         });
-        by_edges_ = kDim == 3 && nnodes_ <= EdgePlan::kMaxCorners && plan_.make(nnodes_, shape_derivs_);
+        by_edges_ =
+            kDim == 3 && (nnodes_ == 4 || nnodes_ == 6 || nnodes_ == 8) && plan_.make(nnodes_, shape_derivs_);
         return true;
     }
 
     // Whether they are the same at all nodes of a cell.
     bool constant() const { return constant_; }
 
-    // Calls row(k, derivs, frame) at each node k, or at node 0 alone where they are constant, with
-    // derivs[d * kComponents + c], the derivative of component c in direction d: of space, or of a surface's
-    // own frame (3 x 3). Where there is none derivs is null.
+    // To be called for some cells before their derivatives are taken: inverts what can be inverted for all of
+    // them, so that the host's inversions run into one another.
+    static constexpr std::size_t kBatch = 8;
+    void prepare(const NodeRows *cells, std::size_t ncells) {
+        if (!by_edges_) return;
+        inverses_[0] = inverses_[last_];
+        last_ = 0;
+        for (std::size_t cell = 0; cell < ncells; ++cell) {
+            ready_[cell] = nnodes_ == 4   ? invert_at<4>(cells[cell], slots_[cell])
+                           : nnodes_ == 6 ? invert_at<6>(cells[cell], slots_[cell])
+                                          : invert_at<8>(cells[cell], slots_[cell]);
+        }
+    }
+
+    // Calls row(k, derivs, frame) at each node k of a cell of these, or at node 0 alone where they are
+    // constant, with derivs[d * kComponents + c], the derivative of component c in direction d: of space, or
+    // of a surface's own frame (3 x 3). Where there is none derivs is null.
     template <class Row>
-    void at_nodes(const NodeRows &nodes, Row row) {
-        if (by_edges_ && invert_at_corners(nodes)) {
-            derive_by_edges(nodes, row);
+    void at_nodes(const NodeRows &nodes, std::size_t cell, Row row) const {
+        if (by_edges_ && ready_[cell]) {
+            derive_by_edges(nodes, slots_[cell], row);
             return;
         }
         PackedRows packed;
@@ -162,13 +180,6 @@ class SetDerivs {
         }
     };
 
-    bool finite(const NodeRows &nodes) const {
-        Lanes sum = {};
-        for (std::size_t k = 0; k < static_cast<std::size_t>(nnodes_); ++k)
-            sum += nodes.place[k] + nodes.value[k];
-        return all_finite(sum);
-    }
-
     bool derive(int k, const PackedRows &rows, float *out, float *frame) const {
         float derivs[kDim * kMaxCellNodes];
         if constexpr (kDim == 3) {
@@ -183,26 +194,31 @@ class SetDerivs {
         return true;
     }
 
-    // ---- By the edges at each corner. All corners are inverted first, so that the host's inversions run into
-    // one another.
+    // ---- By the edges at each corner.
 
     // The inverse of a Jacobian, as columns. That of a singular one is cleared.
     struct Inverse {
         Lanes columns[3];
         float determinant;
     };
+    using Slots = std::array<std::uint8_t, EdgePlan::kMaxCorners>;
 
-    // False when something is not finite, so that the products with 0 count.
-    bool invert_at_corners(const NodeRows &nodes) {
-        if (!finite(nodes)) return false;
+    // Finds where the inverses at a cell's corners stand. False when something is not finite, so that the
+    // products with 0 count.
+    template <std::size_t kNodes>
+    bool invert_at(const NodeRows &nodes, Slots &slots) {
+        Lanes sum = {};
+        for (std::size_t k = 0; k < kNodes; ++k) sum += nodes.place[k] + nodes.value[k];
+        if (!all_finite(sum)) return false;
         Lanes directions[EdgePlan::kMaxEdges];
         plan_.directions(nodes, directions);
-        Lanes sum = {};
+        sum = Lanes{};
         for (std::size_t k = 0; k < static_cast<std::size_t>(npoints()); ++k) {
-            const int *edges = plan_.corner(k).edges;
+            const std::size_t *edges = plan_.corner(k).edges;
             invert(directions[edges[0]], directions[edges[1]], directions[edges[2]]);
-            at_corner_[k] = last_;
-            sum += inverses_[last_].columns[0] + inverses_[last_].columns[1] + inverses_[last_].columns[2];
+            slots[k] = static_cast<std::uint8_t>(last_);
+            const Inverse &inverse = inverses_[last_];
+            sum += inverse.columns[0] + inverse.columns[1] + inverse.columns[2];
         }
         return all_finite(sum);
     }
@@ -211,8 +227,7 @@ class SetDerivs {
     void invert(Lanes a, Lanes b, Lanes c) {
         if (same_bits(a, jacobian_[0]) && same_bits(b, jacobian_[1]) && same_bits(c, jacobian_[2])) return;
         jacobian_ = {a, b, c};
-        last_ = (last_ + 1) % inverses_.size();
-        Inverse &inverse = inverses_[last_];
+        Inverse &inverse = inverses_[++last_];
         float matrix[9];
         for (int d = 0; d < 3; ++d) {
             matrix[d] = a[d];
@@ -225,20 +240,16 @@ class SetDerivs {
     }
 
     template <class Row>
-    void derive_by_edges(const NodeRows &nodes, Row row) const {
+    void derive_by_edges(const NodeRows &nodes, const Slots &slots, Row row) const {
         for (std::size_t k = 0; k < static_cast<std::size_t>(npoints()); ++k) {
-            const Inverse &inverse = inverses_[at_corner_[k]];
-            const EdgePlan::Corner &corner = plan_.corner(k);
+            const Inverse &inverse = inverses_[slots[k]];
             Lanes derivs[kComponents] = {};
-            for (int t = 0; t < corner.nterms; ++t) {
-                const EdgePlan::Term &term = corner.terms[t];
-                const Lanes global = term.ndirections == 1
-                                         ? inverse.columns[term.direction] * term.factors[term.direction]
-                                         : inverse.columns[0] * term.factors[0] +
-                                               inverse.columns[1] * term.factors[1] +
-                                               inverse.columns[2] * term.factors[2];
-                const Lanes value = nodes.value[term.node];
-                for (int c = 0; c < kComponents; ++c) derivs[c] += global * (Lanes{} + value[c]);
+            for (const EdgePlan::Term &term : plan_.corner(k).terms) {
+                const Lanes global = inverse.columns[0] * term.factors[0] +
+                                     inverse.columns[1] * term.factors[1] +
+                                     inverse.columns[2] * term.factors[2];
+                const Lanes &value = nodes.value[term.node];
+                for (int c = 0; c < kComponents; ++c) derivs[c] += global * splat(value[c]);
             }
             float out[3 * kComponents];
             for (int d = 0; d < 3; ++d) {
@@ -255,9 +266,10 @@ class SetDerivs {
     bool constant_ = false;                                 // the same at all nodes
     bool by_edges_ = false;
     EdgePlan plan_;
-    // A ring in which a cell's inverses leave that of the cell before in place.
-    std::array<Inverse, 2 *EdgePlan::kMaxCorners> inverses_ = {};
-    std::array<std::size_t, EdgePlan::kMaxCorners> at_corner_;
+    // Of a batch of cells, behind the last one of the batch before.
+    std::array<Inverse, kBatch *EdgePlan::kMaxCorners + 1> inverses_ = {};
+    std::array<Slots, kBatch> slots_;
+    std::array<bool, kBatch> ready_;
     std::size_t last_ = 0;
     std::array<Lanes, 3> jacobian_ = {};  // of the last
 };

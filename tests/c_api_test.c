@@ -1,6 +1,6 @@
 /* The library from C, through the shared libraries: a sphere's surface in a uniform grid, a line, a band and a
- * cut on two sets of cells, and values at points of them. Exits with 0 when the sphere's area and Euler number,
- * the line and its cells, the parts and the values come out right. */
+ * cut on two sets of cells, and values and gradients on them. Exits with 0 when the sphere's area and Euler
+ * number, the line and its cells, the parts and the values come out right. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -69,7 +69,8 @@ static int line_on_cells(void) {
     return right;
 }
 
-/* x + 2y at points in a square and a triangle, and outside both, where a null is made up: 5 + 1. */
+/* x + 2y at points in a square and a triangle, and outside both, where a null is made up: 5 + 1; and its
+ * gradient at all nodes. */
 static int values_on_cells(void) {
     const float coords[] = {0, 0, 1, 0, 1, 1, 0, 1, 3, 0}, field[] = {0, 1, 3, 2, 3};
     const int quads[] = {0, 1, 2, 3}, triangles[] = {1, 4, 2};
@@ -87,10 +88,13 @@ static int values_on_cells(void) {
     int null_flag = 0;
     const int result = UTILinterpolate_data(3, points, 2, NULL, mesh, table, 1, 4, &veclen, arrays, NULL,
                                             high, &null_flag, null_value, outs);
+    float grad[15];
+    int right = UTILgrad(mesh, field, 1, 4, 0, NULL, grad);
+    for (int i = 0; i < 15; ++i) right = right && fabsf(grad[i] - (float)((i + 1) % 3)) < 1e-6f;
     isohost_block_table_free(table);
     isohost_mesh_free(mesh);
-    return result == 1 && fabsf(values[0] - 1.5f) < 1e-6f && fabsf(values[1] - 2) < 1e-6f && values[2] == 6 &&
-           null_flag == 1 && null_value[0] == 6;
+    return right && result == 1 && fabsf(values[0] - 1.5f) < 1e-6f && fabsf(values[1] - 2) < 1e-6f &&
+           values[2] == 6 && null_flag == 1 && null_value[0] == 6;
 }
 
 int main(void) {

@@ -553,6 +553,85 @@ TEST(SplitFailures, AKernelThatStopsFreesWhatItWasGiven) {
     }
 }
 
+// ---- Derivatives, and meshes without nulls
+
+TEST(DerivativeFailures, OnCellSets) {
+    const CellMesh cells = mixed_block(6);
+    const MeshPtr mesh = cells.make();
+    const std::vector<float> data = random_values<float>(3 * cells.nnodes(), 40, 4);
+    std::vector<int> percents;
+    for (int set = 0; set < 4; ++set) {
+        const int n = mesh->cell_ncells[set];
+        for (int cell = 256; cell < n; cell += 257)
+            percents.push_back(static_cast<int>(static_cast<float>(cell) * static_cast<float>(100.0 / n)));
+    }
+    std::vector<float> out(data.size());
+    for (const auto of : {UTILgrad, UTILcurl, UTILdiv}) {
+        const float null = 1;
+        const auto run = [&] {
+            return of(mesh.get(), data.data(), of == UTILgrad ? 1 : 3, 4, 1, &null, out.data());
+        };
+        const Recording whole = expect_all_or_nothing(0, run);
+        EXPECT_GT(whole.allocations, 0);
+        EXPECT_EQ(whole.percents, percents);
+        EXPECT_EQ(whole.ranges, (std::vector<std::pair<int, int>>{{0, 25}, {25, 50}, {50, 75}, {75, 100}}));
+        expect_refusals(mesh.get(), run, false);
+        float *const coords = std::exchange(mesh->coords, nullptr);
+        EXPECT_EQ(watch(run).first, 1) << "cells fail one by one";
+        EXPECT_EQ(out, std::vector<float>(out.size()));
+        mesh->coords = coords;
+    }
+    EXPECT_GT(percents.size(), 3u);
+}
+
+TEST(DerivativeFailures, OnStructuredGrids) {
+    const FourKinds grid({20, 3, 4}, {0, 0, 0, 19, 2, 3});
+    MeshInfo *const mesh = grid.meshes[2].get();
+    std::vector<float> out(grid.coords.size());
+    for (const auto of : {UTILgrad, UTILcurl, UTILdiv}) {
+        const auto run = [&] {
+            return of(mesh, out.data(), of == UTILgrad ? 1 : 3, 4, 0, nullptr, out.data());
+        };
+        EXPECT_EQ(run(), 1);
+        expect_refusals(mesh, run);
+        if (of != UTILgrad) continue;
+        EXPECT_EQ(expect_all_or_nothing(0, run).percents, (std::vector<int>{36, 78}));
+    }
+}
+
+TEST(NullMeshFailures, MeshesAreWholeOrNone) {
+    const CellMesh cells = all_kinds(5);
+    const MeshPtr sets = cells.make(), grid = unit_grid({12, 13, 10});
+    const std::vector<int> data = random_values<int>(5000, 40, 4);
+    for (MeshInfo *mesh : {sets.get(), grid.get()}) {
+        const auto nsets = static_cast<std::size_t>(mesh->ncell_sets);
+        const auto run = [&] {
+            const int null = 1;
+            int nkept = -1, *nodes;
+            std::vector<int> ncells(nsets, -1), sizes = ncells;
+            std::vector<int *> connect(nsets, &nkept);
+            const int result = UTILthresh_null(mesh, data.data(), 3, &null, &nkept, &nodes, mesh->ncell_sets,
+                                               ncells.data(), connect.data(), sizes.data());
+            EXPECT_EQ(nodes != nullptr, result == 1);
+            std::free(nodes);
+            for (std::size_t set = 0; set < nsets; ++set) {
+                EXPECT_EQ(connect[set] != nullptr, result == 1);
+                EXPECT_TRUE(result == 1 || nkept + ncells[set] + sizes[set] == 0);
+                if (connect[set]) ARRfree_f(connect[set], "", 0);
+            }
+            return result;
+        };
+        testing::internal::CaptureStderr();
+        EXPECT_GT(expect_all_or_nothing(0, run).allocations, 10);
+        const std::string told = testing::internal::GetCapturedStderr();
+        EXPECT_NE(told.find(mesh->ndim ? "UTILthresh_null_cells_struct: cannot allocate node -1 array\n"
+                                       : "UTILthresh_null_cells: cannot allocate node -1 array\n"),
+                  std::string::npos);
+        EXPECT_NE(told.find("realloc for connect list failed\n"), std::string::npos);
+        expect_refusals(mesh, run, false);
+    }
+}
+
 // ---- Edge tables and records
 
 // Adds edges until the lists have grown twice, with the n-th allocation failing: whatever was added before is

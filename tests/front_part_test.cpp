@@ -27,32 +27,6 @@ std::vector<T> list(std::span<const T> values) {
     return {values.begin(), values.end()};
 }
 
-// A grid of unit steps as cells with three components, and as a mesh of each kind.
-struct Kinds {
-    CellMesh cells;
-    std::vector<Mesh> meshes;
-
-    explicit Kinds(const std::vector<int> &dims) {
-        cells.sets.push_back({dims.size() == 3 ? "hex_1" : "quad_1", grid_connect(dims)});
-        std::vector<std::vector<float>> axes;
-        std::vector<float> upper;
-        for (const int n : dims) {
-            axes.emplace_back(n);
-            std::iota(axes.back().begin(), axes.back().end(), 0.0f);
-            upper.push_back(axes.back().back());
-        }
-        const int plane = dims[0] * dims[1], nnodes = dims.size() == 3 ? plane * dims[2] : plane;
-        for (int n = 0; n < nnodes; ++n) {
-            for (const int at : {n % dims[0], n % plane / dims[0], n / plane})
-                cells.coords.push_back(static_cast<float>(at));
-        }
-        meshes.push_back(Mesh::uniform(dims, std::vector<float>(dims.size(), 0.0f), upper));
-        meshes.push_back(Mesh::rectilinear(axes));
-        meshes.push_back(Mesh::structured(dims, cells.coords));
-        meshes.push_back(front_mesh(cells));
-    }
-};
-
 std::vector<double> slope(const CellMesh &cells) {
     std::vector<double> values;
     for (std::size_t n = 0; n < cells.nnodes(); ++n) {
@@ -80,19 +54,15 @@ void expect_not_mirrored(const Part &part, bool flat) {
 // Cells lie in the cells that they come from; data is what the mesh's data was.
 void expect_sound(const Part &part, const CellMesh &mesh, const std::vector<double> &values,
                   const std::set<double> &levels) {
-    std::vector<std::span<const int>> origins;
-    for (const CellSetData &set : mesh.sets) {
-        for (auto cell = set.connect.begin(); cell != set.connect.end(); cell += set.nnodes())
-            origins.emplace_back(cell, cell + set.nnodes());
-    }
+    const std::vector<std::vector<int>> origins = cell_list(mesh);
     std::size_t next = 0;
     ASSERT_EQ(part.cells().size(), part.ncells());
     std::set<int> used;
     for (const isofield::CellSet &set : part.sets()) {
         const auto n = static_cast<std::size_t>(isohost_cell_type_nodes(set.type.c_str()));
         for (std::size_t c = 0; c < set.connect.size(); c += n) {
-            const std::span<const int> cell = set.connect.subspan(c, n),
-                                       origin = origins.at(part.cells()[next++]);
+            const std::span<const int> cell = set.connect.subspan(c, n);
+            const std::vector<int> &origin = origins.at(part.cells()[next++]);
             used.insert(cell.begin(), cell.end());
             for (int i = 0; i < 3 * static_cast<int>(n); ++i) {
                 const auto at = [&](int node) { return mesh.coords[3 * node + i % 3]; };

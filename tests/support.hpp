@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <memory>
 #include <random>
@@ -36,6 +37,12 @@ template <class Range>
 bool same_bits(const Range &a, const Range &b) {
     const std::size_t size = std::size(a) * sizeof *std::data(a);
     return std::size(a) == std::size(b) && (size == 0 || !std::memcmp(std::data(a), std::data(b), size));
+}
+
+// Every NaN made the same: which one arithmetic makes is the processor's affair.
+inline std::vector<float> one_nan(std::vector<float> values) {
+    for (float &x : values) x = x == x ? x : std::numeric_limits<float>::quiet_NaN();
+    return values;
 }
 
 inline MeshPtr uniform_mesh(std::vector<int> dims, std::vector<float> corners) {
@@ -275,6 +282,24 @@ std::vector<T> random_values(std::size_t count, int top, unsigned seed) {
     std::mt19937 random(seed);
     std::vector<T> values(count);
     for (T &value : values) value = static_cast<T>(random() % static_cast<unsigned>(top + 1));
+    return values;
+}
+
+// Integers from all of the type's range, or reals, every `odd`-th of which is about not finite; many are 3.
+template <class T>
+std::vector<T> awkward_values(std::size_t count, unsigned odd, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<T> values(count);
+    for (T &value : values) {
+        if constexpr (std::is_integral_v<T>) {
+            value = static_cast<T>(random());
+        } else {
+            const T infinity = std::numeric_limits<T>::infinity(), nan = std::numeric_limits<T>::quiet_NaN();
+            value = static_cast<T>((random() % 1000) * 0.01 - 5);
+            if (odd && random() % odd == 0) value = std::array{infinity, -infinity, nan}[random() % 3];
+        }
+        if (random() % 16 == 0) value = T{3};
+    }
     return values;
 }
 
