@@ -7,6 +7,7 @@
 #include <vtkPointData.h>
 #include <vtkPoints.h>
 #include <vtkPolyData.h>
+#include <vtkStructuredGrid.h>
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
@@ -70,6 +71,21 @@ vtkSmartPointer<vtkPointSet> dataset_of(const CellMesh &mesh) {
     return grid;
 }
 
+// Gives a dataset the mesh's nodes. Returns their coordinates, which the dataset keeps.
+const float *set_nodes(vtkPointSet &dataset, const CellMesh &mesh) {
+    vtkNew<vtkFloatArray> coords, scalars;
+    coords->SetNumberOfComponents(3);
+    coords->SetNumberOfTuples(static_cast<vtkIdType>(mesh.coords.size()));
+    std::copy_n(mesh.coords.data()->data(), 3 * mesh.coords.size(), coords->GetPointer(0));
+    scalars->SetNumberOfTuples(static_cast<vtkIdType>(mesh.scalars.size()));
+    std::copy(mesh.scalars.begin(), mesh.scalars.end(), scalars->GetPointer(0));
+    vtkNew<vtkPoints> points;
+    points->SetData(coords);
+    dataset.SetPoints(points);
+    dataset.GetPointData()->SetScalars(scalars);
+    return coords->GetPointer(0);
+}
+
 }  // namespace
 
 void CellMesh::add_node(double x, double y, double z, double scalar) {
@@ -98,18 +114,8 @@ void CellMesh::shuffle() {
 
 FieldPtr cell_field(const CellMesh &cells) {
     auto field = std::make_shared<Field>();
-    const int nnodes = static_cast<int>(cells.scalars.size());
-    vtkNew<vtkFloatArray> coords, scalars;
-    coords->SetNumberOfComponents(3);
-    coords->SetNumberOfTuples(nnodes);
-    std::copy_n(cells.coords.data()->data(), 3 * cells.coords.size(), coords->GetPointer(0));
-    scalars->SetNumberOfTuples(nnodes);
-    std::copy(cells.scalars.begin(), cells.scalars.end(), scalars->GetPointer(0));
-    vtkNew<vtkPoints> points;
-    points->SetData(coords);
     const auto dataset = dataset_of(cells);
-    dataset->SetPoints(points);
-    dataset->GetPointData()->SetScalars(scalars);
+    const float *coords = set_nodes(*dataset, cells);
     field->dataset = dataset;
 
     std::vector<IsohostCellSet> sets;
@@ -119,7 +125,20 @@ FieldPtr cell_field(const CellMesh &cells) {
         if (ncells > 0) sets.push_back({kTraits[kind].set_type, ncells, field->connect[kind].data()});
     }
     MeshInfo *mesh = nullptr;
-    isohost_mesh_cells(nnodes, 3, coords->GetPointer(0), static_cast<int>(sets.size()), sets.data(), &mesh);
+    isohost_mesh_cells(static_cast<int>(cells.scalars.size()), 3, coords, static_cast<int>(sets.size()),
+                       sets.data(), &mesh);
+    field->mesh.reset(mesh);
+    return field;
+}
+
+FieldPtr structured_field(const CellMesh &nodes, int n) {
+    const auto grid = vtkSmartPointer<vtkStructuredGrid>::New();
+    grid->SetDimensions(n, n, n);
+    const int dims[] = {n, n, n};
+    MeshInfo *mesh = nullptr;
+    isohost_mesh_structured(3, dims, 3, set_nodes(*grid, nodes), &mesh);
+    auto field = std::make_shared<Field>();
+    field->dataset = grid;
     field->mesh.reset(mesh);
     return field;
 }

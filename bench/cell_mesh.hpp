@@ -27,6 +27,9 @@ struct CellMesh {
 // grid.
 FieldPtr cell_field(const CellMesh &cells);
 
+// The nodes alone, as those of a structured grid of n^3 nodes, first axis fastest.
+FieldPtr structured_field(const CellMesh &nodes, int n);
+
 }  // namespace bench
 
 #endif

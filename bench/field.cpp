@@ -1,8 +1,11 @@
 #include "field.hpp"
 
-#include <vtkDataArray.h>
+#include <vtkFloatArray.h>
+#include <vtkNew.h>
 #include <vtkPointData.h>
+#include <vtkRectilinearGrid.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <utility>
@@ -11,6 +14,10 @@ namespace bench {
 
 const void *Field::data() const {
     return dataset->GetPointData()->GetScalars()->GetVoidPointer(0);
+}
+
+const float *Field::vectors() const {
+    return static_cast<const float *>(dataset->GetPointData()->GetVectors()->GetVoidPointer(0));
 }
 
 int Field::dtype() const {
@@ -55,6 +62,46 @@ FieldPtr wave_image(int ni, int nj, int nk, double waves, float noise) {
         }
     }
     return image_field(image);
+}
+
+FieldPtr rectilinear_field(const Field &image, const std::vector<float> &lines) {
+    const int n = static_cast<int>(lines.size());
+    vtkNew<vtkFloatArray> axis;
+    axis->SetNumberOfTuples(n);
+    std::copy(lines.begin(), lines.end(), axis->GetPointer(0));
+    const auto grid = vtkSmartPointer<vtkRectilinearGrid>::New();
+    grid->SetDimensions(n, n, n);
+    grid->SetXCoordinates(axis);
+    grid->SetYCoordinates(axis);
+    grid->SetZCoordinates(axis);
+    grid->GetPointData()->SetScalars(image.dataset->GetPointData()->GetScalars());
+    const int dims[] = {n, n, n};
+    const float *const axes[] = {lines.data(), lines.data(), lines.data()};
+    MeshInfo *mesh = nullptr;
+    isohost_mesh_rectilinear(3, dims, axes, &mesh);
+    auto field = std::make_shared<Field>();
+    field->mesh.reset(mesh);
+    field->dataset = grid;
+    return field;
+}
+
+void add_vectors(Field &field) {
+    constexpr double kScale = 0.1;  // a period in 63 units of length
+    const vtkIdType nnodes = field.dataset->GetNumberOfPoints();
+    vtkNew<vtkFloatArray> vectors;
+    vectors->SetName("vectors");
+    vectors->SetNumberOfComponents(3);
+    vectors->SetNumberOfTuples(nnodes);
+    float *value = vectors->GetPointer(0);
+    for (vtkIdType node = 0; node < nnodes; ++node) {
+        double xyz[3];
+        field.dataset->GetPoint(node, xyz);
+        for (int phase = 0; phase < 3; ++phase) {
+            *value++ = static_cast<float>(
+                wave(kScale * xyz[0] + phase, kScale * xyz[1] + 2 * phase, kScale * xyz[2] + 3 * phase));
+        }
+    }
+    field.dataset->GetPointData()->SetVectors(vectors);
 }
 
 }  // namespace bench

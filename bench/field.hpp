@@ -17,8 +17,8 @@ struct FreeMesh {
     void operator()(MeshInfo *mesh) const { isohost_mesh_free(mesh); }
 };
 
-// A scalar on the nodes of a mesh. Both sides read the same coordinates and scalars; node numbers of cells
-// stand twice, as each side wants them.
+// A scalar on the nodes of a mesh, and vectors if they are added. Both sides read the same coordinates and
+// data; node numbers of cells stand twice, as each side wants them.
 struct Field {
     vtkSmartPointer<vtkDataSet> dataset;  // with scalars
     std::vector<std::vector<int>> connect;
@@ -26,6 +26,7 @@ struct Field {
     double level = 0.013;
 
     const void *data() const;
+    const float *vectors() const;
     int dtype() const;
 };
 using FieldPtr = std::shared_ptr<Field>;
@@ -41,6 +42,12 @@ FieldPtr image_field(vtkSmartPointer<vtkImageData> image);
 
 // A wave with `waves` periods along the first axis and random noise of the given amplitude.
 FieldPtr wave_image(int ni, int nj, int nk, double waves, float noise);
+
+// The scalars of an image of as many nodes a side as there are lines, on these grid lines on every axis.
+FieldPtr rectilinear_field(const Field &image, const std::vector<float> &lines);
+
+// Adds a vector of three waves, each of another phase, to every node.
+void add_vectors(Field &field);
 
 }  // namespace bench
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <limits>
 
@@ -20,6 +21,26 @@ double milliseconds(const std::function<long long()> &work, long long &size) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
+// The largest difference, relative to the largest of our values; infinite where values can't be compared.
+double difference(const std::vector<float> &theirs, const std::vector<float> &ours) {
+    constexpr float kInfinite = std::numeric_limits<float>::infinity();
+    if (theirs.size() != ours.size()) return kInfinite;
+    float worst = 0, largest = 0;
+    for (std::size_t i = 0; i < ours.size(); ++i) {
+        const float apart = std::abs(theirs[i] - ours[i]);
+        worst = std::isnan(apart) ? kInfinite : std::max(worst, apart);
+        largest = std::max(largest, std::abs(ours[i]));
+    }
+    return worst / largest;
+}
+
+std::string difference_text(const std::vector<Contestant> &contestants, std::size_t c) {
+    if (c == 0 || !contestants[c].values) return "";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1e", difference(contestants[c].values(), contestants[0].values()));
+    return text;
+}
+
 }  // namespace
 
 int run(const std::vector<Case> &cases, const Options &options) {
@@ -32,9 +53,9 @@ int run(const std::vector<Case> &cases, const Options &options) {
         std::fprintf(stderr, "isofield_bench: can't write %s\n", options.csv.c_str());
         return 2;
     }
-    if (csv) std::fprintf(csv, "case,contestant,size,fresh_ms,warm_ms,warm_ratio,fresh_ratio\n");
-    std::printf("%-24s %-32s %12s %10s %10s %12s %12s\n", "case", "by", "size", "fresh ms", "warm ms",
-                "warm ratio", "fresh ratio");
+    if (csv) std::fprintf(csv, "case,contestant,size,fresh_ms,warm_ms,warm_ratio,fresh_ratio,difference\n");
+    std::printf("%-28s %-32s %12s %10s %10s %12s %12s %12s\n", "case", "by", "size", "fresh ms", "warm ms",
+                "warm ratio", "fresh ratio", "difference");
     for (const Case &each : cases) {
         if (each.name.find(options.filter) == std::string::npos) continue;
         const std::vector<Contestant> contestants = each.prepare();
@@ -55,11 +76,12 @@ int run(const std::vector<Case> &cases, const Options &options) {
             const double warm = f.warm_ms / figures[0].warm_ms;
             const double fresh = f.fresh_ms / figures[0].fresh_ms;
             const char *by = contestants[c].name.c_str();
-            std::printf("%-24s %-32s %12lld %10.1f %10.1f %12.2f %12.2f\n", each.name.c_str(), by, f.size,
-                        f.fresh_ms, f.warm_ms, warm, fresh);
+            const std::string apart = difference_text(contestants, c);
+            std::printf("%-28s %-32s %12lld %10.1f %10.1f %12.2f %12.2f %12s\n", each.name.c_str(), by,
+                        f.size, f.fresh_ms, f.warm_ms, warm, fresh, apart.c_str());
             if (csv) {
-                std::fprintf(csv, "%s,%s,%lld,%.3f,%.3f,%.3f,%.3f\n", each.name.c_str(), by, f.size,
-                             f.fresh_ms, f.warm_ms, warm, fresh);
+                std::fprintf(csv, "%s,%s,%lld,%.3f,%.3f,%.3f,%.3f,%s\n", each.name.c_str(), by, f.size,
+                             f.fresh_ms, f.warm_ms, warm, fresh, apart.c_str());
             }
         }
         std::fflush(stdout);

@@ -11,11 +11,12 @@ namespace bench {
 
 // One contestant at one case. `run` does the work once and returns the size of its result (triangles, points
 // ...), to be compared between contestants; `refresh` gives kept memory back before a fresh run and may be
-// empty.
+// empty. `values`, where there are any, are of the last run; after the runs they are compared with ours.
 struct Contestant {
     std::string name;
     std::function<long long()> run;
-    std::function<void()> refresh;
+    std::function<void()> refresh = {};
+    std::function<std::vector<float>()> values = {};
 };
 
 // A named case. `prepare` makes its arrays and contestants, the first of which is ours; all go when the case
@@ -32,7 +33,8 @@ struct Options {
     bool list = false;
 };
 
-// Runs the cases and prints a line per contestant with its times and the ratio to ours. Returns an exit code.
+// Runs the cases and prints a line per contestant with its times, the ratio to ours, and how far its values
+// are from ours. Returns an exit code.
 int run(const std::vector<Case> &cases, const Options &options);
 
 }  // namespace bench
@@ -45,5 +47,7 @@ std::vector<bench::Case> cut_cases();
 std::vector<bench::Case> band_cases();
 std::vector<bench::Case> probe_cases();
 std::vector<bench::Case> integral_cases();
+std::vector<bench::Case> derivative_cases();
+std::vector<bench::Case> threshold_cases();
 
 #endif

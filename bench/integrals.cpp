@@ -6,32 +6,17 @@
 #include <vtkFloatArray.h>
 #include <vtkIntegrateAttributes.h>
 #include <vtkNew.h>
-#include <vtkPointData.h>
 #include <vtkUnstructuredGrid.h>
 
 #include <cmath>
 
-#include "harness.hpp"
 #include "lattice.hpp"
+#include "peer.hpp"
 
 namespace {
 
 using bench::Contestant;
 using bench::FieldPtr;
-
-// A peer keeps its filter, and with it what memory it reuses, from run to run.
-template <class Filter>
-Contestant peer(const char *name, const FieldPtr &field, long long (*size)(Filter &)) {
-    const auto filter = vtkSmartPointer<Filter>::New();
-    filter->SetInputData(field->dataset);
-    return {name,
-            [filter, size] {
-                filter->Modified();
-                filter->Update();
-                return size(*filter);
-            },
-            {}};
-}
 
 std::vector<Contestant> integral_contestants(const bench::CellMesh &cells) {
     const FieldPtr field = bench::cell_field(cells);
@@ -45,7 +30,7 @@ std::vector<Contestant> integral_contestants(const bench::CellMesh &cells) {
         return std::llround(filter.GetOutput()->GetCellData()->GetArray("Volume")->GetTuple1(0));
     };
     return {{"isofield", ours, isohost_trim_arrays},
-            peer<vtkIntegrateAttributes>("vtkIntegrateAttributes", field, volume)};
+            bench::filter_peer<vtkIntegrateAttributes>("vtkIntegrateAttributes", field, volume)};
 }
 
 // Gives each cell the scalar of its first node.
@@ -77,11 +62,9 @@ long long our_node_data(const bench::Field &field) {
 
 std::vector<Contestant> node_data_contestants(const FieldPtr &field) {
     add_cell_data(*field);
-    const auto nodes = [](vtkCellDataToPointData &filter) -> long long {
-        return filter.GetOutput()->GetPointData()->GetScalars()->GetNumberOfTuples();
-    };
     return {{"isofield", [field] { return our_node_data(*field); }, isohost_trim_arrays},
-            peer<vtkCellDataToPointData>("vtkCellDataToPointData", field, nodes)};
+            bench::filter_peer<vtkCellDataToPointData>("vtkCellDataToPointData", field,
+                                                       bench::output_size<vtkDataObject::POINT>)};
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 #include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkProbeFilter.h>
-#include <vtkRectilinearGrid.h>
 #include <vtkStaticCellLocator.h>
 
 #include <algorithm>
@@ -204,24 +203,11 @@ std::vector<Contestant> build_contestants(const FieldPtr &field) {
             builder<vtkCellTreeLocator>("vtkCellTreeLocator", field)};
 }
 
-// The scalars of an image of n^3 nodes on lines at uneven steps.
-FieldPtr rectilinear_field(const FieldPtr &image, int n) {
-    vtkNew<vtkFloatArray> lines;
-    for (int i = 0; i < n; ++i) lines->InsertNextValue(static_cast<float>(i + 0.4 * std::sin(i)));
-    const auto grid = vtkSmartPointer<vtkRectilinearGrid>::New();
-    grid->SetDimensions(n, n, n);
-    grid->SetXCoordinates(lines);
-    grid->SetYCoordinates(lines);
-    grid->SetZCoordinates(lines);
-    grid->GetPointData()->SetScalars(image->dataset->GetPointData()->GetScalars());
-    const int dims[] = {n, n, n};
-    const float *axis = lines->GetPointer(0), *const axes[] = {axis, axis, axis};
-    MeshInfo *mesh = nullptr;
-    isohost_mesh_rectilinear(3, dims, axes, &mesh);
-    auto field = std::make_shared<bench::Field>();
-    field->mesh.reset(mesh);
-    field->dataset = grid;
-    return field;
+// An image's scalars on lines at uneven steps.
+FieldPtr uneven_field(const FieldPtr &image, int n) {
+    std::vector<float> lines;
+    for (int i = 0; i < n; ++i) lines.push_back(static_cast<float>(i + 0.4 * std::sin(i)));
+    return bench::rectilinear_field(*image, lines);
 }
 
 long long plain_samples(const Probe &probe) {
@@ -252,7 +238,7 @@ std::vector<Contestant> uniform_contestants() {
 }
 
 std::vector<Contestant> rectilinear_contestants() {
-    const Probe probe = probe_in_box(rectilinear_field(volume(), 128), 2'000'000);
+    const Probe probe = probe_in_box(uneven_field(volume(), 128), 2'000'000);
     return {ours(probe), peer("vtkProbeFilter", plain_samples, probe)};
 }
 
