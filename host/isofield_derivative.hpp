@@ -261,6 +261,8 @@ class Differentiator {
         std::vector<float> out(3 * nnodes_);
         if (mesh.has_curl()) {
             run(UTILcurl, "curl", mesh, data_.data(), 3, out.data());
+        } else if (mesh.ndim() == 3) {
+            curl_by_coordinates(out.data());
         } else {
             for_each_gradient(mesh, "curl", [&](std::size_t component, const float *gradient) {
                 const std::size_t next = (component + 1) % 3, last = (component + 2) % 3;
@@ -328,6 +330,16 @@ class Differentiator {
         const int result = op(mesh.record(), values, veclen, type(), 0, nullptr, out);
         check_not_stopped();
         call_.check(result, operation);
+    }
+
+    // That of the structured grid with the same coordinates.
+    void curl_by_coordinates(float *out) const {
+        std::vector<float> coords(3 * nnodes_);
+        const int origin[3] = {};
+        call_.check(mesh_.get_sub_coords(&mesh_, origin, mesh_.dims, coords.data()), "coordinates");
+        const int result = UTILcurl_struct_3d(mesh_.dims, coords.data(), data_.data(), type(), out);
+        check_not_stopped();
+        call_.check(result, "curl");
     }
 
     // wanted: what is told where the library refuses the data without a report.

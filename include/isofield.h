@@ -562,8 +562,9 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  *               a structured grid of 2 dimensions in space, is along x and y alone
  *   surfaces    triangles and quadrilaterals give the gradient in their own plane; their curl and divergence
  *               are those of no field (see UTILcurl_cell)
- *   zeros       stand where no derivative can be had: in degenerate cells (which then count in the mean of
- *               their nodes), where a structured grid's metric is singular, and around nulls */
+ *   zeros       stand where no derivative can be had: where a structured grid's metric is singular, around
+ *               nulls, and in degenerate cells, which count in the mean of their nodes all the same. A
+ *               pyramid has none at its apex: there its 0 pulls the mean down */
 
 /* The gradient, curl or divergence of node data.
  *   data    nnodes x veclen. Gradient: veclen 1 or less, taken as 1. Curl and divergence: 3 on grids and in
