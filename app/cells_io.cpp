@@ -164,7 +164,7 @@ FileCell make_file_cell(int type) {
         const int place = kind.order.empty() ? static_cast<int>(i) : kind.order[i];
         cell.nodes[static_cast<std::size_t>(place)] = static_cast<int>(i);
     }
-    if (type == VTK_WEDGE) turn_over(cell.nodes);
+    if (type == VTK_WEDGE || type == VTK_QUADRATIC_WEDGE) turn_over(cell.nodes);
     return cell;
 }
 
@@ -203,7 +203,9 @@ const FileCell &file_cell(const std::string &type) {
     static const std::map<std::string, FileCell> cells = [] {
         std::map<std::string, FileCell> made;
         for (const int written :
-             {VTK_TRIANGLE, VTK_QUAD, VTK_TETRA, VTK_WEDGE, VTK_PYRAMID, VTK_HEXAHEDRON}) {
+             {VTK_LINE, VTK_TRIANGLE, VTK_QUAD, VTK_TETRA, VTK_WEDGE, VTK_PYRAMID, VTK_HEXAHEDRON,
+              VTK_QUADRATIC_EDGE, VTK_QUADRATIC_TRIANGLE, VTK_QUADRATIC_QUAD, VTK_QUADRATIC_TETRA,
+              VTK_QUADRATIC_WEDGE, VTK_QUADRATIC_HEXAHEDRON}) {
             made.emplace(kKinds.at(written).type, make_file_cell(written));
         }
         return made;

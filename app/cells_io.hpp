@@ -24,7 +24,7 @@ struct FileBlock {
 // Throws UsageError on a node that is not there.
 void take_cells(Dataset &dataset, vtkDataSet *data, std::span<const FileBlock> blocks);
 
-// The cells of files that one of the library's linear types is written as. Wedges have the first of their
+// The cells of files that one of the library's types is written as. Wedges have the first of their
 // triangles turned outwards, as VTK draws them.
 struct FileCell {
     int type;

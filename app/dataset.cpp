@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <string_view>
 #include <type_traits>
 
 #include "errors.hpp"
@@ -178,17 +179,38 @@ const DataArray &array_named(const Dataset &dataset, const std::string &name, As
     return *array;
 }
 
-const DataArray &only_scalar(const Dataset &dataset) {
-    const DataArray *only = nullptr;
-    std::size_t count = 0;
+// What an array is wanted for.
+struct Shape {
+    const char *name;
+    int least, most;  // components
+
+    bool fits(const DataArray &array) const { return array.components >= least && array.components <= most; }
+};
+constexpr Shape kScalar = {"scalar", 1, 1}, kVector = {"vector", 2, 3};
+
+std::vector<const DataArray *> node_arrays_of(const Dataset &dataset, const Shape &shape) {
+    std::vector<const DataArray *> arrays;
     for (const DataArray &array : dataset.arrays) {
-        if (array.association != Association::kNode || array.components != 1 || !array.numeric) continue;
-        only = &array;
-        ++count;
+        if (array.association == Association::kNode && array.numeric && shape.fits(array))
+            arrays.push_back(&array);
     }
-    if (count == 1) return *only;
-    const std::string reason =
-        count == 0 ? " has no scalar on its nodes: " : " has several arrays, choose with --array: ";
+    return arrays;
+}
+
+const DataArray &choose_shaped(const Dataset &dataset, const std::string &name, const Shape &shape) {
+    if (!name.empty()) {
+        const DataArray &array = array_named(dataset, name, Association::kNode);
+        if (shape.fits(array)) return array;
+        throw UsageError("array '" + name + "' has " +
+                         format_count(static_cast<std::size_t>(array.components), "component", "components") +
+                         ", a " + shape.name + " is needed: " + arrays_text(dataset, Association::kNode));
+    }
+    const DataArray *active = find_array(dataset, dataset.active_scalars, Association::kNode);
+    if (active && active->numeric && shape.fits(*active)) return *active;
+    const std::vector<const DataArray *> arrays = node_arrays_of(dataset, shape);
+    if (arrays.size() == 1) return *arrays.front();
+    const std::string reason = arrays.empty() ? std::string(" has no ") + shape.name + " on its nodes: "
+                                              : " has several arrays, choose with --array: ";
     throw UsageError("'" + dataset.path + "'" + reason + arrays_text(dataset, Association::kNode));
 }
 
@@ -249,6 +271,14 @@ int Dataset::grid_ndim() const {
     return static_cast<int>(std::count_if(dims.begin(), dims.end(), [](int n) { return n > 1; }));
 }
 
+bool Dataset::has_volume() const {
+    if (grid()) return grid_ndim() == 3;
+    return std::any_of(blocks.begin(), blocks.end(), [](const CellBlock &block) {
+        const std::string_view type = block.type;
+        return !type.starts_with("line_") && !type.starts_with("tri_") && !type.starts_with("quad_");
+    });
+}
+
 std::string Dataset::dims_text() const {
     return std::to_string(dims[0]) + " x " + std::to_string(dims[1]) + " x " + std::to_string(dims[2]);
 }
@@ -264,16 +294,18 @@ std::vector<ComponentRange> component_ranges(const DataArray &array, std::option
 }
 
 const DataArray &choose_scalar(const Dataset &dataset, const std::string &name) {
-    if (name.empty()) {
-        const DataArray *active = find_array(dataset, dataset.active_scalars, Association::kNode);
-        return active && active->components == 1 && active->numeric ? *active : only_scalar(dataset);
-    }
-    const DataArray &array = array_named(dataset, name, Association::kNode);
-    if (array.components != 1) {
-        throw UsageError("array '" + name + "' has " + std::to_string(array.components) +
-                         " components, a scalar is needed: " + arrays_text(dataset, Association::kNode));
-    }
-    return array;
+    return choose_shaped(dataset, name, kScalar);
+}
+
+const DataArray &choose_vector(const Dataset &dataset, const std::string &name) {
+    return choose_shaped(dataset, name, kVector);
+}
+
+const DataArray &choose_array(const Dataset &dataset, const std::string &name) {
+    if (!name.empty()) return array_named(dataset, name, Association::kNode);
+    const bool vectors =
+        node_arrays_of(dataset, kScalar).empty() && !node_arrays_of(dataset, kVector).empty();
+    return choose_shaped(dataset, name, vectors ? kVector : kScalar);
 }
 
 std::vector<const DataArray *> choose_arrays(const Dataset &dataset, Association association,
@@ -328,10 +360,10 @@ std::vector<int> cell_sources(const Dataset &dataset, LineCells lines) {
     return sources;
 }
 
-std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells) {
+std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells, LineCells lines) {
     std::vector<int> numbers(cells.begin(), cells.end());
     if (dataset.grid()) return numbers;
-    const std::vector<int> sources = cell_sources(dataset, LineCells::kLeaveOut);
+    const std::vector<int> sources = cell_sources(dataset, lines);
     for (int &number : numbers) {
         if (number >= 0) number = sources[static_cast<std::size_t>(number)];
     }

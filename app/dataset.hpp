@@ -82,6 +82,7 @@ struct Dataset {
 
     bool grid() const { return kind != MeshKind::kCells; }
     int grid_ndim() const;          // axes of more than one node
+    bool has_volume() const;        // three dimensions, or cells of three
     std::string dims_text() const;  // "181 x 217 x 181"
 };
 
@@ -91,6 +92,10 @@ std::vector<ComponentRange> component_ranges(const DataArray &array, std::option
 // The node array `name`, or with an empty name the one scalar array to work on. Throws UsageError that lists
 // what there is.
 const DataArray &choose_scalar(const Dataset &dataset, const std::string &name);
+// The same of vectors, which have 2 or 3 components; and of any array, with an empty name of scalars if there
+// are some, else of vectors.
+const DataArray &choose_vector(const Dataset &dataset, const std::string &name);
+const DataArray &choose_array(const Dataset &dataset, const std::string &name);
 // The arrays of these names, each once, or with no names all that hold numbers. Throws UsageError that lists
 // what there is.
 std::vector<const DataArray *> choose_arrays(const Dataset &dataset, Association association,
@@ -116,8 +121,9 @@ enum class LineCells { kLeaveOut, kKeep };
 isofield::Mesh make_mesh(const Dataset &dataset, Console &console, LineCells lines = LineCells::kLeaveOut);
 // Per cell of a cell mesh its number in the file.
 std::vector<int> cell_sources(const Dataset &dataset, LineCells lines);
-// Cells of the mesh without line cells as the file counts them; -1 stays.
-std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells);
+// Cells of the mesh as the file counts them; -1 stays.
+std::vector<int> file_cells(const Dataset &dataset, std::span<const int> cells,
+                            LineCells lines = LineCells::kLeaveOut);
 
 }  // namespace app
 #endif

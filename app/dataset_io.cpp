@@ -151,12 +151,15 @@ Loaded read_nifti(const std::string &path, std::optional<int>, Console &console)
     const bool by_sform = usable(reader->GetSFormMatrix());
     vtkMatrix4x4 *matrix = by_sform ? reader->GetSFormMatrix() : reader->GetQFormMatrix();
     if (usable(matrix)) {
+        vtkNew<vtkMatrix3x3> direction;
         for (int row = 0; row < 3; ++row) {
             for (int column = 0; column < 3; ++column) {
-                result.placement[row][column] = matrix->GetElement(row, column) * image->GetSpacing()[column];
+                direction->SetElement(row, column, matrix->GetElement(row, column));
             }
-            result.placement[row][3] = matrix->GetElement(row, 3);
         }
+        image->SetDirectionMatrix(direction);
+        image->SetOrigin(matrix->GetElement(0, 3), matrix->GetElement(1, 3), matrix->GetElement(2, 3));
+        result.placement = placement_of(image);
         result.remarks.push_back(by_sform ? "placed by its sform matrix" : "placed by its qform matrix");
     }
     if (reader->GetTimeDimension() > 1) {

@@ -9,7 +9,8 @@
 namespace app {
 namespace {
 
-std::string range_text(const ComponentRange &range) {
+std::string range_text(const DataArray &array, const ComponentRange &range) {
+    if (array.components > 1) return std::to_string(array.components) + " components";
     std::string text =
         range.empty ? "no finite value" : format_number(range.lower) + " to " + format_number(range.upper);
     if (range.nan_count > 0) text += ", " + std::to_string(range.nan_count) + " NaN";
@@ -58,13 +59,13 @@ Attached choose_attached(const Dataset &dataset, const std::vector<std::string> 
 }
 
 // But for the scalar.
-Field make_field(Dataset dataset, const FieldOptions &options, Attach attach, const std::string &first,
-                 Console &console) {
-    const Attached chosen = choose_attached(dataset, options.attach, attach, first);
-    isofield::Mesh mesh = make_mesh(dataset, console);
+Field make_field(Dataset dataset, const FieldOptions &options, const FieldNeeds &needs,
+                 const std::string &first, Console &console) {
+    const Attached chosen = choose_attached(dataset, options.attach, needs.attach, first);
+    isofield::Mesh mesh = make_mesh(dataset, console, needs.lines);
     const auto nodes = named_arrays(chosen.node_arrays, options, console);
     const auto cells = named_arrays(chosen.cell_arrays, options, console);
-    return {std::move(dataset), std::move(mesh), nodes, cells, {}, {}};
+    return {std::move(dataset), std::move(mesh), needs.lines, nodes, cells, {}, {}};
 }
 
 }  // namespace
@@ -76,17 +77,16 @@ void add_field_options(CLI::App &command, FieldOptions &options, const std::stri
     add_input_options(command, options);
 }
 
-Field read_field(const FieldOptions &options, void (*check)(const Dataset &), Console &console,
-                 Attach attach) {
+Field read_field(const FieldOptions &options, Console &console, const FieldNeeds &needs) {
     const Stopwatch reading;
-    Dataset dataset = read_dataset(options.path, options.step, console);
-    if (check) check(dataset);
-    const DataArray array = choose_scalar(dataset, options.array);
-    Field field = make_field(std::move(dataset), options, attach, array.name, console);
+    Dataset dataset = read_dataset(options.path, options.step, console, needs.original);
+    if (needs.check) needs.check(dataset);
+    const DataArray array = needs.choose(dataset, options.array);
+    Field field = make_field(std::move(dataset), options, needs, array.name, console);
     field.scalar = named_array(array, options, console);
     field.range = component_ranges(array, field.scalar.null_value).front();
     console.say(read_text(field.dataset) + ", array '" + array.name + "' " + array.type_name + ", " +
-                range_text(field.range) + ", " + reading.seconds());
+                range_text(array, field.range) + ", " + reading.seconds());
     return field;
 }
 
@@ -95,7 +95,9 @@ Field read_field_without_scalar(const FieldOptions &options, Console &console) {
     Dataset dataset = read_dataset(options.path, options.step, console);
     if (!options.array.empty()) choose_arrays(dataset, Association::kNode, {options.array});
     const std::string first = options.array.empty() ? dataset.active_scalars : options.array;
-    Field field = make_field(std::move(dataset), options, Attach::kArrays, first, console);
+    FieldNeeds needs;
+    needs.attach = Attach::kArrays;
+    Field field = make_field(std::move(dataset), options, needs, first, console);
     say_read(field.dataset, {}, reading, console);
     return field;
 }

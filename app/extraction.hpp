@@ -1,8 +1,10 @@
-// What the operations that work along levels share: options, the field that is read, and what is carried over
-// to new nodes.
+// What the operations on one field share: options, the field that is read, and what is carried over to new
+// nodes.
 #ifndef ISOFIELD_APP_EXTRACTION_HPP
 #define ISOFIELD_APP_EXTRACTION_HPP
 
+#include <vtkDataSet.h>
+#include <vtkSmartPointer.h>
 #include <CLI/App.hpp>
 
 #include <optional>
@@ -26,10 +28,11 @@ void add_field_options(CLI::App &command, FieldOptions &options, const std::stri
 struct Field {
     Dataset dataset;
     isofield::Mesh mesh;  // views the dataset
+    LineCells lines;      // in the mesh
     std::vector<NamedArray> attached;
     std::vector<NamedArray> attached_cells;  // cell arrays
-    NamedArray scalar;
-    ComponentRange range;  // without nulls
+    NamedArray scalar;                       // that is worked on; operations that say so take vectors too
+    ComponentRange range;                    // of its first component, without nulls
 };
 
 enum class Attach {
@@ -37,9 +40,17 @@ enum class Attach {
     kArrays,      // node and cell arrays: those that are named, or all, the scalar first
 };
 
-// Reads the field and says so. `check`, when there is one, may refuse the dataset first. Throws UsageError.
-Field read_field(const FieldOptions &options, void (*check)(const Dataset &), Console &console,
-                 Attach attach = Attach::kNodeArrays);
+// What an operation wants of its field.
+struct FieldNeeds {
+    void (*check)(const Dataset &) = nullptr;  // may refuse the dataset
+    const DataArray &(*choose)(const Dataset &, const std::string &) = choose_scalar;
+    Attach attach = Attach::kNodeArrays;
+    LineCells lines = LineCells::kLeaveOut;
+    vtkSmartPointer<vtkDataSet> *original = nullptr;  // is given the reader's own data
+};
+
+// Reads the field and says so. Throws UsageError.
+Field read_field(const FieldOptions &options, Console &console, const FieldNeeds &needs = {});
 // The same without a scalar of the file, with all arrays, those that --array names first. The scalar is yet
 // to be set.
 Field read_field_without_scalar(const FieldOptions &options, Console &console);

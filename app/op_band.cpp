@@ -124,7 +124,7 @@ void run_band(const BandOptions &options, Console &console) {
     console.set_quiet(output.quiet);
     check_options(options);
     OutputFiles files(output, kExtensions, {options.field.path});
-    Field field = read_field(options.field, nullptr, console, Attach::kArrays);
+    Field field = read_field(options.field, console, {.attach = Attach::kArrays});
     const std::vector<double> levels = choose_levels(options, field);
     tell_of_gaps(field.dataset, "the bands", console);
 

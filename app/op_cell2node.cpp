@@ -4,19 +4,17 @@
 
 #include <vtkDoubleArray.h>
 #include <vtkFloatArray.h>
-#include <vtkPointData.h>
 #include <CLI/Option.hpp>
 
 #include "dataset_io.hpp"
 #include "errors.hpp"
+#include "mesh_output.hpp"
 #include "operation_support.hpp"
 #include "operations.hpp"
-#include "writer_support.hpp"
 
 namespace app {
 namespace {
 
-constexpr char kExtensions[] = ".vti .vtp .vtr .vts .vtu";
 constexpr int kMaxPower = 100;
 
 struct CellToNodeOptions : InputOptions {
@@ -55,10 +53,7 @@ std::vector<vtkSmartPointer<vtkDataArray>> bring_to_nodes(const Dataset &dataset
                                                           const std::vector<NamedArray> &arrays,
                                                           const CellToNodeOptions &options,
                                                           Console &console) {
-    std::vector<std::string> taken;
-    for (const DataArray &array : dataset.arrays) {
-        if (array.association == Association::kNode) taken.push_back(array.name);
-    }
+    std::vector<std::string> taken = node_array_names(dataset);
     std::vector<vtkSmartPointer<vtkDataArray>> made;
     const PolledStage polled;
     for (const NamedArray &array : arrays) {
@@ -87,14 +82,11 @@ void run_cell2node(const CellToNodeOptions &options, Console &console) {
     if (options.power < 0 || options.power > kMaxPower) {
         throw UsageError("--power is 0 to " + std::to_string(kMaxPower));
     }
-    OutputFiles files(output, kExtensions, {options.path});
+    OutputFiles files(output, kMeshExtensions, {options.path});
     const Stopwatch reading;
     vtkSmartPointer<vtkDataSet> original;
     const Dataset dataset = read_dataset(options.path, options.step, console, &original);
-    if (const std::string kind = xml_extension(original); extension_of(output.geometry) != kind) {
-        throw UsageError("cannot write '" + output.geometry + "': '" + dataset.path + "' is kept as " + kind +
-                         "; name a file that ends in it");
-    }
+    check_mesh_name(output.geometry, dataset, original);
     const auto chosen = choose_arrays(dataset, Association::kCell, options.arrays);
     isofield::Mesh mesh = make_mesh(dataset, console, LineCells::kKeep);
     const std::vector<NamedArray> arrays = named_arrays(chosen, options, console);
@@ -104,10 +96,7 @@ void run_cell2node(const CellToNodeOptions &options, Console &console) {
     const auto made = bring_to_nodes(dataset, mesh, arrays, options, console);
     const std::string made_seconds = making.seconds();
     const Stopwatch writing;
-    for (const auto &array : made) original->GetPointData()->AddArray(array);
-    write_xml(original, files.geometry, console);
-    files.geometry.commit();
-    console.clear_bar();
+    write_mesh(original, made, files.geometry, console);
     console.say("made   " + format_count(made.size(), "node array", "node arrays") + " of " +
                 format_count(dataset.nnodes, "node", "nodes") + ", " + made_seconds + "; " + output.geometry +
                 ", " + writing.seconds());
@@ -127,7 +116,7 @@ void add_cell2node(CLI::App &tool, Action &chosen) {
         ->type_name("P");
     add_input_options(*command, *options);
     add_output_file(*command, options->output, "Mesh with the new arrays, of the kind that it is of,",
-                    kExtensions)
+                    kMeshExtensions)
         ->required();
     add_quiet(*command, options->output);
     command->callback(

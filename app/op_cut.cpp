@@ -88,7 +88,7 @@ isofield::Body fitted(const isofield::Body &body, const std::array<double, 6> &b
 }
 
 Field read(const CutOptions &options, const Cutter &cutter, Console &console) {
-    if (!cutter.body) return read_field(options.field, nullptr, console, Attach::kArrays);
+    if (!cutter.body) return read_field(options.field, console, {.attach = Attach::kArrays});
     Field field = read_field_without_scalar(options.field, console);
     const auto distances = std::make_shared<std::vector<double>>(
         field.mesh.signed_distances(fitted(*cutter.body, field.dataset.bounds)));

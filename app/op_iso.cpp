@@ -86,7 +86,7 @@ void run_iso(const IsoOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
     OutputFiles files(output, surface_extensions(), {options.field.path});
-    Field field = read_field(options.field, nullptr, console);
+    Field field = read_field(options.field, console);
     tell_of_gaps(field.dataset, "the surface", console);
 
     const Stopwatch making;

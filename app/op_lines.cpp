@@ -106,7 +106,7 @@ void run_lines(const LinesOptions &options, Console &console) {
     console.set_quiet(output.quiet);
     check_options(options);
     OutputFiles files(output, line_extensions(), {options.field.path});
-    Field field = read_field(options.field, check_surface_cells, console);
+    Field field = read_field(options.field, console, {.check = check_surface_cells});
     const std::vector<double> levels = choose_levels(options, field);
 
     const Stopwatch making;

@@ -15,6 +15,8 @@ using Action = std::function<void(Console &)>;
 void add_band(CLI::App &tool, Action &chosen);
 void add_cell2node(CLI::App &tool, Action &chosen);
 void add_cut(CLI::App &tool, Action &chosen);
+void add_denull(CLI::App &tool, Action &chosen);
+void add_derivatives(CLI::App &tool, Action &chosen);
 void add_info(CLI::App &tool, Action &chosen);
 void add_integrate(CLI::App &tool, Action &chosen);
 void add_iso(CLI::App &tool, Action &chosen);

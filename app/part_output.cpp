@@ -16,11 +16,11 @@ namespace {
 
 using Vector = std::array<double, 3>;
 
-// Calls f(set, nodes of the cell, number of the cell) for each cell of a part.
+// Calls f(set, nodes of the cell, number of the cell) for each cell of the sets.
 template <class F>
-void each_cell(const isofield::Part &part, F f) {
+void each_cell(std::span<const isofield::CellSet> sets, F f) {
     std::size_t cell = 0;
-    for (const isofield::CellSet &set : part.sets()) {
+    for (const isofield::CellSet &set : sets) {
         const auto width = static_cast<std::size_t>(isohost_cell_type_nodes(set.type.c_str()));
         for (std::size_t first = 0; first < set.connect.size(); first += width) {
             f(set, set.connect.subspan(first, width), cell++);
@@ -64,7 +64,7 @@ bool flat(std::span<const float> points, std::span<const int> nodes) {
 // The rows that the wanted cells have, in their order.
 std::vector<int> used_rows(const isofield::Part &part, const std::vector<char> &wanted) {
     std::vector<char> used(part.npoints(), 0);
-    each_cell(part, [&](const isofield::CellSet &, std::span<const int> nodes, std::size_t cell) {
+    each_cell(part.sets(), [&](const isofield::CellSet &, std::span<const int> nodes, std::size_t cell) {
         if (!wanted[cell]) return;
         for (const int node : nodes) used[static_cast<std::size_t>(node)] = 1;
     });
@@ -125,38 +125,30 @@ void mirror(std::vector<int> &nodes) {
     if (nodes.size() == 8) std::swap_ranges(nodes.begin(), nodes.begin() + 4, nodes.begin() + 4);
 }
 
-void append_cells(OutputPart &out, const Dataset &dataset, const isofield::Part &part,
-                  const std::vector<char> &wanted, std::span<const int> rows) {
-    std::vector<int> new_row(part.npoints());
-    auto next = static_cast<int>(out.npoints() - rows.size());
-    for (const int row : rows) new_row[static_cast<std::size_t>(row)] = next++;
+// wanted(number of the cell) tells those to append, row_of(node) the row of their nodes.
+template <class Wanted, class RowOf>
+void append_cells(OutputPart &out, const Dataset &dataset, std::span<const isofield::CellSet> sets,
+                  Wanted wanted, RowOf row_of) {
     const bool turned = dataset.left_handed && dataset.grid() && dataset.grid_ndim() == 3;
     std::vector<int> nodes;
     const FileCell *kind = nullptr;
     const isofield::CellSet *last = nullptr;
-    each_cell(part, [&](const isofield::CellSet &set, std::span<const int> given, std::size_t cell) {
-        if (!wanted[cell]) return;
+    each_cell(sets, [&](const isofield::CellSet &set, std::span<const int> given, std::size_t cell) {
+        if (!wanted(cell)) return;
         if (last != &set) kind = &file_cell(set.type);
         last = &set;
         nodes.assign(given.begin(), given.end());
         if (turned) mirror(nodes);
-        for (const int place : kind->nodes) {
-            const int row = nodes[static_cast<std::size_t>(place)];
-            out.nodes.push_back(new_row[static_cast<std::size_t>(row)]);
-        }
+        for (const int place : kind->nodes)
+            out.nodes.push_back(row_of(nodes[static_cast<std::size_t>(place)]));
         out.offsets.push_back(static_cast<int>(out.nodes.size()));
         out.types.push_back(static_cast<unsigned char>(kind->type));
     });
 }
 
-// The file's numbers of the wanted cells, and their rows of the cell arrays.
-void append_cell_arrays(OutputPart &out, const Field &field, const isofield::Part &part,
-                        const std::vector<char> &wanted) {
-    const std::vector<int> all = file_cells(field.dataset, part.cells());
-    std::vector<int> ids;
-    for (std::size_t cell = 0; cell < all.size(); ++cell) {
-        if (wanted[cell]) ids.push_back(all[cell]);
-    }
+// The file's numbers of cells of the field, and their rows of the cell arrays.
+void append_cell_arrays(OutputPart &out, const Field &field, std::span<const int> cells) {
+    const std::vector<int> ids = file_cells(field.dataset, cells, field.lines);
     for (std::size_t i = 0; i < field.attached_cells.size(); ++i) {
         const ArrayData &data = field.attached_cells[i].data;
         const auto *values = static_cast<const std::byte *>(data.values.get());
@@ -190,7 +182,7 @@ OutputPart start_part(const Field &field, const std::vector<std::string> &reserv
 std::vector<char> solid_cells(const isofield::Part &part) {
     std::vector<char> solid(part.ncells(), 1);
     const auto kept = static_cast<int>(part.kept_nodes().size());
-    each_cell(part, [&](const isofield::CellSet &set, std::span<const int> nodes, std::size_t cell) {
+    each_cell(part.sets(), [&](const isofield::CellSet &set, std::span<const int> nodes, std::size_t cell) {
         if (set.type != "tet_1" && set.type != "tri_1") return;
         const bool piece = std::any_of(nodes.begin(), nodes.end(), [kept](int node) { return node >= kept; });
         if (piece && flat(part.points(), nodes)) solid[cell] = 0;
@@ -206,10 +198,32 @@ void append_part(OutputPart &out, const Field &field, const isofield::Part &part
         throw OperationError("the result has more cells than can be numbered; keep less of the field");
     }
     if (!rows.empty()) append_nodes(out, field, part, rows, scalar);
-    append_cells(out, field.dataset, part, wanted, rows);
-    append_cell_arrays(out, field, part, wanted);
+    std::vector<int> new_row(part.npoints());
+    auto next = static_cast<int>(out.npoints() - rows.size());
+    for (const int row : rows) new_row[static_cast<std::size_t>(row)] = next++;
+    append_cells(
+        out, field.dataset, part.sets(), [&](std::size_t cell) { return wanted[cell] != 0; },
+        [&](int row) { return new_row[static_cast<std::size_t>(row)]; });
+    std::vector<int> cells;
+    for (std::size_t cell = 0; cell < wanted.size(); ++cell) {
+        if (wanted[cell]) cells.push_back(part.cells()[cell]);
+    }
+    append_cell_arrays(out, field, cells);
     append_lines(out, part, part.lines_lo());
     append_lines(out, part, part.lines_hi());
+}
+
+void take_submesh(OutputPart &out, const Field &field, const isofield::Submesh &mesh) {
+    out.points.assign(mesh.points().begin(), mesh.points().end());
+    out.nkept = mesh.nnodes();
+    for (std::size_t i = 0; i < field.attached.size(); ++i) {
+        const ArrayData &data = field.attached[i].data;
+        out.arrays[i].values.resize(mesh.nnodes() * row_bytes(data));
+        mesh.carry(data.view(), out.arrays[i].values.data());
+    }
+    append_cells(
+        out, field.dataset, mesh.sets(), [](std::size_t) { return true; }, [](int row) { return row; });
+    append_cell_arrays(out, field, mesh.cells());
 }
 
 std::string counts_of(const OutputPart &part) {

@@ -176,7 +176,9 @@ PartColors colors_of(const OutputPart &part) {
     if (!on_nodes && part.cell_arrays.size() < 2) return {};  // cell_id alone
     const OutputArray &array = on_nodes ? part.arrays.front() : part.cell_arrays.front();
     const auto values = color_values(array);
-    return {values, color_table(values), color_title(array), {}, on_nodes};
+    const ColorRange range = telling_range(values);
+    const bool cropped = range != whole_range(values);
+    return {values, color_table(range), color_title(array) + (cropped ? "\n1 to 99 %" : ""), {}, on_nodes};
 }
 
 // Edges where the part was cut open stay sharp.
@@ -300,11 +302,23 @@ vtkSmartPointer<vtkDoubleArray> spaced_out(const std::vector<double> &labels) {
     return spaced;
 }
 
+// A title in lines, as small as it takes for the longest to fit above the colour bar.
+void set_bar_title(vtkScalarBarActor *bar, std::string title, const PictureStyle &style) {
+    constexpr double kRoom = 0.15;         // of the width of the picture
+    constexpr double kLetterWidth = 0.57;  // over the font's size, on average
+    if (const std::size_t part = title.find(" ("); part != std::string::npos) title[part] = '\n';
+    std::size_t longest = 1, length = 0;
+    for (const char c : title) longest = std::max(longest, c == '\n' ? length = 0 : ++length);
+    const int fitting = static_cast<int>(kRoom * style.width / (kLetterWidth * static_cast<double>(longest)));
+    bar->SetTitle(title.c_str());
+    set_text(bar->GetTitleTextProperty(), std::min(font_size(style), fitting));
+}
+
 void add_color_bar(vtkRenderer *renderer, vtkScalarsToColors *table, const std::string &title,
                    const std::vector<double> &labels, const PictureStyle &style) {
     vtkNew<vtkScalarBarActor> bar;
     bar->SetLookupTable(table);
-    bar->SetTitle(title.c_str());
+    set_bar_title(bar, title, style);
     bar->SetNumberOfLabels(5);
     if (!labels.empty()) {
         bar->UseCustomLabelsOn();
@@ -316,7 +330,6 @@ void add_color_bar(vtkRenderer *renderer, vtkScalarsToColors *table, const std::
     bar->SetPosition(0.88, 0.2);
     bar->SetWidth(0.09);
     bar->SetHeight(0.6);
-    set_text(bar->GetTitleTextProperty(), font_size(style));
     set_text(bar->GetLabelTextProperty(), font_size(style));
     renderer->AddActor2D(bar);
 }
@@ -441,6 +454,10 @@ std::string view_names() {
     return names;
 }
 
+std::array<double, 3> towards_viewer(const PictureStyle &style, const std::array<double, 6> &bounds) {
+    return direction_of(view_of(style, bounds));
+}
+
 void check_picture_name(const std::string &path) {
     if (extension_of(path) != ".png")
         throw UsageError("cannot draw '" + path + "': name a file that ends in .png");
@@ -456,7 +473,7 @@ void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bou
     if (!surface.arrays.empty() && !surface.points.empty()) {
         const OutputArray &colored = surface.arrays.front();
         colors = color_values(colored);
-        table = color_table(colors);
+        table = color_table(whole_range(colors));
         title = color_title(colored);
     }
     if (!surface.triangles.empty()) scene.add(surface_actor(surface, colors, table));
@@ -486,7 +503,7 @@ void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &tit
     vtkSmartPointer<vtkScalarsToColors> table;
     if (lines.nlines() > 0) {
         const auto levels = color_values(lines.cell_arrays.front());
-        table = color_table(levels);
+        table = color_table(whole_range(levels));
         const auto data = bare_part(lines, true, nullptr);
         data->GetCellData()->SetScalars(levels);
         scene.add(lines_actor(data, table, style));

@@ -34,6 +34,9 @@ struct PictureStyle {
     std::optional<View> view;  // none: on a flat field straight, on others the iso view
 };
 
+// The direction in which the viewer of a field stands.
+std::array<double, 3> towards_viewer(const PictureStyle &style, const std::array<double, 6> &bounds);
+
 // Throws UsageError unless `path` ends in .png.
 void check_picture_name(const std::string &path);
 

@@ -77,7 +77,7 @@ void write_ply(vtkPolyData *data, const OutputSurface &surface, OutputFile &file
         data->GetPointData()->Initialize();
         data->GetPointData()->AddArray(values);
         writer->SetArrayName(values->GetName());
-        writer->SetLookupTable(color_table(values));
+        writer->SetLookupTable(color_table(whole_range(values)));
         point_bytes += 3;
     }
     run_writer(writer.Get(), data, file, console);

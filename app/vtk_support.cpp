@@ -18,6 +18,7 @@
 #include <vtkSignedCharArray.h>
 #include <vtkTypeInt32Array.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <iostream>
@@ -87,11 +88,9 @@ void view_memory(vtkDataArray *array, const void *data, std::size_t values) {
 }
 
 vtkSmartPointer<vtkDataArray> view_array(const OutputArray &array) {
-    vtkSmartPointer<vtkDataArray> view = new_vtk_array(array.type);
-    view->SetName(array.name.c_str());
-    view->SetNumberOfComponents(array.components);
-    view_memory(view, array.values.data(), array.values.size() / isofield::size_of(array.type));
-    return view;
+    const std::size_t row = static_cast<std::size_t>(array.components) * isofield::size_of(array.type);
+    const std::shared_ptr<const void> values(std::shared_ptr<void>(), array.values.data());
+    return app::view_array(array.name, {array.type, array.components, array.values.size() / row, values});
 }
 
 vtkSmartPointer<vtkPoints> view_points(std::span<const float> values) {
@@ -156,6 +155,14 @@ std::string VtkMessages::error() const {
 
 std::string VtkMessages::printed() const {
     return printed_.str();
+}
+
+vtkSmartPointer<vtkDataArray> view_array(const std::string &name, const ArrayData &data) {
+    vtkSmartPointer<vtkDataArray> view = new_vtk_array(data.type);
+    view->SetName(name.c_str());
+    view->SetNumberOfComponents(data.components);
+    view_memory(view, data.values.get(), data.rows * static_cast<std::size_t>(data.components));
+    return view;
 }
 
 void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console) {
@@ -243,7 +250,32 @@ Color color_at(double place) {
 
 }  // namespace
 
-vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values) {
+ColorRange whole_range(vtkDataArray *values) {
+    ColorRange range;
+    values->GetFiniteRange(range.data(), 0);
+    return range;
+}
+
+ColorRange telling_range(vtkDataArray *values) {
+    constexpr double kFew = 0.5;
+    const ColorRange whole = whole_range(values);
+    std::vector<double> sorted;
+    for (vtkIdType row = 0; row < values->GetNumberOfTuples(); ++row) {
+        const double value = values->GetComponent(row, 0);
+        if (std::isfinite(value)) sorted.push_back(value);
+    }
+    if (sorted.empty()) return whole;
+    const auto at = [&](std::size_t percent) {
+        const auto place = sorted.begin() + static_cast<std::ptrdiff_t>((sorted.size() - 1) * percent / 100);
+        std::nth_element(sorted.begin(), place, sorted.end());
+        return *place;
+    };
+    const ColorRange inner = {at(1), at(99)};
+    const bool few = inner[1] - inner[0] < kFew * (whole[1] - whole[0]);
+    return few && inner[0] < inner[1] ? inner : whole;
+}
+
+vtkSmartPointer<vtkScalarsToColors> color_table(const ColorRange &given) {
     constexpr int kEntries = 256;
     auto table = vtkSmartPointer<vtkLookupTable>::New();
     table->SetNumberOfTableValues(kEntries);
@@ -252,15 +284,14 @@ vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values) {
         table->SetTableValue(entry, color[0], color[1], color[2]);
     }
     table->SetNanColor(0.6, 0.6, 0.6, 1);
-    double range[2];
-    values->GetFiniteRange(range, 0);
+    ColorRange range = given;
     if (!(range[0] <= range[1])) range[0] = range[1] = 0;
     if (range[0] == range[1]) {  // one colour, in the middle of the table
         const double margin = range[0] == 0 ? 1 : 0.01 * std::abs(range[0]);
         range[0] -= margin;
         range[1] += margin;
     }
-    table->SetTableRange(range);
+    table->SetTableRange(range.data());
     return table;
 }
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "console.hpp"
+#include "dataset.hpp"
 #include "part_output.hpp"
 #include "surface_io.hpp"
 
@@ -48,6 +49,8 @@ class VtkMessages {
 // Shows the progress of `algorithm` as `stage`, as long as both live.
 void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console);
 
+// An array that views the data.
+vtkSmartPointer<vtkDataArray> view_array(const std::string &name, const ArrayData &data);
 // VTK's data, which views the arrays and does not copy them.
 vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface);
 vtkSmartPointer<vtkUnstructuredGrid> to_unstructured(const OutputPart &part);
@@ -55,8 +58,13 @@ vtkSmartPointer<vtkUnstructuredGrid> to_unstructured(const OutputPart &part);
 // One value per row for colouring: the array's own, or the length of its vectors; NaN where it is null.
 vtkSmartPointer<vtkDataArray> color_values(const OutputArray &array);
 std::string color_title(const OutputArray &array);
-// The colours that `values` are drawn in, over their range.
-vtkSmartPointer<vtkScalarsToColors> color_table(vtkDataArray *values);
+using ColorRange = std::array<double, 2>;
+// That of the finite values; and the same, or without the lowest and the highest percent where those would
+// leave the others less than half of the colours.
+ColorRange whole_range(vtkDataArray *values);
+ColorRange telling_range(vtkDataArray *values);
+// The colours that values are drawn in, over a range.
+vtkSmartPointer<vtkScalarsToColors> color_table(const ColorRange &range);
 
 using Color = std::array<double, 3>;
 // That of one of so many bands, and of all between their levels.

@@ -1,77 +1,7 @@
 // The tool end to end on parts of fields: cuts and bands.
-#include <vtkCellData.h>
-#include <vtkCellSizeFilter.h>
-#include <vtkNew.h>
-#include <vtkPointData.h>
-#include <vtkUnstructuredGrid.h>
-#include <vtkXMLUnstructuredGridReader.h>
-
-#include <limits>
-#include <numeric>
-
 #include "tool_support.hpp"
 
 namespace {
-
-struct Part {
-    std::vector<Vertex> points;
-    std::vector<double> sizes;  // per cell, the area of flat ones
-    vtkSmartPointer<vtkDataSet> data;
-
-    double size() const { return std::accumulate(sizes.begin(), sizes.end(), 0.0); }
-    double least() const {
-        return sizes.empty() ? std::numeric_limits<double>::infinity()
-                             : *std::min_element(sizes.begin(), sizes.end());
-    }
-    std::vector<double> of_nodes(const char *name) const { return values(data->GetPointData(), name); }
-    std::vector<double> of_cells(const char *name) const { return values(data->GetCellData(), name); }
-
-  private:
-    static std::vector<double> values(vtkDataSetAttributes *attributes, const char *name) {
-        std::vector<double> list;
-        vtkDataArray *array = attributes->GetArray(name);
-        for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i)
-            list.push_back(array->GetComponent(i, 0));
-        return list;
-    }
-};
-
-class ToolOnParts : public Tool {
-  protected:
-    // What a run writes.
-    static Part part(Arguments arguments, Outcome *told = nullptr) {
-        arguments.insert(arguments.end(), {"-o", "out.vtu"});
-        const Outcome outcome = run(arguments, without_display);
-        EXPECT_EQ(outcome.code, 0) << outcome.err;
-        if (told) *told = outcome;
-        vtkNew<vtkXMLUnstructuredGridReader> reader;
-        reader->SetFileName("out.vtu");
-        vtkNew<vtkCellSizeFilter> sizes;
-        sizes->SetInputConnection(reader->GetOutputPort());
-        sizes->Update();
-        Part made;
-        made.data = vtkDataSet::SafeDownCast(sizes->GetOutput());
-        const std::vector<double> areas = made.of_cells("Area");
-        made.sizes = made.of_cells("Volume");
-        for (std::size_t i = 0; i < made.sizes.size(); ++i) made.sizes[i] += areas[i];
-        for (vtkIdType i = 0; i < made.data->GetNumberOfPoints(); ++i) {
-            Vertex &point = made.points.emplace_back();
-            made.data->GetPoint(i, point.data());
-        }
-        return made;
-    }
-};
-
-// The cells are sound: sizes are positive, and the node arrays x, y and z tell where the nodes are.
-void expect_sound(const Part &part) {
-    EXPECT_GT(part.least(), 0);
-    for (std::size_t d = 0; d < 3; ++d) {
-        const char name[] = {"xyz"[d], 0};
-        const std::vector<double> values = part.of_nodes(name);
-        ASSERT_EQ(values.size(), part.points.size());
-        for (std::size_t i = 0; i < values.size(); ++i) EXPECT_NEAR(values[i], part.points[i][d], 1e-6);
-    }
-}
 
 TEST_F(ToolOnParts, EveryTypeOfCellIsCutIntoSoundCellsOfTheSameSize) {
     const std::vector<Vertex> tet = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
@@ -119,26 +49,6 @@ TEST_F(ToolOnParts, EveryTypeOfCellIsCutIntoSoundCellsOfTheSameSize) {
         const std::vector<double> numbers = bands.of_cells("band"), lo = bands.of_cells("band_lo");
         for (std::size_t i = 0; i < numbers.size(); ++i) EXPECT_NEAR(lo[i], 0.3 * numbers[i], 1e-12);
     }
-}
-
-// 3 x 3 x 3 nodes, 1 apart, numbered along x and, unless `mirrored`, along y and z.
-std::string cube_of_nodes(bool mirrored) {
-    std::string axes[3], places, ids;
-    for (int node = 0; node < 27; ++node) {
-        const int at[3] = {node % 3, mirrored ? 2 - node / 3 % 3 : node / 3 % 3, node / 9};
-        for (std::size_t d = 0; d < 3; ++d) {
-            axes[d] += std::to_string(at[d]) + " ";
-            places += std::to_string(at[d]) + " ";
-        }
-    }
-    const std::string arrays = data_array("Float32", "x", axes[0]) + data_array("Float64", "y", axes[1]) +
-                               data_array("Float32", "z", axes[2]);
-    std::string text = mirrored
-                           ? vtk_xml("StructuredGrid", "",
-                                     "<Points>" + data_array("Float32", "p", places, 3) + "</Points>", arrays)
-                           : vtk_xml("ImageData", "Origin=\"0 0 0\" Spacing=\"1 1 1\"", "", arrays);
-    text.insert(text.find("</CellData>"), data_array("Int32", "c", "0 1 2 3 4 5 6 7"));
-    return text;
 }
 
 TEST_F(ToolOnParts, GridsAreCutByLevelsAndBodiesWhicheverWayTheyTurn) {

@@ -9,14 +9,25 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vtkCellData.h>
+#include <vtkCellSizeFilter.h>
+#include <vtkDataArray.h>
+#include <vtkDataSet.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkUnstructuredGrid.h>
+#include <vtkXMLUnstructuredGridReader.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <limits>
+#include <numeric>
 #include <set>
 #include <sstream>
 #include <string>
@@ -117,6 +128,31 @@ inline std::string vtk_xml(const std::string &kind, const std::string &attribute
 inline std::string flat_image() {
     return vtk_xml("ImageData", "Origin=\"0 5 0\"", "", data_array("Int32", "f", "0 0 0 0 10 0 0 0 0"),
                    "0 2 0 0 0 2");
+}
+
+// 3 x 3 x 3 bytes, the middle one 10, whose first axis steps by x_step from x_origin by the sform matrix.
+inline std::string nifti(float x_step, float x_origin, float slope = 1) {
+    std::string file(352, '\0');
+    const auto put = [&file](std::size_t place, auto value) {
+        std::memcpy(&file[place], &value, sizeof value);
+    };
+    put(0, 348);
+    for (const std::size_t axis : {0, 1, 2, 3}) put(40 + 2 * axis, static_cast<short>(3));
+    for (const std::size_t axis : {4, 5, 6, 7}) put(40 + 2 * axis, static_cast<short>(1));
+    put(70, static_cast<short>(2));  // unsigned bytes
+    put(72, static_cast<short>(8));
+    for (const std::size_t axis : {0, 1, 2, 3}) put(76 + 4 * axis, 1.0f);
+    put(108, 352.0f);
+    put(112, slope);
+    put(254, static_cast<short>(1));  // sform
+    put(280, x_step);
+    put(292, x_origin);
+    put(300, 1.0f);
+    put(320, 1.0f);
+    std::memcpy(&file[344], "n+1", 4);
+    file.resize(352 + 27, '\0');
+    file[352 + 13] = 10;
+    return file;
 }
 
 struct Cell {
@@ -265,5 +301,87 @@ class Tool : public ::testing::Test {
   private:
     fs::path home_, place_;
 };
+
+// ---- Parts of fields ----
+
+struct Part {
+    std::vector<Vertex> points;
+    std::vector<double> sizes;  // per cell, the area of flat ones
+    vtkSmartPointer<vtkDataSet> data;
+
+    double size() const { return std::accumulate(sizes.begin(), sizes.end(), 0.0); }
+    double least() const {
+        return sizes.empty() ? std::numeric_limits<double>::infinity()
+                             : *std::min_element(sizes.begin(), sizes.end());
+    }
+    std::vector<double> of_nodes(const char *name) const { return values(data->GetPointData(), name); }
+    std::vector<double> of_cells(const char *name) const { return values(data->GetCellData(), name); }
+
+  private:
+    static std::vector<double> values(vtkDataSetAttributes *attributes, const char *name) {
+        std::vector<double> list;
+        vtkDataArray *array = attributes->GetArray(name);
+        for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i)
+            list.push_back(array->GetComponent(i, 0));
+        return list;
+    }
+};
+
+class ToolOnParts : public Tool {
+  protected:
+    // What a run writes.
+    static Part part(Arguments arguments, Outcome *told = nullptr) {
+        arguments.insert(arguments.end(), {"-o", "out.vtu"});
+        const Outcome outcome = run(arguments, without_display);
+        EXPECT_EQ(outcome.code, 0) << outcome.err;
+        if (told) *told = outcome;
+        vtkNew<vtkXMLUnstructuredGridReader> reader;
+        reader->SetFileName("out.vtu");
+        vtkNew<vtkCellSizeFilter> sizes;
+        sizes->SetInputConnection(reader->GetOutputPort());
+        sizes->Update();
+        Part made;
+        made.data = vtkDataSet::SafeDownCast(sizes->GetOutput());
+        const std::vector<double> areas = made.of_cells("Area");
+        made.sizes = made.of_cells("Volume");
+        for (std::size_t i = 0; i < made.sizes.size(); ++i) made.sizes[i] += areas[i];
+        for (vtkIdType i = 0; i < made.data->GetNumberOfPoints(); ++i) {
+            Vertex &point = made.points.emplace_back();
+            made.data->GetPoint(i, point.data());
+        }
+        return made;
+    }
+};
+
+// The cells are sound: sizes are positive, and the node arrays x, y and z tell where the nodes are.
+inline void expect_sound(const Part &part) {
+    EXPECT_GT(part.least(), 0);
+    for (std::size_t d = 0; d < 3; ++d) {
+        const char name[] = {"xyz"[d], 0};
+        const std::vector<double> values = part.of_nodes(name);
+        ASSERT_EQ(values.size(), part.points.size());
+        for (std::size_t i = 0; i < values.size(); ++i) EXPECT_NEAR(values[i], part.points[i][d], 1e-6);
+    }
+}
+
+// 3 x 3 x 3 nodes, 1 apart, numbered along x and, unless `mirrored`, along y and z.
+inline std::string cube_of_nodes(bool mirrored) {
+    std::string axes[3], places, ids;
+    for (int node = 0; node < 27; ++node) {
+        const int at[3] = {node % 3, mirrored ? 2 - node / 3 % 3 : node / 3 % 3, node / 9};
+        for (std::size_t d = 0; d < 3; ++d) {
+            axes[d] += std::to_string(at[d]) + " ";
+            places += std::to_string(at[d]) + " ";
+        }
+    }
+    const std::string arrays = data_array("Float32", "x", axes[0]) + data_array("Float64", "y", axes[1]) +
+                               data_array("Float32", "z", axes[2]);
+    std::string text = mirrored
+                           ? vtk_xml("StructuredGrid", "",
+                                     "<Points>" + data_array("Float32", "p", places, 3) + "</Points>", arrays)
+                           : vtk_xml("ImageData", "Origin=\"0 0 0\" Spacing=\"1 1 1\"", "", arrays);
+    text.insert(text.find("</CellData>"), data_array("Int32", "c", "0 1 2 3 4 5 6 7"));
+    return text;
+}
 
 #endif

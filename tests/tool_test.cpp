@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <random>
 #include <thread>
@@ -69,31 +68,6 @@ std::string meta_image() {
     return "ObjectType = Image\nNDims = 3\nDimSize = 3 3 3\nElementType = MET_UCHAR\nElementDataFile = "
            "LOCAL\n" +
            voxels;
-}
-
-// Bytes, whose first axis steps by x_step from x_origin by the sform matrix.
-std::string nifti(float x_step, float x_origin, float slope = 1) {
-    std::string file(352, '\0');
-    const auto put = [&file](std::size_t place, auto value) {
-        std::memcpy(&file[place], &value, sizeof value);
-    };
-    put(0, 348);
-    for (const std::size_t axis : {0, 1, 2, 3}) put(40 + 2 * axis, static_cast<short>(3));
-    for (const std::size_t axis : {4, 5, 6, 7}) put(40 + 2 * axis, static_cast<short>(1));
-    put(70, static_cast<short>(2));  // unsigned bytes
-    put(72, static_cast<short>(8));
-    for (const std::size_t axis : {0, 1, 2, 3}) put(76 + 4 * axis, 1.0f);
-    put(108, 352.0f);
-    put(112, slope);
-    put(254, static_cast<short>(1));  // sform
-    put(280, x_step);
-    put(292, x_origin);
-    put(300, 1.0f);
-    put(320, 1.0f);
-    std::memcpy(&file[344], "n+1", 4);
-    file.resize(352 + 27, '\0');
-    file[352 + 13] = 10;
-    return file;
 }
 
 // Two scalars (the second is x), a vector and a cell array.

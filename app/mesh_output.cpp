@@ -1,0 +1,34 @@
+#include "mesh_output.hpp"
+
+#include <vtkPointData.h>
+
+#include "errors.hpp"
+#include "writer_support.hpp"
+
+namespace app {
+
+void check_mesh_name(const std::string &output, const Dataset &dataset, vtkDataSet *original) {
+    const std::string kind = xml_extension(original);
+    if (extension_of(output) == kind) return;
+    throw UsageError("cannot write '" + output + "': '" + dataset.path + "' is kept as " + kind +
+                     "; name a file that ends in it");
+}
+
+std::vector<std::string> node_array_names(const Dataset &dataset) {
+    std::vector<std::string> names;
+    for (const DataArray &array : dataset.arrays) {
+        if (array.association == Association::kNode) names.push_back(array.name);
+    }
+    return names;
+}
+
+void write_mesh(vtkDataSet *original, const std::vector<vtkSmartPointer<vtkDataArray>> &made,
+                OutputFile &file, Console &console) {
+    console.progress("writing", 0);
+    for (const auto &array : made) original->GetPointData()->AddArray(array);
+    write_xml(original, file, console);
+    file.commit();
+    console.clear_bar();
+}
+
+}  // namespace app
