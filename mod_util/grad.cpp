@@ -146,6 +146,7 @@ template <class T, int kComponents, int kSpace>
 bool gather_rows(const Operands &with, const int *nodes, int nnodes, NodeRows &rows) {
     const T *data = static_cast<const T *>(with.data);
     const float *coords = with.mesh->coords;
+    const int last_node = with.mesh->nnodes - 1;  // behind which no fourth coordinate can be read
     if (with.null_flag &&
         any_null(nodes, nnodes, data, kComponents, *static_cast<const T *>(with.null_value))) {
         return false;
@@ -157,7 +158,9 @@ bool gather_rows(const Operands &with, const int *nodes, int nnodes, NodeRows &r
         const auto component = [value](int c) {
             return c < kComponents ? static_cast<float>(value[c]) : 0.0f;
         };
-        rows.place[k] = Lanes{xyz[0], kSpace > 1 ? xyz[1] : 0, kSpace > 2 ? xyz[2] : 0, 0};
+        rows.place[k] = kSpace == 3 && nodes[k] < last_node
+                            ? clear_fourth(load_lanes(xyz))
+                            : Lanes{xyz[0], kSpace > 1 ? xyz[1] : 0, kSpace > 2 ? xyz[2] : 0, 0};
         rows.value[k] = Lanes{component(0), component(1), component(2), 0};
     }
     return true;

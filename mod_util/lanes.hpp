@@ -22,6 +22,16 @@ inline void store_lanes(Lanes lanes, float *to) {
     std::memcpy(to, &lanes, sizeof lanes);
 }
 
+inline Lanes clear_fourth(Lanes a) {
+    using Words = int __attribute__((vector_size(16)));
+    constexpr Words kMask = {-1, -1, -1, 0};
+    Words words;
+    std::memcpy(&words, &a, sizeof words);
+    words &= kMask;
+    std::memcpy(&a, &words, sizeof a);
+    return a;
+}
+
 // Four rows of three between memory and a component's lanes each.
 struct FourRows {
     Lanes x, y, z;
@@ -43,14 +53,9 @@ inline void store_rows(const FourRows &rows, float *to) {
     store_lanes(__builtin_shufflevector(zx, yz, 1, 3, 5, 7), to + 8);
 }
 
-// Whether two have the same bits: 0 is not -0, NaN is itself.
-inline bool same_bits(Lanes a, Lanes b) {
-    using Words = unsigned long long __attribute__((vector_size(16)));
-    Words x, y;
-    std::memcpy(&x, &a, sizeof x);
-    std::memcpy(&y, &b, sizeof y);
-    const Words difference = x ^ y;
-    return (difference[0] | difference[1]) == 0;
+// Whether two, in memory, have the same bits: 0 is not -0, NaN is itself.
+inline bool same_bits(const Lanes &a, const Lanes &b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 // 1 / a, or a itself where that is 0.
@@ -61,7 +66,11 @@ inline Lanes reciprocal_or_zero(Lanes a) {
 
 // Whether no lane is infinite or NaN.
 inline bool all_finite(Lanes a) {
-    return same_bits(a - a, Lanes{});
+    using Words = unsigned long long __attribute__((vector_size(16)));
+    const Lanes zero_or_nan = a - a;
+    Words words;
+    std::memcpy(&words, &zero_or_nan, sizeof words);
+    return (words[0] | words[1]) == 0;
 }
 
 }  // namespace isofield::detail

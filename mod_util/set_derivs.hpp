@@ -224,16 +224,14 @@ class SetDerivs {
     }
 
     // Makes last_ the inverse of the Jacobian with these rows; in regular cells it is so already.
-    void invert(Lanes a, Lanes b, Lanes c) {
+    void invert(const Lanes &a, const Lanes &b, const Lanes &c) {
         if (same_bits(a, jacobian_[0]) && same_bits(b, jacobian_[1]) && same_bits(c, jacobian_[2])) return;
         jacobian_ = {a, b, c};
         Inverse &inverse = inverses_[++last_];
-        float matrix[9];
-        for (int d = 0; d < 3; ++d) {
-            matrix[d] = a[d];
-            matrix[3 + d] = b[d];
-            matrix[6 + d] = c[d];
-        }
+        float matrix[12];  // the fourth lane of a row is overwritten by the next
+        store_lanes(a, matrix);
+        store_lanes(b, matrix + 3);
+        store_lanes(c, matrix + 6);
         inverse.determinant = MATmat3_inverse(matrix, matrix);
         for (int d = 0; d < 3; ++d) inverse.columns[d] = Lanes{matrix[d], matrix[3 + d], matrix[6 + d], 0};
         if (inverse.determinant == 0) std::fill_n(inverse.columns, 3, Lanes{});
