@@ -74,8 +74,8 @@ float MATmat2_inverse(const float *m, float *out) {
     return result;
 }
 
-// The adjugate of the matrix (a b c, d e f, g h i) over its determinant. Pairs hold its rows 1 and 0, column by
-// column.
+// The adjugate of the matrix (a b c, d e f, g h i) over its determinant. Pairs hold its rows 1 and 0, column
+// by column.
 float MATmat3_inverse(const float *m, float *out) {
     using namespace isofield::host;
     const Pair ab = load_pair(m), de = load_pair(m + 3), gh = load_pair(m + 6);
