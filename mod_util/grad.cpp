@@ -187,53 +187,69 @@ void add_cell(const NodeRows &gathered, const SetDerivs<kDim, kComponents> &deri
     });
 }
 
-// The cells of a set from `first` up to, not including, `end`.
-template <class Operator, int kDim, int kComponents>
-int add_cells(const Operands &with, int set, int set_first, const int *connect, int first, int end,
-              SetDerivs<kDim, kComponents> *derivs, float *rows, const Sums &sums) {
+// Some cells of one set.
+struct CellRange {
+    int set, first_id;  // global id of the first
+    int count;
+    const int *nodes;  // of the first, the others following
+};
+
+// Those that go by the kernels for one cell: all, or where a set is known, as long as there are no
+// coordinates; their first fetch is the kernels' own, and so is what they tell when it fails. Result their
+// number, or negative when one is refused.
+template <class Operator>
+int add_by_kernels(const Operands &with, const CellRange &cells, bool known, float *rows, const Sums &sums) {
     MeshInfo *mesh = with.mesh;
-    const int nnodes = mesh->cell_nnodes[set];
-    const int *nodes = connect + static_cast<std::ptrdiff_t>(first) * nnodes;
-    int cell = first;
-    // The first fetch of the coordinates is the kernels' own, and so is what they tell when it fails.
-    for (; cell < end && (!derivs || !mesh->coords); ++cell, nodes += nnodes) {
-        if (Operator::kCell(mesh, mesh->cell_ndim[set], set_first + cell, with.data, with.veclen, with.dtype,
-                            with.null_flag, with.null_value, nnodes, mesh->cell_node_uvw[set], rows) != 1) {
-            return 0;
+    const int nnodes = mesh->cell_nnodes[cells.set];
+    const int *nodes = cells.nodes;
+    int cell = 0;
+    for (; cell < cells.count && !(known && mesh->coords); ++cell, nodes += nnodes) {
+        if (Operator::kCell(mesh, mesh->cell_ndim[cells.set], cells.first_id + cell, with.data, with.veclen,
+                            with.dtype, with.null_flag, with.null_value, nnodes,
+                            mesh->cell_node_uvw[cells.set], rows) != 1) {
+            return -1;
         }
         for (int k = 0; k < nnodes; ++k) sums.add<Operator::kWidth>(nodes[k], rows + k * Operator::kWidth);
     }
-    if (cell == end) return 1;
+    return cell;
+}
+
+// Those from number `first` on, by SetDerivs.
+template <class Operator, int kDim, int kComponents>
+void add_in_batches(const Operands &with, const CellRange &cells, int first,
+                    SetDerivs<kDim, kComponents> &derivs, const Sums &sums) {
+    constexpr std::size_t kBatch = SetDerivs<kDim, kComponents>::kBatch;
+    constexpr float kZeros[Operator::kWidth] = {};
+    const int nspace = with.mesh->nspace;
     bool (*gather)(const Operands &, const int *, int, NodeRows &) = nullptr;
     visit(
         with.dtype,
         [&]<class T>(ElementTag<T>) {
-            gather = mesh->nspace == 3   ? gather_rows<T, kComponents, 3>
-                     : mesh->nspace == 2 ? gather_rows<T, kComponents, 2>
-                                         : gather_rows<T, kComponents, 1>;
+            gather = nspace == 3   ? gather_rows<T, kComponents, 3>
+                     : nspace == 2 ? gather_rows<T, kComponents, 2>
+                                   : gather_rows<T, kComponents, 1>;
             return 1;
         },
         [] { return 0; });
-    constexpr std::size_t kBatch = SetDerivs<kDim, kComponents>::kBatch;
-    constexpr float kZeros[Operator::kWidth] = {};
+    const int nnodes = with.mesh->cell_nnodes[cells.set];
+    const int *nodes = cells.nodes + static_cast<std::ptrdiff_t>(first) * nnodes;
     NodeRows gathered[kBatch] = {};
     bool has_values[kBatch];
-    while (cell < end) {
-        const std::size_t count = std::min(kBatch, static_cast<std::size_t>(end - cell));
+    for (int cell = first; cell < cells.count;) {
+        const std::size_t count = std::min(kBatch, static_cast<std::size_t>(cells.count - cell));
         for (std::size_t c = 0; c < count; ++c) {
             has_values[c] =
                 gather(with, nodes + static_cast<std::ptrdiff_t>(c) * nnodes, nnodes, gathered[c]);
         }
-        derivs->prepare(gathered, count);
+        derivs.prepare(gathered, count);
         for (std::size_t c = 0; c < count; ++c, ++cell, nodes += nnodes) {
             if (has_values[c]) {
-                add_cell<Operator>(gathered[c], *derivs, c, nodes, nnodes, sums);
+                add_cell<Operator>(gathered[c], derivs, c, nodes, nnodes, sums);
             } else {
                 for (int k = 0; k < nnodes; ++k) sums.add<Operator::kWidth>(nodes[k], kZeros);
             }
         }
     }
-    return 1;
 }
 
 template <class Operator, int kDim>
@@ -250,10 +266,11 @@ int add_set(const Operands &with, int set, int set_first, const Sums &sums) {
     for (int first = 0, end; first < ncells; first = end) {
         end = next_poll(first, ncells);
         if (first > 0 && poll_status(percent_of(first, ncells))) return 0;
-        if (!add_cells<Operator>(with, set, set_first, connect, first, end, known ? &derivs : nullptr,
-                                 rows.get(), sums)) {
-            return 0;
-        }
+        const CellRange cells{set, set_first + first, end - first,
+                              connect + static_cast<std::ptrdiff_t>(first) * mesh->cell_nnodes[set]};
+        const int added = add_by_kernels<Operator>(with, cells, known, rows.get(), sums);
+        if (added < 0) return 0;
+        if (added < cells.count) add_in_batches<Operator>(with, cells, added, derivs, sums);
     }
     return 1;
 }
