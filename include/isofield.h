@@ -581,10 +581,10 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  * cell sets an unknown dtype gives zeros, and is told on standard error for each node of each cell.
  *
  * Cell sets: each cell evaluates its derivatives at its own nodes, and each node gets the plain mean of its
- * cells. A node without cells is NaN. Sets of lines add zeros to the means of their nodes. Structured grids:
- * the inverse of the metric, the derivatives of x, y, z along i, j, k by the same differences, takes
- * differences along the grid to derivatives in space. Where its determinant is 0 the result is 0. In 3
- * dimensions nspace is taken to be 3. */
+ * cells. A node without cells is NaN. Sets of lines add zeros to the means of their nodes.
+ * Structured grids: the inverse of the metric, the derivatives of x, y, z along i, j, k by the same
+ * differences, takes differences along the grid to derivatives in space. Where its determinant is 0 the
+ * result is 0. In 3 dimensions nspace is taken to be 3. */
 #define ISOFIELD_DECLARE(name)                                                                    \
     ISOFIELD_API int name(MeshInfo *mesh, const void *data, int veclen, int dtype, int null_flag, \
                           const void *null_value, float *out);
@@ -686,15 +686,15 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  *   rotate   3 x 3: the frame, its axes as columns (see UTILjacobian_2d_inv)
  *   xcoords  cell_nnodes x 3: the cell's nodes in the frame
  * Vectors on surfaces (veclen above 1) are not turned into the frame node by node: one row, the first nnodes
- * of the node values in memory order times the frame taken as nnodes x veclen, stands for node 0, and zeros
- * for the other nodes. (The frame is filled up with zeros.) Rectilinear grids: component c of a node's
- * coordinates is read at points[offset of axis c + index], the offsets being 0, dims[0] * nspace and (dims[0]
- * + dims[1]) * nspace, without regard to the rows' width: right for one column alone. Uniform grids: an axis
- * of one node has an infinite step; nothing checks for it. Result 1; 0 with `out` untouched when a node is
- * null, the determinant is exactly 0, data is null, veclen below 1, the cell has more than 85 nodes or, on
- * grids, reaches beyond the last node or has no shape_deriv_func; and when the mesh's arrays are not to be
- * had, which is reported, or the dtype is unknown or the mesh kind has no such method, which is told on
- * standard error. */
+ * of the node values in memory order times the frame taken as nnodes x veclen, filled up with zeros, stands
+ * for node 0, and zeros for the other nodes.
+ * Rectilinear grids: component c of a node's coordinates is read at points[offset of axis c + index], the
+ * offsets being 0, dims[0] * nspace and (dims[0] + dims[1]) * nspace, without regard to the rows' width:
+ * right for one column alone. Uniform grids: an axis of one node has no finite step; nothing checks for it.
+ * Result 1; 0 with `out` untouched when a node is null, the determinant is exactly 0, data is null, veclen
+ * below 1, the cell has more than 85 nodes or, on grids, reaches beyond the last node or has no
+ * shape_deriv_func; and when the mesh's arrays are not to be had, which is reported, or the dtype is unknown
+ * or the mesh kind has no such method, which is told on standard error. */
 #define ISOFIELD_DECLARE(kind)                                                                               \
     ISOFIELD_API int UTILderiv##kind##_3d(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype, \
                                           int null_flag, const void *null_value, const float *pcoord,        \
