@@ -314,8 +314,8 @@ class Differentiator {
     void check_vector(const GradientMesh &mesh, const std::string &operation) const {
         const int n = data_.components();
         if (n == 3 || (n == 2 && mesh.ndim() == 2)) return;
-        throw BadInput("data has " + std::to_string(n) + " components, but the " + operation + " needs " +
-                       (mesh.ndim() == 2 ? "2 or 3" : "3"));
+        throw BadInput("data has " + std::to_string(n) + (n == 1 ? " component" : " components") +
+                       ", but the " + operation + " needs " + (mesh.ndim() == 2 ? "2 or 3" : "3"));
     }
 
     // Operators of grids succeed when they are interrupted.
