@@ -1,7 +1,6 @@
 // Gradient, curl and divergence of node data on cell sets: every cell's derivatives at its own nodes,
 // averaged at the nodes of the mesh. The dispatchers serve every kind of mesh.
 #include <algorithm>
-#include <array>
 #include <cstddef>
 
 #include "output_array.hpp"

@@ -1,7 +1,6 @@
 // Gradient, curl and divergence of node data on grids, by differences between neighbouring nodes.
 #include <algorithm>
 #include <cstddef>
-#include <type_traits>
 
 #include "grid_differences.hpp"
 #include "mesh_access.hpp"

@@ -169,6 +169,7 @@ TEST(FrontDerivative, RefusesAndStops) {
     const isofield::DerivativeOptions stop = {.progress = [](int) { return false; }};
     EXPECT_THROW(cube.gradient({values, 3}, stop), isofield::Interrupted);
     EXPECT_THROW(cube.curl({values, 3}, stop), isofield::Interrupted);
+    EXPECT_THROW(cube.curl({values, 3}, {.progress = stop.progress, .native = true}), isofield::Interrupted);
     isohost_interrupt();
     EXPECT_THROW(cube.divergence({values, 3}), isofield::Interrupted);
     isohost_clear_interrupt();
