@@ -1186,6 +1186,152 @@ ISOFIELD_API int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const 
                                   EdgeTable *table, int **connect, int *size, int *capacity, int **cell_list);
 
 /* ====================================================================================================
+ * Tracing
+ * ====================================================================================================
+ * One connected sheet or line of a structured, uniform or rectilinear grid, grown from a point: a walk that
+ * goes from cell to cell through the faces or edges that it crosses, so that its cost follows what it
+ * touches and other sheets of the same level stay out. Cells are corner numbers here.
+ * The walk is that of B. Wyvill, C. McPheeters, G. Wyvill, "Data structure for soft objects", 1986. */
+
+/* The triangles of the sheet through a point, in a grid of three dimensions.
+ *   table                     as the mesh's find_cell_func takes it; null on uniform and rectilinear grids
+ *   data                      nnodes scalars of dtype
+ *   xyz                       the point: 3 floats
+ *   level                     out: the data at the point, interpolated in float, which is the level
+ *   nnew, min_node, max_node  the new nodes as edges, in the order in which the walk meets them
+ *   ntris                     triangles
+ *   connect, nconnect         ntris x 3 new nodes; ints used
+ * A cell's polygons are those of UTILisosurf. The walk leaves a cell through the faces that ISOtrace_hex
+ * tells, but takes the mask's bits along the second axis as steps along the third and the other way round.
+ * So where the surface leaves a cell through faces of one of these axes alone, the walk does not follow it
+ * there: the result is a part of the sheet, and it may be a small one. The whole sheet is the connected part
+ * of UTILisosurf's surface (isofield.hpp: Locator::sheet). Cells with a null node are left out, and so are cells
+ * of the grid's last layers. Neighbours are taken depth first. Where the level equals the data in all of the
+ * point's cell nothing is made, and the result is 1.
+ * Result 1; 0 when the point is in no cell, its cell has a null node, there is no memory (a failed growth of
+ * connect is told on standard error), the grid has not three dimensions, or the mesh has no find_cell_func or
+ * interp_data_func, which is told on standard error; -1 when interrupted. Another dtype than the six makes
+ * nothing and gives some nonzero number, without a report. */
+ISOFIELD_API int UTILiso_trace(MeshInfo *mesh, BlockTable *table, const void *data, int dtype, int null_flag,
+                               const void *null_value, const float *xyz, double *level, int *nnew,
+                               int **min_node, int **max_node, int *ntris, int **connect, int *nconnect);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                   \
+    ISOFIELD_API int UTILiso_trace_##suffix(                                                             \
+        MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, V null_value, const float *xyz, \
+        double *level, int *nnew, int **min_node, int **max_node, int *ntris, int **connect, int *nconnect);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Per case of a hexahedron's corners (bit b: corner b at or above the level, in the numbering of the case
+ * tables) the faces that the surface crosses: bits 1 and 2 for the lower and upper side along bit 0 of the
+ * corner number, 4 and 8 along its bit 1, 16 and 32 along its bit 2. */
+ISOFIELD_API extern const int ISOtrace_hex[256];
+
+/* The segments of the line through a point, in the first two dimensions of a grid. Arguments as above, with
+ *   nlines             segments
+ *   connect, nconnect  nlines x 2 new nodes; ints used
+ * An edge of a cell with the values a and b is crossed when a <= level < b or a >= level > b, and when both
+ * equal the level: a node that equals the level makes its edges crossed, each with a new node of its own. Of
+ * a cell's crossed edges one makes a segment of no length, two a segment, three a segment of the first two,
+ * and four, by edges 01 12 23 30, the segments 01-12 and 23-30 when node 0 is below node 1, else 01-30 and
+ * 23-12. So a plateau is walked all over, with two segments a cell. There is no interruption. Results as
+ * above; 0 when the grid has less than two dimensions. */
+ISOFIELD_API int UTILisoline_trace(MeshInfo *mesh, BlockTable *table, const void *data, int dtype,
+                                   int null_flag, const void *null_value, const float *xyz, double *level,
+                                   int *nnew, int **min_node, int **max_node, int *nlines, int **connect,
+                                   int *nconnect);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                    \
+    ISOFIELD_API int UTILisoline_trace_##suffix(MeshInfo *mesh, BlockTable *table, const T *data,         \
+                                                int null_flag, V null_value, const float *xyz,            \
+                                                double *level, int *nnew, int **min_node, int **max_node, \
+                                                int *nlines, int **connect, int *nconnect);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* A stack of cells on pooled nodes, for walks. */
+typedef struct CellNode CellNode;
+struct CellNode {
+    int cell;
+    CellNode *next; /* below it, or the next free one */
+};
+typedef struct CellList {
+    CellNode *top;  /* null when the list is empty; the caller reads top->cell */
+    CellNode *free; /* chain of free nodes */
+    int nblocks;
+    CellNode **blocks; /* nblocks blocks of nodes */
+} CellList;
+
+/* A list with room for `count` cells, or null when there is no memory. It grows by 1024 nodes. */
+ISOFIELD_API CellList *UTILinit_cell_list(int count);
+/* Result 1. Null is allowed. */
+ISOFIELD_API int UTILdelete_cell_list(CellList *list);
+/* Pushes cells in their order, so that the last one ends on top. Result 1; 0 when there is no memory, and on
+ * a null list: some of the cells may have been pushed. */
+ISOFIELD_API int UTILadd_cell_to_list(CellList *list, int count, const int *cells);
+/* Pops the top. Result 1, or 0 on an empty or null list. */
+ISOFIELD_API int UTILrm_cell_from_list(CellList *list);
+
+/* A set of cells. Cell numbers, 0 to total - 1, are spread over the buckets by linear scaling: runs of cells
+ * share a bucket when there are fewer buckets than cells. */
+typedef struct CellTable {
+    int *head;    /* per bucket: its first entry, from 1; 0 when empty */
+    int *next;    /* per entry: the next of its bucket, 0 at the end */
+    int *value;   /* per entry: its cell */
+    int size;     /* buckets */
+    int capacity; /* of next and value; starts at 1024 and grows by 1024 */
+    int count;    /* entries */
+    float scale;  /* size / total: a cell's bucket is cell * scale, truncated */
+} CellTable;
+
+/* A table of `size` buckets for `total` cells, or null when there is no memory. */
+ISOFIELD_API CellTable *UTILcell_table_create(int size, int total);
+/* Result 1. Null is allowed. */
+ISOFIELD_API int UTILcell_table_delete(CellTable *table);
+/* Puts a cell at the head of its bucket, whether it is there already or not. Result 1; 0 when there is no
+ * memory, and on a null table. */
+ISOFIELD_API int UTILcell_table_add(CellTable *table, int cell);
+/* Whether a cell is in the table: 1 or 0. 0 on a null table. */
+ISOFIELD_API int UTILcell_in_table(const CellTable *table, int cell);
+
+/* ====================================================================================================
+ * Plane slices of grids
+ * ==================================================================================================== */
+
+/* Cuts a uniform or rectilinear grid of three dimensions by the plane normal . p = dist into a regular grid
+ * on the plane. Its points are where grid lines along one axis a, that of the normal's largest component (the
+ * first of equal ones), meet the plane: one for each pair of grid lines of the next two axes in cyclic order,
+ * u and v. Each comes as an edge along a, as new nodes do: UTILeval_coord and UTILeval_param take it from
+ * there (pairs with -1 are skipped).
+ *   dims, points        the grid's, with a stride of 3 floats a row, as in MeshInfo
+ *   normal              3 floats, of any length
+ *   dist                narrowed to float
+ *   out_dims            out: 2 ints, dims[u] and dims[v]
+ *   out_points          out: places in the slice's own frame, rows of n floats. Uniform: 2 rows, 0 and 1.
+ *                       Rectilinear: dims[u] rows with the place of each line of u, from 0 to 1, in element 0
+ *                       and 0 in the others; then dims[v] rows with those of v in element 1
+ *   n                   2 or 3
+ *   matrix              out: 4 x 4, takes the slice's frame (s, t, 0, 1) to space, as row vectors. Rows: the
+ *                       plane's edge along u, that along v, their unit normal, and the corner
+ *   min_node, max_node  out: per point, u fastest, the nodes below and above it along a; -1 outside the grid
+ *   weights             out: per point its place between them, from 0 to 1; unwritten outside
+ *   flags               out: per point 1 inside the grid, 0 outside
+ * Places on a uniform grid run along a row by repeated subtraction in float: far along it they are off the
+ * plane by some rounding. A point on the grid's last node has that as max_node, with the weight 1.
+ * Result: the points inside. 0 when there is none, the normal's largest component is not above 0, dims[a] is
+ * below 2 (all with nothing allocated but in the first case), or an array could not be had: the others stay
+ * with the caller then. Arrays are the caller's in every case (ARRfree_f), null where not allocated.
+ * UTILrslice takes the mesh for its method only; a mesh kind without one is told on standard error: 0. */
+ISOFIELD_API int UTILrslice(MeshInfo *mesh, const int *dims, const float *points, const float *normal,
+                            double dist, int *out_dims, float **out_points, int n, float *matrix,
+                            int **min_node, int **max_node, float **weights, unsigned char **flags);
+ISOFIELD_API int UTILrslice_unif(const int *dims, const float *points, const float *normal, double dist,
+                                 int *out_dims, float **out_points, int n, float *matrix, int **min_node,
+                                 int **max_node, float **weights, unsigned char **flags);
+ISOFIELD_API int UTILrslice_rect(const int *dims, const float *points, const float *normal, double dist,
+                                 int *out_dims, float **out_points, int n, float *matrix, int **min_node,
+                                 int **max_node, float **weights, unsigned char **flags);
+
+/* ====================================================================================================
  * Bands
  * ====================================================================================================
  * The part of a field where lo <= value <= hi, as a mesh. Cells inside the band come through whole; cells
@@ -1637,6 +1783,131 @@ ISOFIELD_API int UTILinterpolate_cell_data(int npoints, const float *points, int
         const void *range_high, int *null_flag, void *null_value, T *out);
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
+ * Streamlines
+ * ====================================================================================================
+ * The path of a particle in a steady vector field, by explicit Runge-Kutta steps. Works on every mesh kind
+ * that has find_cell_func, interp_data_func and cell_extent_func. Nothing is allocated, and there is neither
+ * progress nor interruption: one call is one line. */
+
+/* Traces the line that starts at a point.
+ *   table                  as the mesh's find_cell_func takes it; null on uniform and rectilinear grids
+ *   data                   nnodes x veclen, of dtype; veclen 1 to 3. Where veclen is below nspace, the other
+ *                          coordinates stay those of the start
+ *   order                  1 to 4, see UTILintegrate
+ *   direction              multiplies the first step in every cell: 1 downstream, -1 upstream
+ *   nseg                   steps aimed for in a cell
+ *   min_vel                a line ends where the speed is below
+ *   start                  nspace floats
+ *   max_points             the most points that the line may have: rows of the arrays below
+ *   npoints                out: points written
+ *   coords                 out: rows of nspace
+ *   vectors                out: rows of veclen
+ *   want_trace             whether the next four are written; they may be null otherwise
+ *   cells                  out: per point its cell
+ *   uvw                    out: rows of 3, the point's place in its cell
+ *   speeds, steps          out: per point the length of its vector, and the step in time taken from it
+ *   next_point             working memory, nspace floats: the place after the last step. Where the line ends
+ *                          within a step, the stage that failed
+ * The first step in a cell is 0.7 of the smallest side of its bounding box, divided by speed x nseg. While
+ * the line stays in the cell, the step just taken is measured in the cell's parametric space, as p: its
+ * length there times nseg. Below 0.01 the next step is ten times as long; else below 0.7 and above 2.0 the
+ * step is divided by p.
+ * A line ends where it leaves the mesh, meets a cell with a null node, becomes slower than min_vel (such a
+ * point is not written), has max_points, or a step fails. A step, speed or position that is NaN or infinite
+ * is a failed step. Result 1 however it ended; 0 when the mesh lacks one of the methods, which is told on
+ * standard error with *npoints left alone. */
+ISOFIELD_API int UTILstream_line(MeshInfo *mesh, BlockTable *table, const void *data, int dtype, int veclen,
+                                 int null_flag, const void *null_value, int order, int direction, int nseg,
+                                 double min_vel, const float *start, int max_points, int *npoints,
+                                 float *coords, float *vectors, int want_trace, int *cells, float *uvw,
+                                 float *speeds, float *steps, float *next_point);
+
+/* One step of a streamline. The stages and the blend of order 1 (Euler), 2 (Ralston), 3 and 4 (Runge and
+ * Kutta):
+ *   order 2  k2 at 3/4 of the step; k1/3 + 2 k2/3
+ *   order 3  k2 at 1/2, k3 at x + 4 step k2 - step k1: twice as far along k2 as in Kutta's scheme, so that
+ *            its results are of first order; (k1 + 4 k2 + k3) / 6
+ *   order 4  k2 and k3 at 1/2, k4 at 1; (k1 + 2 (k2 + k3) + k4) / 6
+ *   cell        not read
+ *   point_in    nspace floats
+ *   point_out   out: nspace floats, the place after the step. Holds the stages' places on the way
+ *   vector_in   k1, the data at point_in: veclen floats
+ *   vector_out  out: the blend, veclen floats
+ * Sources: A. Ralston, "Runge-Kutta methods with minimum error bounds", 1962; W. Kutta, "Beitrag zur
+ * naeherungsweisen Integration totaler Differentialgleichungen", 1901.
+ * Result 1; 0 where a stage is in no cell or in one with a null node, a place or the step is NaN or infinite;
+ * and, told on standard error, on a missing method, a veclen or nspace above 3, or another order. */
+ISOFIELD_API int UTILintegrate(MeshInfo *mesh, BlockTable *table, int cell, const void *data, int dtype,
+                               int veclen, int null_flag, const void *null_value, double step, int order,
+                               const float *point_in, float *point_out, const float *vector_in,
+                               float *vector_out);
+
+/* ====================================================================================================
+ * Glyphs
+ * ==================================================================================================== */
+
+/* Stamps a template shape at every node, turned along the node's vector and sized by its data. Every node
+ * writes glyph_nnodes vertices, so that the template's cells are repeated with that stride. Nothing is
+ * allocated.
+ *   data          nnodes x veclen, of dtype; veclen at most 3. What turns and sizes the glyph
+ *   null_value    a null node's vertices stand all at the node, with its first map component as value
+ *   scale_data    nnodes x scale_veclen (at most 3), of dtype: what sizes the glyph. The same pointer as
+ *                 `data` means the data's own length (or scalar), whatever scale_veclen is
+ *   map_data      nnodes x map_veclen (at most 3), of dtype: what becomes the vertices' value. The same
+ *                 pointer as `data` means likewise
+ *   orient        turns the template's x axis along the vector (veclen above 1)
+ *   vector_scale  factors x, y, z are the vector's components, not one factor
+ *   normalize     the size is `scale` alone; with vector_scale, times the components of the unit vector
+ *   scale         factor of all sizes
+ *   axis_flags    3 ints: axes of space along which vertices are scaled; the others keep the turned
+ *                 template's coordinate
+ *   node_xform    4 x 4, applied to the nodes' positions, or null
+ *   glyph_coords  glyph_nnodes x glyph_nspace (at most 3): the template
+ *   glyph_xform   4 x 4, applied to the template, or null
+ *   out_coords    nnodes * glyph_nnodes rows of out_nspace (at most 3), node after node
+ *   out_data      nnodes * glyph_nnodes values
+ * Lengths are taken of vectors; scalars (veclen 1) keep their sign, so that a negative one mirrors the
+ * template. A template vertex is transformed, turned, then scaled along the axes of space, then moved to the
+ * node. A vector shorter than 1e-24 is none: without `normalize` the glyph collapses onto its node, its value
+ * being then the length of the map data also where these are scalars, so without their sign; with it the
+ * template is not turned. With orient, vector_scale and normalize all set the vector is divided by its length
+ * twice, so that the template's x and z axes come 1 / length long.
+ * Result 1; 0 when interrupted (what was written stays), when the mesh's arrays are not to be had, or on an
+ * unknown dtype. A mesh kind without the method is told on standard error: 0. UTILglyph serves cell sets and
+ * structured grids. */
+ISOFIELD_API int UTILglyph_func(MeshInfo *mesh, int dtype, int veclen, const void *data, int null_flag,
+                                const void *null_value, int scale_veclen, int map_veclen,
+                                const void *scale_data, const void *map_data, int orient, int vector_scale,
+                                int normalize, double scale, const int *axis_flags, const float *node_xform,
+                                int glyph_nnodes, int glyph_nspace, const float *glyph_coords,
+                                const float *glyph_xform, int out_nspace, float *out_coords, float *out_data);
+#define ISOFIELD_DECLARE_GLYPH(name)                                                                        \
+    ISOFIELD_API int name(MeshInfo *mesh, int dtype, int veclen, const void *data, int null_flag,           \
+                          const void *null_value, int scale_veclen, int map_veclen, const void *scale_data, \
+                          const void *map_data, int orient, int vector_scale, int normalize, double scale,  \
+                          const int *axis_flags, const float *node_xform, int glyph_nnodes,                 \
+                          int glyph_nspace, const float *glyph_coords, const float *glyph_xform,            \
+                          int out_nspace, float *out_coords, float *out_data);
+ISOFIELD_DECLARE_GLYPH(UTILglyph)
+ISOFIELD_DECLARE_GLYPH(UTILglyph_unif)
+ISOFIELD_DECLARE_GLYPH(UTILglyph_rect)
+#undef ISOFIELD_DECLARE_GLYPH
+#define ISOFIELD_DECLARE_GLYPH(name, T, V)                                                                  \
+    ISOFIELD_API int name(MeshInfo *mesh, int veclen, const T *data, int null_flag, V null_value,           \
+                          int scale_veclen, int map_veclen, const T *scale_data, const T *map_data,         \
+                          int orient, int vector_scale, int normalize, double scale, const int *axis_flags, \
+                          const float *node_xform, int glyph_nnodes, int glyph_nspace,                      \
+                          const float *glyph_coords, const float *glyph_xform, int out_nspace,              \
+                          float *out_coords, float *out_data);
+#define ISOFIELD_DECLARE(suffix, T, V)                    \
+    ISOFIELD_DECLARE_GLYPH(UTILglyph_##suffix, T, V)      \
+    ISOFIELD_DECLARE_GLYPH(UTILglyph_unif_##suffix, T, V) \
+    ISOFIELD_DECLARE_GLYPH(UTILglyph_rect_##suffix, T, V)
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+#undef ISOFIELD_DECLARE_GLYPH
 
 #ifdef __cplusplus
 }
