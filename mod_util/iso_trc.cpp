@@ -1,0 +1,322 @@
+// The sheet of an isosurface through a point, by a walk over a grid's cells; and the list and the table of
+// cells that walks may keep.
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+
+#include "case_rows.hpp"
+#include "grid_walk.hpp"
+#include "progress.hpp"
+#include "slice_tables.hpp"
+
+namespace {
+
+using namespace isofield::detail;
+
+constexpr const char *kUnit = "mod_util/iso_trc";
+constexpr int kPollPeriod = 400;
+
+// Two bits for each bit of a corner number: whether the corners of its lower and its upper side differ.
+constexpr int crossed_faces(unsigned index) {
+    constexpr unsigned kLower[3] = {0x55, 0x33, 0x0f};  // corners without the bit
+    int faces = 0;
+    for (unsigned bit = 0; bit < 3; ++bit) {
+        for (const unsigned side : {0u, 1u}) {
+            const unsigned corners = side == 0 ? kLower[bit] : 0xffu & ~kLower[bit];
+            const bool crossed = (index & corners) != 0 && (index & corners) != corners;
+            faces |= crossed << (2 * bit + side);
+        }
+    }
+    return faces;
+}
+
+constexpr std::array<int, 256> kCrossedFaces = [] {
+    std::array<int, 256> faces{};
+    for (unsigned index = 0; index < 256; ++index) faces[index] = crossed_faces(index);
+    return faces;
+}();
+
+struct CellEdge {
+    std::uint8_t lower, axis;  // its lower corner, 0 to 7
+};
+
+// A case of a cell's eight corners: its edges in the order of the polygons' corners, and the triangles
+// between these.
+struct Plan {
+    static constexpr int kMostCorners = 12, kMostTriangles = 5;
+    int ncorners, ntris;
+    CellEdge edges[kMostCorners];
+    std::uint8_t triangles[kMostTriangles][3];
+};
+
+constexpr int kAllAbove = 255;
+
+// Offsets of a cell's corners along the axes, a bit for each.
+constexpr int kCornerBits[8] = {0, 1, 3, 2, 4, 5, 7, 6};
+
+constexpr CellEdge edge_between(int a, int b) {
+    const int at_a = kCornerBits[a], at_b = kCornerBits[b], axis_bit = at_a ^ at_b;
+    const int axis = axis_bit == 1 ? 0 : axis_bit == 2 ? 1 : 2;
+    return {static_cast<std::uint8_t>(at_a < at_b ? a : b), static_cast<std::uint8_t>(axis)};
+}
+
+constexpr std::array<Plan, kAllAbove + 1> kPlans = [] {
+    std::array<Plan, kAllAbove + 1> plans{};
+    for (std::size_t index = 1; index < kAllAbove; ++index) {
+        Plan &plan = plans[index];
+        plan.ncorners = ninter_pts_hex[index];
+        for (int c = 0; c < plan.ncorners; ++c)
+            plan.edges[c] = edge_between(left_vert_hex[index][c], right_vert_hex[index][c]);
+        slice_hex.for_each_triangle(static_cast<int>(index), [&](int a, int b, int c) {
+            std::uint8_t *triangle = plan.triangles[plan.ntris++];
+            for (const int corner : {a, b, c}) *triangle++ = static_cast<std::uint8_t>(corner);
+        });
+    }
+    return plans;
+}();
+
+enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
+
+template <class T>
+class SheetWalk {
+  public:
+    SheetWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level, Walk &walk)
+        : data_(data),
+          has_nulls_(has_nulls),
+          null_value_(null_value),
+          level_(level),
+          walk_(walk),
+          poll_(mesh->ncell_sets > 0 ? mesh->cell_ncells[0] : mesh->nnodes, kPollPeriod),
+          dims_{mesh->dims[0], mesh->dims[1], mesh->dims[2]},
+          stride_{1, dims_[0], dims_[0] * dims_[1]} {
+        for (int c = 0; c < 8; ++c) {
+            offset_[c] = 0;
+            for (int d = 0; d < 3; ++d) offset_[c] += (kCornerBits[c] >> d & 1) * stride_[d];
+        }
+    }
+
+    Outcome run(int seed) {
+        if (holds(seed) && !walk_.waiting.push(&seed, 1)) return Outcome::kFailed;
+        for (int taken = 1; !walk_.waiting.empty(); ++taken) {
+            const int cell = walk_.waiting.pop();
+            if (walk_.done.holds(cell)) continue;
+            if (poll_.stop(taken)) return Outcome::kInterrupted;
+            const unsigned index = index_of(cell);
+            if (index == 0 || index == kAllAbove) continue;
+            if (!add_cell(cell, index)) return Outcome::kFailed;
+        }
+        return Outcome::kDone;
+    }
+
+  private:
+    bool holds(int cell) const {
+        if (cell < 0) return false;
+        const auto [i, j, k] = split(cell);
+        return i < dims_[0] - 1 && j < dims_[1] - 1 && k < dims_[2] - 1;
+    }
+
+    std::array<int, 3> split(int cell) const {
+        const int row = cell / dims_[0], plane = row / dims_[1];
+        return {cell - row * dims_[0], row - plane * dims_[1], plane};
+    }
+
+    // The case of a cell, that of no crossing for null cells.
+    unsigned index_of(int cell) const {
+        const T *corner = data_ + cell;
+        unsigned index = 0;
+        bool null = false;
+        for (unsigned bit = 0; bit < 8; ++bit) {
+            const T value = corner[offset_[slice_nodes_hex[bit]]];
+            index |= (static_cast<double>(value) >= level_ ? 1u : 0u) << bit;
+            null |= value == null_value_;
+        }
+        return has_nulls_ && null ? 0 : index;
+    }
+
+    // Makes a cell's triangles, and puts the neighbours that it leads to on the stack.
+    bool add_cell(int cell, unsigned index) {
+        const Plan &plan = kPlans[index];
+        if (!walk_.edges.reserve(plan.ncorners) || !walk_.reserve_connect(3 * plan.ntris)) return false;
+        int nodes[Plan::kMostCorners];
+        for (int c = 0; c < plan.ncorners; ++c) {
+            const CellEdge edge = plan.edges[c];
+            const int lower = cell + offset_[edge.lower];
+            nodes[c] = walk_.edges(lower, edge.axis, lower + stride_[edge.axis]);
+        }
+        for (int t = 0; t < plan.ntris; ++t) {
+            for (const std::uint8_t corner : plan.triangles[t]) walk_.append(nodes[corner]);
+        }
+        if (!walk_.done.add(cell)) return false;
+        const std::array<int, 3> at = split(cell);
+        const int faces = ISOtrace_hex[index];
+        int neighbours[6], count = 0;
+        for (int d = 0; d < 3; ++d) {
+            const bool lower = (faces >> (2 * d) & 1) != 0, upper = (faces >> (2 * d + 1) & 1) != 0;
+            const auto axis = static_cast<std::size_t>(d);
+            if (at[axis] > 0 && lower) neighbours[count++] = cell - stride_[d];
+            if (at[axis] < dims_[d] - 2 && upper) neighbours[count++] = cell + stride_[d];
+        }
+        return walk_.waiting.push(neighbours, count);
+    }
+
+    const T *data_;
+    bool has_nulls_;
+    T null_value_;
+    double level_;
+    Walk &walk_;
+    Poll poll_;
+    int dims_[3], stride_[3];
+    int offset_[8];  // of a cell's corners
+};
+
+template <class T>
+int trace(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByValue<T> null_by_value,
+          const float *xyz, double *level, const WalkResults &out) {
+    out.clear();
+    const T null_value = static_cast<T>(null_by_value);
+    int seed = -1;
+    if (!find_start(mesh, table, data, null_flag, null_value, xyz, &seed, level) || mesh->ndim != 3) return 0;
+    Walk walk(kUnit, out);
+    if (!walk.create()) return 0;
+    const Outcome outcome = SheetWalk<T>(mesh, data, null_flag != 0, null_value, *level, walk).run(seed);
+    if (outcome == Outcome::kDone) walk.hand_over(3);
+    return static_cast<int>(outcome);
+}
+
+// ---- The list and the table of cells
+
+constexpr int kBlockCells = 1024;  // also the table's step
+
+template <class T>
+bool grow_array(T *&array, std::size_t count) {
+    void *grown = std::realloc(array, count * sizeof(T));
+    if (grown) array = static_cast<T *>(grown);
+    return grown != nullptr;
+}
+
+// Adds a block of free nodes to a list.
+bool add_block(CellList *list, int ncells) {
+    const auto count = static_cast<std::size_t>(std::max(ncells, 1));
+    Working<CellNode> block = allocate_working<CellNode>(count);
+    if (!block || !grow_array(list->blocks, static_cast<std::size_t>(list->nblocks) + 1)) return false;
+    for (std::size_t i = 0; i < count; ++i) block[i] = {0, i + 1 < count ? &block[i + 1] : list->free};
+    list->free = block.get();
+    list->blocks[list->nblocks++] = block.release();
+    return true;
+}
+
+int bucket_of(const CellTable *table, int cell) {
+    const float bucket = static_cast<float>(cell) * table->scale;
+    // Rounding may reach the end; what is no bucket goes into the first.
+    if (!(bucket >= 1.0f)) return 0;
+    return bucket < static_cast<float>(table->size) ? static_cast<int>(bucket) : table->size - 1;
+}
+
+}  // namespace
+
+ISOFIELD_ARRAY(int, ISOtrace_hex, kCrossedFaces, (0, 2, 5, 6));
+
+ISOFIELD_STAMP(UTILiso_trace, trace,
+               (MeshInfo * mesh, BlockTable *table, const T *data, int null_flag, V null_value,
+                const float *xyz, double *level, int *nnew, int **min_node, int **max_node, int *ntris,
+                int **connect, int *nconnect),
+               (mesh, table, data, null_flag, null_value, xyz, level,
+                {nnew, min_node, max_node, ntris, connect, nconnect}))
+
+int UTILiso_trace(MeshInfo *mesh, BlockTable *table, const void *data, int dtype, int null_flag,
+                  const void *null_value, const float *xyz, double *level, int *nnew, int **min_node,
+                  int **max_node, int *ntris, int **connect, int *nconnect) {
+    return visit(
+        dtype,
+        [&]<class T>(ElementTag<T>) {
+            return trace<T>(mesh, table, static_cast<const T *>(data), null_flag,
+                            load_scalar<T>(null_flag, null_value), xyz, level,
+                            {nnew, min_node, max_node, ntris, connect, nconnect});
+        },
+        [mesh] { return narrowed_to_int(mesh); });
+}
+
+CellList *UTILinit_cell_list(int count) {
+    auto *list = static_cast<CellList *>(std::calloc(1, sizeof(CellList)));
+    if (list && !add_block(list, count)) {
+        UTILdelete_cell_list(list);
+        return nullptr;
+    }
+    return list;
+}
+
+int UTILdelete_cell_list(CellList *list) {
+    if (!list) return 1;
+    for (int i = 0; i < list->nblocks; ++i) std::free(list->blocks[i]);
+    std::free(list->blocks);
+    std::free(list);
+    return 1;
+}
+
+int UTILadd_cell_to_list(CellList *list, int count, const int *cells) {
+    if (!list) return 0;
+    for (int i = 0; i < count; ++i) {
+        // The chain never runs empty: it is lengthened at its last node.
+        if (!list->free->next && !add_block(list, kBlockCells)) return 0;
+        CellNode *node = list->free;
+        list->free = node->next;
+        *node = {cells[i], list->top};
+        list->top = node;
+    }
+    return 1;
+}
+
+int UTILrm_cell_from_list(CellList *list) {
+    if (!list || !list->top) return 0;
+    CellNode *node = list->top;
+    list->top = node->next;
+    node->next = list->free;
+    list->free = node;
+    return 1;
+}
+
+CellTable *UTILcell_table_create(int size, int total) {
+    auto *table = static_cast<CellTable *>(std::calloc(1, sizeof(CellTable)));
+    if (!table) return nullptr;
+    table->size = std::max(size, 1);
+    table->capacity = kBlockCells;
+    table->scale = static_cast<float>(size) / static_cast<float>(total);
+    table->head = allocate_cleared<int>(static_cast<std::size_t>(table->size)).release();
+    table->next = allocate_working<int>(kBlockCells).release();
+    table->value = allocate_working<int>(kBlockCells).release();
+    if (table->head && table->next && table->value) return table;
+    UTILcell_table_delete(table);
+    return nullptr;
+}
+
+int UTILcell_table_delete(CellTable *table) {
+    if (!table) return 1;
+    std::free(table->head);
+    std::free(table->next);
+    std::free(table->value);
+    std::free(table);
+    return 1;
+}
+
+int UTILcell_table_add(CellTable *table, int cell) {
+    if (!table) return 0;
+    if (table->count == table->capacity) {
+        if (table->capacity > std::numeric_limits<int>::max() - kBlockCells) return 0;
+        const auto grown = static_cast<std::size_t>(table->capacity + kBlockCells);
+        if (!grow_array(table->next, grown) || !grow_array(table->value, grown)) return 0;
+        table->capacity += kBlockCells;
+    }
+    int &head = table->head[bucket_of(table, cell)];
+    table->value[table->count] = cell;
+    table->next[table->count] = head;
+    head = ++table->count;
+    return 1;
+}
+
+int UTILcell_in_table(const CellTable *table, int cell) {
+    if (!table) return 0;
+    for (int entry = table->head[bucket_of(table, cell)]; entry != 0; entry = table->next[entry - 1]) {
+        if (table->value[entry - 1] == cell) return 1;
+    }
+    return 0;
+}
