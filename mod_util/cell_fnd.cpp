@@ -2,9 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "block_grid.hpp"
-#include "cell_geometry.hpp"
-#include "cell_index.hpp"
+#include "cell_search.hpp"
 #include "grid_places.hpp"
 
 namespace {
@@ -28,19 +26,6 @@ int walk_list(MeshInfo *mesh, const BlockTable *table, int block, const float *x
     return 0;
 }
 
-// Whether a box that is within the tolerance of the point also stands in the list of its block.
-bool stands_in_block(const BlockGrid &blocks, const Box &box, const float *xyz, int block) {
-    bool holds = true;
-    for (int d = 0; d < 3; ++d) holds &= xyz[d] >= box.min[d] && xyz[d] <= box.max[d];
-    if (holds) return true;
-    const std::optional<BlockRange> range = blocks.blocks_of(box);
-    bool stands = false;
-    if (range) {
-        blocks.for_each_run(*range, [&](int first, int end) { stands |= block >= first && block < end; });
-    }
-    return stands;
-}
-
 // What the walk would find, from the index: the same cells in the same order, without those whose pretest
 // fails.
 int try_candidates(MeshInfo *mesh, const CellIndex &index, const CellIndex::Candidates &candidates,
@@ -48,9 +33,7 @@ int try_candidates(MeshInfo *mesh, const CellIndex &index, const CellIndex::Cand
     for (int i = 0; i < candidates.count; ++i) {
         const int id = candidates.id[i];
         CellNodes nodes;
-        const bool there =
-            index.of_grid() ? find_grid_cell_nodes(mesh, id, nodes) : find_cell_nodes(mesh, id, nodes);
-        if (!there || !nodes.funcs->rev_par_func) continue;
+        if (!find_indexed_nodes(mesh, index, id, nodes) || !nodes.funcs->rev_par_func) continue;
         float node_xyz[3 * kMaxCellNodes];
         gather_coords(mesh->coords, mesh->nspace, nodes, node_xyz);
         if (!stands_in_block(blocks, box_of_gathered(node_xyz, nodes.nnodes), xyz, block)) continue;
@@ -61,15 +44,6 @@ int try_candidates(MeshInfo *mesh, const CellIndex &index, const CellIndex::Cand
     }
     *cell = index.last_in_list(block);
     return 0;
-}
-
-// The index serves the library's own evaluators, and numbers.
-const CellIndex *usable_index(const MeshInfo *mesh, const BlockTable *table, const float *xyz, float tol) {
-    const CellIndex *index = CellIndex::of(table);
-    if (!index || index->tolerance() != tol || xyz[0] != xyz[0] || xyz[1] != xyz[1] || xyz[2] != xyz[2])
-        return nullptr;
-    const auto own = index->of_grid() ? UTILinterp_cell_uvw_struct : UTILinterp_cell_uvw;
-    return mesh->field_funcs->interp_cell_func == own ? index : nullptr;
 }
 
 // ---- Grids with axes
@@ -115,7 +89,7 @@ int UTILfind_cell(MeshInfo *mesh, BlockTable *table, const float *xyz, int *cell
     const std::optional<int> block = blocks.block_of(xyz);
     if (!block || table->blocks[*block] == 0) return 0;
     CellIndex::Candidates candidates;
-    const CellIndex *index = usable_index(mesh, table, xyz, tol);
+    const CellIndex *index = is_number(xyz) ? usable_index(mesh, table) : nullptr;
     if (index && index->find_candidates(xyz, candidates))
         return try_candidates(mesh, *index, candidates, blocks, *block, xyz, cell, uvw);
     return walk_list(mesh, table, *block, xyz, tol, cell, uvw);

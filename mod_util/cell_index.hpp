@@ -12,9 +12,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 
-#include "cell_geometry.hpp"
+#include "box_lanes.hpp"
 #include "output_array.hpp"
 #include "spatial_order.hpp"
 
@@ -61,45 +60,14 @@ class CellIndex {
     // False when there is no room for all of them.
     bool find_candidates(const float *xyz, Candidates &found) const;
 
+    // Calls visit_cell(id, boxes, lane) for each cell whose widened box meets a box, in no order, until it
+    // returns false; and returns false then.
+    template <class Visitor>
+    bool visit_near(const float *min, const float *max, Visitor visit_cell) const;
+
   private:
-    static constexpr int kFan = 8;
+    static constexpr int kFan = BoxLanes::kFan;
     static constexpr int kMaxLevels = 12;
-
-    // Lanes without a box hold nothing.
-    struct Node {
-        float lo[3][kFan], hi[3][kFan];
-
-        // A bit for each box that holds the point. One plain loop a bound, of which compilers make vector
-        // code.
-        [[gnu::noinline]] unsigned holding(const float *xyz) const {
-            static constexpr int kBit[kFan] = {1, 2, 4, 8, 16, 32, 64, 128};
-            const float x = xyz[0], y = xyz[1], z = xyz[2];
-            int held[kFan];
-            for (int i = 0; i < kFan; ++i) held[i] = lo[0][i] <= x ? kBit[i] : 0;
-            for (int i = 0; i < kFan; ++i) held[i] = hi[0][i] >= x ? held[i] : 0;
-            for (int i = 0; i < kFan; ++i) held[i] = lo[1][i] <= y ? held[i] : 0;
-            for (int i = 0; i < kFan; ++i) held[i] = hi[1][i] >= y ? held[i] : 0;
-            for (int i = 0; i < kFan; ++i) held[i] = lo[2][i] <= z ? held[i] : 0;
-            for (int i = 0; i < kFan; ++i) held[i] = hi[2][i] >= z ? held[i] : 0;
-            int bits = 0;
-            for (int i = 0; i < kFan; ++i) bits += held[i];
-            return static_cast<unsigned>(bits);
-        }
-        Box hull() const {
-            Box box;
-            for (int d = 0; d < 3; ++d) {
-                box.min[d] = *std::min_element(lo[d], lo[d] + kFan);
-                box.max[d] = *std::max_element(hi[d], hi[d] + kFan);
-            }
-            return box;
-        }
-        void set(int lane, const Box &box) {
-            for (int d = 0; d < 3; ++d) {
-                lo[d][lane] = box.min[d];
-                hi[d][lane] = box.max[d];
-            }
-        }
-    };
 
     // What distinguishes this very record from any other: never 0.
     static unsigned key_of(const BlockTable *table) {
@@ -180,7 +148,7 @@ inline BlockTable *CellIndex::attach(BlockTable *table, const BoxedCell *cells, 
         all_nodes += n;
     }
     const std::size_t lanes = nodes_of_level[0] * kFan;
-    const std::size_t bytes = sizeof(BlockTable) + sizeof(CellIndex) + kLine + all_nodes * sizeof(Node) +
+    const std::size_t bytes = sizeof(BlockTable) + sizeof(CellIndex) + kLine + all_nodes * sizeof(BoxLanes) +
                               (lanes + static_cast<std::size_t>(table->nblocks)) * sizeof(int);
     auto *moved = static_cast<BlockTable *>(std::realloc(table, bytes));
     if (!moved) return table;
@@ -190,7 +158,7 @@ inline BlockTable *CellIndex::attach(BlockTable *table, const BoxedCell *cells, 
     std::size_t offset = (start + sizeof(CellIndex) + kLine - 1) / kLine * kLine - start;
     for (int level = 0; level < nlevels; ++level) {
         index->level_offset_[level] = offset;
-        offset += nodes_of_level[level] * sizeof(Node);
+        offset += nodes_of_level[level] * sizeof(BoxLanes);
     }
     index->id_offset_ = offset;
     index->last_offset_ = offset + lanes * sizeof(int);
@@ -205,13 +173,11 @@ inline BlockTable *CellIndex::attach(BlockTable *table, const BoxedCell *cells, 
 inline void CellIndex::fill(const BoxedCell *cells, const CurveItem *order, int ncells,
                             const int *first_entered, int nblocks) {
     std::copy_n(first_entered, nblocks, at<int>(last_offset_));
-    constexpr float kFar = std::numeric_limits<float>::infinity();
-    constexpr Box kNothing = {{kFar, kFar, kFar}, {-kFar, -kFar, -kFar}};
     int *id = at<int>(id_offset_);
-    Node *leaves = at<Node>(level_offset_[0]);
+    BoxLanes *leaves = at<BoxLanes>(level_offset_[0]);
     const int lanes = (ncells + kFan - 1) / kFan * kFan;
     for (int i = 0; i < lanes; ++i) {
-        Box box = kNothing;
+        Box box = kNowhere;
         if (i < ncells) {
             const BoxedCell &cell = cells[order[i].item];
             for (int d = 0; d < 3; ++d) {
@@ -224,17 +190,18 @@ inline void CellIndex::fill(const BoxedCell *cells, const CurveItem *order, int 
     }
     int below = lanes / kFan;
     for (int level = 1; level < nlevels_; ++level) {
-        const Node *from = at<Node>(level_offset_[level - 1]);
-        Node *to = at<Node>(level_offset_[level]);
+        const BoxLanes *from = at<BoxLanes>(level_offset_[level - 1]);
+        BoxLanes *to = at<BoxLanes>(level_offset_[level]);
         const int nodes = (below + kFan - 1) / kFan;
         for (int i = 0; i < nodes * kFan; ++i) {
-            to[i / kFan].set(i % kFan, i < below ? from[i].hull() : kNothing);
+            to[i / kFan].set(i % kFan, i < below ? from[i].hull() : kNowhere);
         }
         below = nodes;
     }
 }
 
-inline bool CellIndex::find_candidates(const float *xyz, Candidates &found) const {
+template <class Visitor>
+bool CellIndex::visit_near(const float *min, const float *max, Visitor visit_cell) const {
     // A node to visit, in one word: its level above its number.
     constexpr int kLevelShift = 28;
     unsigned stack[kMaxLevels * kFan];
@@ -243,22 +210,29 @@ inline bool CellIndex::find_candidates(const float *xyz, Candidates &found) cons
     const int *ids = at<int>(id_offset_);
     while (depth > 0) {
         const unsigned visit = stack[--depth];
-        const unsigned level = visit >> kLevelShift, node = visit & ((1u << kLevelShift) - 1);
-        unsigned bits = at<Node>(level_offset_[level])[node].holding(xyz);
-        for (; bits != 0; bits &= bits - 1) {
-            const unsigned child = node * kFan + static_cast<unsigned>(__builtin_ctz(bits));
+        const unsigned level = visit >> kLevelShift, number = visit & ((1u << kLevelShift) - 1);
+        const BoxLanes &node = at<BoxLanes>(level_offset_[level])[number];
+        for (unsigned bits = node.meeting(min, max); bits != 0; bits &= bits - 1) {
+            const int lane = __builtin_ctz(bits);
+            const unsigned child = number * kFan + static_cast<unsigned>(lane);
             if (level > 0) {
                 stack[depth++] = (level - 1) << kLevelShift | child;
-                continue;
+            } else if (!visit_cell(ids[child], node, lane)) {
+                return false;
             }
-            if (found.count == Candidates::kRoom) return false;
-            int place = found.count++;
-            for (; place > 0 && found.id[place - 1] < ids[child]; --place)
-                found.id[place] = found.id[place - 1];
-            found.id[place] = ids[child];
         }
     }
     return true;
+}
+
+inline bool CellIndex::find_candidates(const float *xyz, Candidates &found) const {
+    return visit_near(xyz, xyz, [&found](int id, const BoxLanes &, int) {
+        if (found.count == Candidates::kRoom) return false;
+        int place = found.count++;
+        for (; place > 0 && found.id[place - 1] < id; --place) found.id[place] = found.id[place - 1];
+        found.id[place] = id;
+        return true;
+    });
 }
 
 }  // namespace isofield::detail

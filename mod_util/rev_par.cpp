@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "isofield.h"
-#include "jacobians.hpp"
+#include "newton.hpp"
 #include "shape_functions.hpp"
 
 namespace {
@@ -13,36 +13,11 @@ using namespace isofield::detail;
 
 enum Place { kDegenerate = -1, kOutside = 0, kInside = 1 };
 
-constexpr double kMargin = 0.05;  // allowed beyond a parametric bound
-constexpr double kLimit = kMargin + 1.0;
-constexpr double kStep = 0.05;  // steps below this end the iteration
 constexpr double kOffCell = 0.05;
-constexpr int kMaxSteps = 20;
-
-bool small(float value, double bound) {
-    return std::fabs(static_cast<double>(value)) <= bound;
-}
 
 bool not_below_margin(float value) {
     return static_cast<double>(value) + kMargin >= 0.0;
 }
-
-bool converged(const float *step, int ndim) {
-    return std::all_of(step, step + ndim, [](float s) { return std::fabs(static_cast<double>(s)) < kStep; });
-}
-
-// The determinant's sign at the first iterate is the cell's orientation, and must stay.
-class Orientation {
-  public:
-    // The determinant's size, 0 or less when it has changed its sign or vanished.
-    double size(float determinant) {
-        if (sign_ == 0) sign_ = determinant < 0 ? -1.0f : 1.0f;
-        return static_cast<double>(determinant * sign_);
-    }
-
-  private:
-    float sign_ = 0;
-};
 
 // ---- Direct solutions
 
@@ -96,44 +71,15 @@ Place place_in_tet(const float *node_xyz, const float *xyz, float *uvw) {
     return kLimit - uvw[0] - uvw[1] - uvw[2] >= 0.0 ? kInside : kOutside;
 }
 
-// ---- Newton steps in volumes. Nodes are padded to four components, which fit the processor's vectors.
+// ---- Newton steps in volumes
 
-template <int kNodes>
-void multiply_padded(const float *weights, const float (&node)[kNodes][4], float *out) {
-    float sum[4] = {};
-    for (int k = 0; k < kNodes; ++k) {
-        for (int d = 0; d < 4; ++d) sum[d] += weights[k] * node[k][d];
-    }
-    std::copy_n(sum, 3, out);
-}
-
-// Writes the last iterate before a step below kStep. False when the Jacobian turns degenerate.
 template <class Cell>
 bool iterate_in_volume(const float *node_xyz, const float *xyz, const float *start, float *uvw) {
-    float node[Cell::kNodes][4];
-    for (int i = 0; i < Cell::kNodes; ++i) {
-        std::copy_n(node_xyz + 3 * i, 3, node[i]);
-        node[i][3] = 0;
-    }
-    float at[3] = {start[0], start[1], start[2]};
-    Orientation orientation;
-    bool regular = true;
-    for (int step = 0; step < kMaxSteps; ++step) {
-        float weights[Cell::kNodes], derivs[3 * Cell::kNodes], jinv[9], x[3], residual[3], move[3];
-        Cell::weights(at, weights);
-        Cell::derivs(at, derivs);
-        for (int axis = 0; axis < 3; ++axis) {
-            multiply_padded(derivs + axis * Cell::kNodes, node, jinv + 3 * axis);
-        }
-        regular = !(orientation.size(MATmat3_inverse(jinv, jinv)) <= 0.0);
-        if (!regular) break;
-        multiply_padded(weights, node, x);
-        for (int d = 0; d < 3; ++d) residual[d] = xyz[d] - x[d];
-        multiply(residual, jinv, move, 1, 3, 3);
-        if (converged(move, 3)) break;
-        for (int d = 0; d < 3; ++d) at[d] += move[d];
-    }
-    std::copy_n(at, 3, uvw);
+    PaddedNodes<Cell> node;
+    pad_nodes<Cell>(node_xyz, node);
+    auto iterate = Iterate<Cell>::start(node, start);
+    const bool regular = iterate.approach(node, xyz);
+    std::copy_n(iterate.at, 3, uvw);
     return regular;
 }
 
@@ -142,7 +88,7 @@ template <class Cell>
 Place place_in_cube(const float *node_xyz, const float *xyz, float *uvw) {
     constexpr float kStart[] = {0, 0, 0};
     if (!iterate_in_volume<Cell>(node_xyz, xyz, kStart, uvw)) return kDegenerate;
-    return small(uvw[0], kLimit) && small(uvw[1], kLimit) && small(uvw[2], kLimit) ? kInside : kOutside;
+    return within_cube(uvw) ? kInside : kOutside;
 }
 
 template <class Cell>
@@ -150,8 +96,7 @@ Place place_in_prism(const float *node_xyz, const float *xyz, float *uvw) {
     constexpr float kThird = static_cast<float>(1.0 / 3.0);
     constexpr float kStart[] = {kThird, kThird, 0};
     if (!iterate_in_volume<Cell>(node_xyz, xyz, kStart, uvw)) return kDegenerate;
-    const bool inside = small(uvw[0], kLimit) && small(uvw[1], kLimit) && small(uvw[2], kLimit) &&
-                        not_below_margin(uvw[0]) && not_below_margin(uvw[1]) &&
+    const bool inside = within_cube(uvw) && not_below_margin(uvw[0]) && not_below_margin(uvw[1]) &&
                         kLimit - uvw[0] - uvw[1] >= 0.0;
     return inside ? kInside : kOutside;
 }
@@ -189,13 +134,13 @@ Place place_in_line_2(const float *node_xyz, const float *xyz, float *uvw) {
     Orientation orientation;
     float &u = uvw[0];
     u = 0;
-    for (int step = 0; step < kMaxSteps; ++step) {
+    for (int step = 0; step < kNewtonMaxSteps; ++step) {
         Line2::derivs(uvw, derivs);
         if (orientation.size(line_frame(3, derivs, node_xyz, &jinv, frame, frame_xyz)) <= 0.0)
             return kDegenerate;
         write_framed<Line2>(uvw, xyz, frame, frame_xyz, framed);
         const float candidate = u + framed.off(0) * jinv;
-        if (std::fabs(static_cast<double>(u - candidate)) < kStep) break;
+        if (std::fabs(static_cast<double>(u - candidate)) < kNewtonStep) break;
         u = candidate;
     }
     return small(u, kLimit) && small(framed.off(1), kOffCell) && small(framed.off(2), kOffCell) ? kInside
@@ -210,7 +155,7 @@ Place iterate_in_surface(const float *node_xyz, const float *xyz, float start, d
     float derivs[2 * Cell::kNodes], jinv[4], frame[9], frame_xyz[3 * Cell::kNodes];
     Orientation orientation;
     uvw[0] = uvw[1] = start;
-    for (int step = 0; step < kMaxSteps; ++step) {
+    for (int step = 0; step < kNewtonMaxSteps; ++step) {
         Cell::derivs(uvw, derivs);
         const double size =
             orientation.size(surface_frame(Cell::kNodes, derivs, node_xyz, jinv, frame, frame_xyz));

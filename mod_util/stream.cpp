@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "cell_tracker.hpp"
 #include "mesh_access.hpp"
+#include "vector_rows.hpp"
 
 namespace {
 
@@ -25,11 +27,10 @@ constexpr float kNoExtent = 1.0e10f;
 struct Flow {
     MeshInfo *mesh;
     BlockTable *table;
-    const void *data;
-    int dtype, veclen, null_flag;
-    const void *null_value;
+    VectorRows rows;
 
     int nspace() const { return mesh->nspace; }
+    int veclen() const { return rows.veclen; }
     bool has_methods() const {
         return mesh->field_funcs->find_cell_func && mesh->field_funcs->interp_data_func;
     }
@@ -53,13 +54,31 @@ class MethodSampler {
 
     // 1 when it succeeds, 0 when not.
     int evaluate(const CellPlace &at, float *vector) const {
-        return flow_.mesh->field_funcs->interp_data_func(flow_.mesh, at.cell, flow_.veclen, flow_.data,
-                                                         flow_.dtype, flow_.null_flag, flow_.null_value, 1,
-                                                         at.uvw, vector);
+        return flow_.rows.evaluate(flow_.mesh, at.cell, at.uvw, vector);
     }
 
   private:
     const Flow &flow_;
+};
+
+// On meshes that the library searches by itself.
+class TrackingSampler {
+  public:
+    explicit TrackingSampler(const Flow &flow)
+        : nspace_(flow.nspace()), tracker_(flow.mesh, flow.table, flow.rows) {}
+
+    bool find(const float *position, CellPlace &at) {
+        float xyz[3] = {};
+        std::copy_n(position, nspace_, xyz);
+        return tracker_.find(xyz, &at.cell, at.uvw);
+    }
+    int evaluate(const CellPlace &at, float *vector) const {
+        return tracker_.evaluate(at.cell, at.uvw, vector);
+    }
+
+  private:
+    int nspace_;
+    CellTracker tracker_;
 };
 
 bool all_finite(const float *values, int count) {
@@ -75,8 +94,7 @@ bool all_finite(const float *values, int count) {
 template <class Sampler>
 class Step {
   public:
-    Step(const Sampler &sampler, int nspace, int veclen, double step, const float *x, const float *k1,
-         float *place)
+    Step(Sampler &sampler, int nspace, int veclen, double step, const float *x, const float *k1, float *place)
         : sampler_(sampler),
           nspace_(nspace),
           veclen_(veclen),
@@ -148,7 +166,7 @@ class Step {
         return sampler_.find(place_, at) && sampler_.evaluate(at, k) != 0;
     }
 
-    const Sampler &sampler_;
+    Sampler &sampler_;
     int nspace_, veclen_, common_;
     double step_;
     const float *x_, *k1_;
@@ -166,13 +184,13 @@ int refuse(const char *text) {
 }
 
 template <class Sampler>
-int integrate(const Flow &flow, const Sampler &sampler, double step, int order, const float *x, float *end,
+int integrate(const Flow &flow, Sampler &sampler, double step, int order, const float *x, float *end,
               const float *k1, float *blend) {
-    if (flow.veclen > kMostSteppable) return refuse("INTEGRATE: veclen is greater than 3\n");
+    if (flow.veclen() > kMostSteppable) return refuse("INTEGRATE: veclen is greater than 3\n");
     if (flow.nspace() > kMostSteppable) return refuse("INTEGRATE: nspace is greater than 3\n");
-    std::fill_n(blend, flow.veclen, 0.0f);
+    std::fill_n(blend, flow.veclen(), 0.0f);
     if (order < 1 || order > 4) return refuse("INTEGRATE: unknown integration order\n");
-    return Step<Sampler>(sampler, flow.nspace(), flow.veclen, step, x, k1, end).take(order, blend) ? 1 : 0;
+    return Step<Sampler>(sampler, flow.nspace(), flow.veclen(), step, x, k1, end).take(order, blend) ? 1 : 0;
 }
 
 // ---- The line
@@ -250,9 +268,10 @@ bool box_can_be_had(const MeshInfo *mesh, int cell) {
 }
 
 template <class Sampler>
-void trace(const Flow &flow, const Sampler &sampler, const LineSettings &settings, const float *start,
-           const LineResults &out, float *next_point) {
-    const int nspace = flow.nspace(), veclen = flow.veclen;
+void trace(const Flow &flow, const LineSettings &settings, const float *start, const LineResults &out,
+           float *next_point) {
+    Sampler sampler(flow);
+    const int nspace = flow.nspace(), veclen = flow.veclen();
     float position[kRoom] = {}, vector[kRoom] = {}, blend[kRoom];
     std::copy_n(start, nspace, position);
     StepControl control(flow, settings);
@@ -285,18 +304,24 @@ void trace(const Flow &flow, const Sampler &sampler, const LineSettings &setting
 int UTILintegrate(MeshInfo *mesh, BlockTable *table, int, const void *data, int dtype, int veclen,
                   int null_flag, const void *null_value, double step, int order, const float *point_in,
                   float *point_out, const float *vector_in, float *vector_out) {
-    const Flow flow = {mesh, table, data, dtype, veclen, null_flag, null_value};
+    const Flow flow = {mesh, table, {data, dtype, veclen, null_flag, null_value}};
     if (!flow.has_methods()) return tell_missing_method();
-    return integrate(flow, MethodSampler(flow), step, order, point_in, point_out, vector_in, vector_out);
+    MethodSampler sampler(flow);
+    return integrate(flow, sampler, step, order, point_in, point_out, vector_in, vector_out);
 }
 
 int UTILstream_line(MeshInfo *mesh, BlockTable *table, const void *data, int dtype, int veclen, int null_flag,
                     const void *null_value, int order, int direction, int nseg, double min_vel,
                     const float *start, int max_points, int *npoints, float *coords, float *vectors,
                     int want_trace, int *cells, float *uvw, float *speeds, float *steps, float *next_point) {
-    const Flow flow = {mesh, table, data, dtype, veclen, null_flag, null_value};
+    const Flow flow = {mesh, table, {data, dtype, veclen, null_flag, null_value}};
     if (!flow.has_methods() || !mesh->field_funcs->cell_extent_func) return tell_missing_method();
-    trace(flow, MethodSampler(flow), {order, direction, nseg, min_vel, max_points}, start,
-          {npoints, coords, vectors, want_trace, cells, uvw, speeds, steps}, next_point);
+    const LineSettings settings = {order, direction, nseg, min_vel, max_points};
+    const LineResults out = {npoints, coords, vectors, want_trace, cells, uvw, speeds, steps};
+    if (CellTracker::serves(mesh, table, flow.rows)) {
+        trace<TrackingSampler>(flow, settings, start, out, next_point);
+    } else {
+        trace<MethodSampler>(flow, settings, start, out, next_point);
+    }
     return 1;
 }
