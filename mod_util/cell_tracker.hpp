@@ -15,6 +15,7 @@
 #include "lanes.hpp"
 #include "newton.hpp"
 #include "shape_functions.hpp"
+#include "tet_places.hpp"
 #include "vector_rows.hpp"
 
 namespace isofield::detail {
@@ -68,12 +69,18 @@ class CellTracker {
         if (!current_) return rows_.evaluate(mesh_, cell, uvw, vector);
         const Tracked &at = *current_;
         if (at.null || !at.funcs->shape_func) return 0;
-        if (at.is_hex) {
-            rows_.weigh(hex_.weights, at.nnodes, at.rows, vector);
-        } else {
-            float weights[kMaxCellNodes];
-            at.funcs->shape_func(uvw, weights);
-            rows_.weigh(weights, at.nnodes, at.rows, vector);
+        float weights[kMaxCellNodes];
+        switch (at.kind) {
+            case Kind::kHex:
+                rows_.weigh(hex_.weights, Hex1::kNodes, at.rows, vector);
+                break;
+            case Kind::kTet:
+                Tet1::weights(uvw, weights);
+                rows_.weigh(weights, Tet1::kNodes, at.rows, vector);
+                break;
+            default:
+                at.funcs->shape_func(uvw, weights);
+                rows_.weigh(weights, at.nnodes, at.rows, vector);
         }
         return 1;
     }
@@ -83,17 +90,32 @@ class CellTracker {
     static constexpr int kRoom = 128;                       // cells around a point
     static constexpr float kAround = 0.25f, kAhead = 1.0f;  // in sides of the last cell
 
+    enum class Kind { kHex, kTet, kOther };
+
     struct Tracked {
         int id = -1;
         int nnodes;
         const SetFuncs *funcs;
         Box box;
-        bool null, is_hex;
+        bool null;
+        Kind kind;
         float node_xyz[3 * kMaxCellNodes];
         float rows[kMaxCellNodes][4];
+        // Of the kinds that are solved here: what belongs to the cell alone.
         PaddedNodes<Hex1> node;
         Iterate<Hex1> start;
+        TetPlaces tet;
     };
+
+    static Kind kind_of(const CellNodes &nodes) {
+        const auto is = [&](int nnodes, auto rev_par, auto shape) {
+            return nodes.nnodes == nnodes && nodes.funcs->rev_par_func == rev_par &&
+                   nodes.funcs->shape_func == shape;
+        };
+        if (is(Hex1::kNodes, UTILrev_par_hex_1, UTILsh_func_hex_1)) return Kind::kHex;
+        if (is(Tet1::kNodes, UTILrev_par_tet_1, UTILsh_func_tet_1)) return Kind::kTet;
+        return Kind::kOther;
+    }
 
     // The cell with its nodes; null when they are not to be had.
     Tracked *track(int id) {
@@ -107,12 +129,13 @@ class CellTracker {
         gather_coords(mesh_->coords, mesh_->nspace, nodes, slot.node_xyz);
         slot.box = box_of_gathered(slot.node_xyz, nodes.nnodes);
         slot.null = rows_.gather(nodes.nodes, nodes.nnodes, slot.rows);
-        slot.is_hex = nodes.nnodes == Hex1::kNodes && nodes.funcs->rev_par_func == UTILrev_par_hex_1 &&
-                      nodes.funcs->shape_func == UTILsh_func_hex_1;
-        if (slot.is_hex) {
+        slot.kind = kind_of(nodes);
+        if (slot.kind == Kind::kHex) {
             constexpr float kMiddle[] = {0, 0, 0};
             pad_nodes<Hex1>(slot.node_xyz, slot.node);
             slot.start = Iterate<Hex1>::start(slot.node, kMiddle);
+        } else if (slot.kind == Kind::kTet) {
+            slot.tet = TetPlaces(slot.node_xyz);
         }
         return &slot;
     }
@@ -125,7 +148,8 @@ class CellTracker {
     }
 
     bool place(const Tracked &tracked, const float *xyz, float *uvw) {
-        if (!tracked.is_hex) return tracked.funcs->rev_par_func(tracked.node_xyz, xyz, uvw) > 0;
+        if (tracked.kind == Kind::kTet) return tracked.tet.place(xyz, uvw);
+        if (tracked.kind == Kind::kOther) return tracked.funcs->rev_par_func(tracked.node_xyz, xyz, uvw) > 0;
         hex_ = tracked.start;
         const bool regular = hex_.approach(tracked.node, xyz);
         std::copy_n(hex_.at, 3, uvw);

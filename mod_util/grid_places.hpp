@@ -63,6 +63,14 @@ class UniformAxis {
     bool flat_;
 };
 
+// Of increasing lines the first interval that ends at or above x, at most `last`, sought from one near by.
+template <class Line>
+int interval_near(Line line, int last, int near, float x) {
+    while (near > 0 && x <= line(near)) --near;
+    while (near < last && x > line(near + 1)) ++near;
+    return near;
+}
+
 // Axis d of a grid with lines of its own: a coordinate on a grid line belongs to the cell below it.
 class RectilinearAxis {
   public:

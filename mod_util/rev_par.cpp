@@ -6,6 +6,7 @@
 #include "isofield.h"
 #include "newton.hpp"
 #include "shape_functions.hpp"
+#include "tet_places.hpp"
 
 namespace {
 
@@ -54,21 +55,7 @@ Place place_in_triangle(const float *node_xyz, const float *xyz, float *uvw) {
 }
 
 Place place_in_tet(const float *node_xyz, const float *xyz, float *uvw) {
-    constexpr int kFaces[3][3] = {{1, 3, 2}, {3, 0, 2}, {3, 1, 0}};
-    Vec3 node[4];
-    for (int i = 0; i < 4; ++i) node[i] = load_vector(node_xyz + 3 * i);
-    const Vec3 point = load_vector(xyz);
-    std::fill_n(uvw, 3, 0.0f);
-    const float volume = determinant(node[0] - node[3], node[1] - node[3], node[2] - node[3]);
-    if (volume == 0) return kOutside;
-    for (int i = 0; i < 3; ++i) {
-        const int *face = kFaces[i];
-        uvw[i] = determinant(node[face[0]] - point, node[face[1]] - point, node[face[2]] - point) / volume;
-    }
-    for (int i = 0; i < 3; ++i) {
-        if (uvw[i] > kLimit || uvw[i] + kMargin < 0.0) return kOutside;
-    }
-    return kLimit - uvw[0] - uvw[1] - uvw[2] >= 0.0 ? kInside : kOutside;
+    return TetPlaces(node_xyz).place(xyz, uvw) ? kInside : kOutside;
 }
 
 // ---- Newton steps in volumes

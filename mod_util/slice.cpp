@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <limits>
 
-#include "mesh_access.hpp"
+#include "grid_places.hpp"
 #include "types.hpp"
 #include "vectors.hpp"
 
@@ -139,9 +139,7 @@ class RectilinearPlaces {
         // The first interval that holds p, sought from the last point's where lines increase.
         int k = 0;
         if (increasing_) {
-            for (k = near_; k > 0 && p <= across(k);) --k;
-            while (k < last_ && p > across(k + 1)) ++k;
-            near_ = k;
+            k = near_ = interval_near([this](int line) { return across(line); }, last_, near_, p);
         } else {
             while (k < last_ && !holds(k, p)) ++k;
         }

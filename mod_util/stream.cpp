@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "cell_tracker.hpp"
+#include "grid_tracker.hpp"
 #include "mesh_access.hpp"
 #include "vector_rows.hpp"
 
@@ -61,24 +62,23 @@ class MethodSampler {
     const Flow &flow_;
 };
 
-// On meshes that the library searches by itself.
+// By a tracker, on meshes whose methods are the library's own.
+template <class Tracker>
 class TrackingSampler {
   public:
-    explicit TrackingSampler(const Flow &flow)
-        : nspace_(flow.nspace()), tracker_(flow.mesh, flow.table, flow.rows) {}
+    template <class... Arguments>
+    TrackingSampler(int nspace, const Arguments &...arguments) : nspace_(nspace), tracker_(arguments...) {}
 
     bool find(const float *position, CellPlace &at) {
         float xyz[3] = {};
-        std::copy_n(position, nspace_, xyz);
+        for (int d = 0; d < nspace_; ++d) xyz[d] = position[d];
         return tracker_.find(xyz, &at.cell, at.uvw);
     }
-    int evaluate(const CellPlace &at, float *vector) const {
-        return tracker_.evaluate(at.cell, at.uvw, vector);
-    }
+    int evaluate(const CellPlace &at, float *vector) { return tracker_.evaluate(at.cell, at.uvw, vector); }
 
   private:
     int nspace_;
-    CellTracker tracker_;
+    Tracker tracker_;
 };
 
 bool all_finite(const float *values, int count) {
@@ -268,9 +268,8 @@ bool box_can_be_had(const MeshInfo *mesh, int cell) {
 }
 
 template <class Sampler>
-void trace(const Flow &flow, const LineSettings &settings, const float *start, const LineResults &out,
-           float *next_point) {
-    Sampler sampler(flow);
+void trace(const Flow &flow, Sampler sampler, const LineSettings &settings, const float *start,
+           const LineResults &out, float *next_point) {
     const int nspace = flow.nspace(), veclen = flow.veclen();
     float position[kRoom] = {}, vector[kRoom] = {}, blend[kRoom];
     std::copy_n(start, nspace, position);
@@ -299,6 +298,16 @@ void trace(const Flow &flow, const LineSettings &settings, const float *start, c
     }
 }
 
+// Traces by a grid's tracker. False when the mesh is not one for it.
+template <int kNdim, class Axis>
+bool trace_in_grid(const Flow &flow, const LineSettings &settings, const float *start, const LineResults &out,
+                   float *next_point) {
+    using Tracker = GridTracker<kNdim, Axis>;
+    if (!Tracker::serves(flow.mesh, flow.rows)) return false;
+    trace(flow, TrackingSampler<Tracker>(kNdim, flow.mesh, flow.rows), settings, start, out, next_point);
+    return true;
+}
+
 }  // namespace
 
 int UTILintegrate(MeshInfo *mesh, BlockTable *table, int, const void *data, int dtype, int veclen,
@@ -319,9 +328,13 @@ int UTILstream_line(MeshInfo *mesh, BlockTable *table, const void *data, int dty
     const LineSettings settings = {order, direction, nseg, min_vel, max_points};
     const LineResults out = {npoints, coords, vectors, want_trace, cells, uvw, speeds, steps};
     if (CellTracker::serves(mesh, table, flow.rows)) {
-        trace<TrackingSampler>(flow, settings, start, out, next_point);
-    } else {
-        trace<MethodSampler>(flow, settings, start, out, next_point);
+        trace(flow, TrackingSampler<CellTracker>(flow.nspace(), mesh, table, flow.rows), settings, start, out,
+              next_point);
+    } else if (!trace_in_grid<3, UniformAxis>(flow, settings, start, out, next_point) &&
+               !trace_in_grid<2, UniformAxis>(flow, settings, start, out, next_point) &&
+               !trace_in_grid<3, RectilinearAxis>(flow, settings, start, out, next_point) &&
+               !trace_in_grid<2, RectilinearAxis>(flow, settings, start, out, next_point)) {
+        trace(flow, MethodSampler(flow), settings, start, out, next_point);
     }
     return 1;
 }

@@ -29,10 +29,15 @@ constexpr Vec3 cross(Vec3 a, Vec3 b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
-// The determinant of the matrix with rows a, b and c, by the rule of Sarrus.
+// The determinant of the matrix with rows a, b and c, by the rule of Sarrus; of numbers or of lanes.
+template <class Number>
+constexpr Number sarrus(const Number (&a)[3], const Number (&b)[3], const Number (&c)[3]) {
+    return a[0] * b[1] * c[2] + a[1] * b[2] * c[0] + a[2] * b[0] * c[1] - a[2] * b[1] * c[0] -
+           a[1] * b[0] * c[2] - a[0] * b[2] * c[1];
+}
+
 constexpr float determinant(Vec3 a, Vec3 b, Vec3 c) {
-    return a.x * b.y * c.z + a.y * b.z * c.x + a.z * b.x * c.y - a.z * b.y * c.x - a.y * b.x * c.z -
-           a.x * b.z * c.y;
+    return sarrus<float>({a.x, a.y, a.z}, {b.x, b.y, b.z}, {c.x, c.y, c.z});
 }
 
 // The place t of the way from a to b.
