@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -14,97 +13,28 @@
 #include <utility>
 
 #include "output_array.hpp"
+#include "slot_table.hpp"
 #include "types.hpp"
 
 namespace isofield::detail {
 
-// The slots of a set of keys: open addressing in a power of two, at most half full. Keys that share all but
-// their low three bits stand together, as cells do that a walk visits one after the other.
-class SlotHash {
+// The new nodes of crossed edges, in the order of first sight.
+class NewNodeLists {
   public:
-    explicit SlotHash(std::size_t nslots) : mask_(nslots - 1), shift_(64 - std::countr_zero(nslots)) {}
+    explicit NewNodeLists(const char *unit) : min_node_(unit, kStep), max_node_(unit, kStep) {}
 
-    std::size_t first(std::uint64_t key) const {
-        constexpr std::uint64_t kGolden = 0x9e3779b97f4a7c15u;
-        return static_cast<std::size_t>((key >> 3) * kGolden >> shift_) ^ (key & 7);
-    }
-    std::size_t next(std::size_t slot) const { return (slot + 1) & mask_; }
-
-  private:
-    std::size_t mask_;
-    int shift_;
-};
-
-// A set of keys with what is stored beside each, Slot::key() being 0 in an empty slot.
-template <class Slot>
-class SlotTable {
-  public:
-    bool create() { return allocate(kFirstSlots); }
-
-    // Room for so many more. False when there is no memory.
-    bool reserve(std::size_t more) {
-        std::size_t nslots = nslots_;
-        while (count_ + more > nslots / 2) nslots *= 2;
-        if (nslots == nslots_) return true;
-        const Working<Slot> old = std::move(slots_);
-        const std::size_t nold = nslots_;
-        if (!allocate(nslots)) return false;
-        for (std::size_t i = 0; i < nold; ++i) {
-            if (old[i].key() != 0) find(old[i].key()) = old[i];
-        }
-        return true;
-    }
-
-    // The slot of a key, which may be empty: to be filled, and told by added().
-    Slot &find(std::uint64_t key) {
-        std::size_t slot = hash_.first(key);
-        while (slots_[slot].key() != 0 && slots_[slot].key() != key) slot = hash_.next(slot);
-        return slots_[slot];
-    }
-    void added() { ++count_; }
-
-  private:
-    static constexpr std::size_t kFirstSlots = 4096;
-
-    bool allocate(std::size_t nslots) {
-        slots_ = allocate_cleared<Slot>(nslots);
-        nslots_ = nslots;
-        hash_ = SlotHash(nslots);
-        return slots_ != nullptr;
-    }
-
-    Working<Slot> slots_;
-    std::size_t nslots_ = 0, count_ = 0;
-    SlotHash hash_{kFirstSlots};
-};
-
-// The new nodes of a grid's edges, numbered in the order of first sight. An edge is told by its lower node
-// and its axis.
-class EdgeNumbers {
-  public:
-    explicit EdgeNumbers(const char *unit) : min_node_(unit, kStep), max_node_(unit, kStep) {}
-
-    bool create() { return table_.create() && min_node_.create() && max_node_.create(); }
+    bool create() { return min_node_.create() && max_node_.create(); }
 
     // Room for so many more. False when there is no memory.
     bool reserve(int more) {
-        return table_.reserve(static_cast<std::size_t>(more)) &&
-               min_node_.reserve_amply(std::int64_t{count_} + more) &&
+        return min_node_.reserve_amply(std::int64_t{count_} + more) &&
                max_node_.reserve_amply(std::int64_t{count_} + more);
     }
 
-    int operator()(int lo, int axis, int hi) {
-        const std::uint64_t key =
-            std::uint64_t{static_cast<unsigned>(lo)} << 2 | (static_cast<unsigned>(axis) + 1);
-        Edge &edge = table_.find(key);
-        if (edge.key_ == 0) {
-            table_.added();
-            edge = {key, count_};
-            min_node_.data()[count_] = lo;
-            max_node_.data()[count_] = hi;
-            ++count_;
-        }
-        return edge.number;
+    int add(int lo, int hi) {
+        min_node_.data()[count_] = lo;
+        max_node_.data()[count_] = hi;
+        return count_++;
     }
 
     void hand_over(int **min_node, int **max_node, int *count) {
@@ -116,47 +46,17 @@ class EdgeNumbers {
   private:
     static constexpr int kStep = 1024;
 
-    struct Edge {
-        std::uint64_t key_;
-        int number;
-        std::uint64_t key() const { return key_; }
-    };
-
-    SlotTable<Edge> table_;
     OutputArray<int> min_node_, max_node_;
     int count_ = 0;
 };
 
-// A set of cells.
-class CellSetHash {
-  public:
-    bool create() { return table_.create(); }
-    bool holds(int cell) { return table_.find(key_of(cell)).key() != 0; }
-    // False when there is no memory.
-    bool add(int cell) {
-        if (!table_.reserve(1)) return false;
-        Cell &slot = table_.find(key_of(cell));
-        if (slot.key() == 0) table_.added();
-        slot.key_ = static_cast<unsigned>(key_of(cell));
-        return true;
-    }
-
-  private:
-    struct Cell {
-        unsigned key_;
-        std::uint64_t key() const { return key_; }
-    };
-    static std::uint64_t key_of(int cell) { return std::uint64_t{static_cast<unsigned>(cell)} + 1; }
-
-    SlotTable<Cell> table_;
-};
-
 // The cells that wait: the last one in is the first one out.
+template <class Cell>
 class CellStack {
   public:
     bool create() { return grow(kFirstCells); }
     // False when there is no memory.
-    bool push(const int *cells, int ncells) {
+    bool push(const Cell *cells, int ncells) {
         const auto more = static_cast<std::size_t>(ncells);
         if (count_ + more > capacity_ && !grow(2 * capacity_)) return false;
         std::copy_n(cells, more, cells_.get() + count_);
@@ -164,13 +64,13 @@ class CellStack {
         return true;
     }
     bool empty() const { return count_ == 0; }
-    int pop() { return cells_[--count_]; }
+    Cell pop() { return cells_[--count_]; }
 
   private:
     static constexpr std::size_t kFirstCells = 1024;
 
     bool grow(std::size_t capacity) {
-        Working<int> grown = allocate_working<int>(capacity);
+        Working<Cell> grown = allocate_working<Cell>(capacity);
         if (!grown) return false;
         if (count_ > 0) std::copy_n(cells_.get(), count_, grown.get());
         cells_ = std::move(grown);
@@ -178,7 +78,7 @@ class CellStack {
         return true;
     }
 
-    Working<int> cells_;
+    Working<Cell> cells_;
     std::size_t capacity_ = 0, count_ = 0;
 };
 
@@ -193,36 +93,35 @@ struct WalkResults {
     }
 };
 
-// Everything that a walk holds.
-struct Walk {
-    Walk(const char *unit, const WalkResults &out) : results(out), edges(unit), connect(unit, kConnectStep) {}
+// What walks make.
+class WalkOutput {
+  public:
+    explicit WalkOutput(const char *unit) : nodes(unit), connect_(unit, kConnectStep) {}
 
-    bool create() { return connect.create() && edges.create() && done.create() && waiting.create(); }
+    bool create() { return connect_.create() && nodes.create(); }
 
     // Room for so many more ints of connectivity. False, and told, when there is no memory.
     bool reserve_connect(int more) {
-        if (connect.reserve_amply(std::int64_t{nconnect} + more)) return true;
+        if (connect_.reserve_amply(std::int64_t{nconnect_} + more)) return true;
         std::fputs("realloc for connect list failed\n", stderr);
         return false;
     }
-    void append(int node) { connect.data()[nconnect++] = node; }
+    void append(int node) { connect_.data()[nconnect_++] = node; }
 
-    void hand_over(int nodes_of_element) {
-        edges.hand_over(results.min_node, results.max_node, results.nnew);
-        *results.connect = connect.release();
-        *results.nconnect = nconnect;
-        *results.nelements = nconnect / nodes_of_element;
+    void hand_over(int nodes_of_element, const WalkResults &out) {
+        nodes.hand_over(out.min_node, out.max_node, out.nnew);
+        *out.connect = connect_.release();
+        *out.nconnect = nconnect_;
+        *out.nelements = nconnect_ / nodes_of_element;
     }
 
-    const WalkResults &results;
-    EdgeNumbers edges;
-    CellSetHash done;
-    CellStack waiting;
-    OutputArray<int> connect;
-    int nconnect = 0;
+    NewNodeLists nodes;
 
   private:
     static constexpr int kConnectStep = 1024;
+
+    OutputArray<int> connect_;
+    int nconnect_ = 0;
 };
 
 // The cell of a point, and the data there, which are the walk's level. False where there is none, told for a

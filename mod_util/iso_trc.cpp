@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdlib>
 
+#include "brick_map.hpp"
 #include "case_rows.hpp"
 #include "grid_walk.hpp"
 #include "progress.hpp"
@@ -37,7 +38,7 @@ constexpr std::array<int, 256> kCrossedFaces = [] {
 }();
 
 struct CellEdge {
-    std::uint8_t lower, axis;  // its lower corner, 0 to 7
+    std::uint8_t offset, axis;  // of its lower corner along the axes, a bit for each
 };
 
 // A case of a cell's eight corners: its edges in the order of the polygons' corners, and the triangles
@@ -57,7 +58,7 @@ constexpr int kCornerBits[8] = {0, 1, 3, 2, 4, 5, 7, 6};
 constexpr CellEdge edge_between(int a, int b) {
     const int at_a = kCornerBits[a], at_b = kCornerBits[b], axis_bit = at_a ^ at_b;
     const int axis = axis_bit == 1 ? 0 : axis_bit == 2 ? 1 : 2;
-    return {static_cast<std::uint8_t>(at_a < at_b ? a : b), static_cast<std::uint8_t>(axis)};
+    return {static_cast<std::uint8_t>(at_a & at_b), static_cast<std::uint8_t>(axis)};
 }
 
 constexpr std::array<Plan, kAllAbove + 1> kPlans = [] {
@@ -77,96 +78,106 @@ constexpr std::array<Plan, kAllAbove + 1> kPlans = [] {
 
 enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
 
+// The bits of a case index from those of Brick::corners.
+constexpr unsigned case_index(unsigned corners) {
+    return (corners & 3) | (corners & 12) << 2 | (corners >> 4 & 3) << 2 | (corners >> 6) << 6;
+}
+
 template <class T>
 class SheetWalk {
   public:
-    SheetWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level, Walk &walk)
-        : data_(data),
-          has_nulls_(has_nulls),
-          null_value_(null_value),
-          level_(level),
-          walk_(walk),
+    SheetWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level,
+              WalkOutput &out)
+        : out_(out),
           poll_(mesh->ncell_sets > 0 ? mesh->cell_ncells[0] : mesh->nnodes, kPollPeriod),
           dims_{mesh->dims[0], mesh->dims[1], mesh->dims[2]},
-          stride_{1, dims_[0], dims_[0] * dims_[1]} {
-        for (int c = 0; c < 8; ++c) {
-            offset_[c] = 0;
-            for (int d = 0; d < 3; ++d) offset_[c] += (kCornerBits[c] >> d & 1) * stride_[d];
-        }
-    }
+          stride_{1, dims_[0], dims_[0] * dims_[1]},
+          bricks_(mesh->dims, data, level, has_nulls, null_value) {}
 
     Outcome run(int seed) {
-        if (holds(seed) && !walk_.waiting.push(&seed, 1)) return Outcome::kFailed;
-        for (int taken = 1; !walk_.waiting.empty(); ++taken) {
-            const int cell = walk_.waiting.pop();
-            if (walk_.done.holds(cell)) continue;
+        if (!bricks_.create() || !waiting_.create()) return Outcome::kFailed;
+        const Index3 start = split(seed);
+        if (holds(start) && !waiting_.push(&start, 1)) return Outcome::kFailed;
+        for (int taken = 1; !waiting_.empty(); ++taken) {
+            const Index3 cell = waiting_.pop();
+            Brick *brick = bricks_.at(cell);
+            if (!brick) return Outcome::kFailed;
+            if (brick->is_done(cell)) continue;
             if (poll_.stop(taken)) return Outcome::kInterrupted;
-            const unsigned index = index_of(cell);
+            if (Brick::corners(brick->null, cell) != 0) continue;
+            const unsigned index = case_index(Brick::corners(brick->above, cell));
             if (index == 0 || index == kAllAbove) continue;
-            if (!add_cell(cell, index)) return Outcome::kFailed;
+            if (!add_triangles(cell, brick, kPlans[index])) return Outcome::kFailed;
+            brick->set_done(cell);
+            if (!push_neighbours(cell, kCrossedFaces[index])) return Outcome::kFailed;
         }
         return Outcome::kDone;
     }
 
   private:
-    bool holds(int cell) const {
-        if (cell < 0) return false;
-        const auto [i, j, k] = split(cell);
-        return i < dims_[0] - 1 && j < dims_[1] - 1 && k < dims_[2] - 1;
-    }
-
-    std::array<int, 3> split(int cell) const {
+    Index3 split(int cell) const {
         const int row = cell / dims_[0], plane = row / dims_[1];
         return {cell - row * dims_[0], row - plane * dims_[1], plane};
     }
 
-    // The case of a cell, that of no crossing for null cells.
-    unsigned index_of(int cell) const {
-        const T *corner = data_ + cell;
-        unsigned index = 0;
-        bool null = false;
-        for (unsigned bit = 0; bit < 8; ++bit) {
-            const T value = corner[offset_[slice_nodes_hex[bit]]];
-            index |= (static_cast<double>(value) >= level_ ? 1u : 0u) << bit;
-            null |= value == null_value_;
-        }
-        return has_nulls_ && null ? 0 : index;
+    bool holds(const Index3 &cell) const {
+        bool inside = true;
+        for (std::size_t d = 0; d < 3; ++d) inside &= cell[d] >= 0 && cell[d] < dims_[d] - 1;
+        return inside;
     }
 
-    // Makes a cell's triangles, and puts the neighbours that it leads to on the stack.
-    bool add_cell(int cell, unsigned index) {
-        const Plan &plan = kPlans[index];
-        if (!walk_.edges.reserve(plan.ncorners) || !walk_.reserve_connect(3 * plan.ntris)) return false;
+    bool add_triangles(const Index3 &cell, Brick *brick, const Plan &plan) {
+        if (!out_.nodes.reserve(plan.ncorners) || !out_.reserve_connect(3 * plan.ntris)) return false;
         int nodes[Plan::kMostCorners];
         for (int c = 0; c < plan.ncorners; ++c) {
-            const CellEdge edge = plan.edges[c];
-            const int lower = cell + offset_[edge.lower];
-            nodes[c] = walk_.edges(lower, edge.axis, lower + stride_[edge.axis]);
+            nodes[c] = node_on(cell, brick, plan.edges[c]);
+            if (nodes[c] < 0) return false;
         }
         for (int t = 0; t < plan.ntris; ++t) {
-            for (const std::uint8_t corner : plan.triangles[t]) walk_.append(nodes[corner]);
+            for (const std::uint8_t corner : plan.triangles[t]) out_.append(nodes[corner]);
         }
-        if (!walk_.done.add(cell)) return false;
-        const std::array<int, 3> at = split(cell);
-        const int faces = ISOtrace_hex[index];
-        int neighbours[6], count = 0;
-        for (int d = 0; d < 3; ++d) {
-            const bool lower = (faces >> (2 * d) & 1) != 0, upper = (faces >> (2 * d + 1) & 1) != 0;
-            const auto axis = static_cast<std::size_t>(d);
-            if (at[axis] > 0 && lower) neighbours[count++] = cell - stride_[d];
-            if (at[axis] < dims_[d] - 2 && upper) neighbours[count++] = cell + stride_[d];
-        }
-        return walk_.waiting.push(neighbours, count);
+        return true;
     }
 
-    const T *data_;
-    bool has_nulls_;
-    T null_value_;
-    double level_;
-    Walk &walk_;
+    // The new node on an edge of a cell, or -1 when there is no memory. There is room for it in the lists.
+    int node_on(const Index3 &cell, Brick *brick, CellEdge edge) {
+        const int i = cell[0] + (edge.offset & 1), j = cell[1] + (edge.offset >> 1 & 1),
+                  k = cell[2] + (edge.offset >> 2);
+        const auto bit = [](int at, int from) {
+            return static_cast<unsigned>((at ^ from) >> Brick::kBits & 1);
+        };
+        const unsigned beyond = bit(i, cell[0]) | bit(j, cell[1]) << 1 | bit(k, cell[2]) << 2;
+        Brick *const holder = bricks_.beyond(brick, beyond);
+        if (!holder) return -1;
+        int &number = holder->edges[edge.axis][Brick::local(i, j, k)];
+        if (number == 0) {
+            const int lower = i + stride_[1] * j + stride_[2] * k;
+            number = out_.nodes.add(lower, lower + stride_[edge.axis]) + 1;
+        }
+        return number - 1;
+    }
+
+    bool push_neighbours(const Index3 &cell, int faces) {
+        Index3 neighbours[6];
+        int count = 0;
+        for (std::size_t d = 0; d < 3; ++d, faces >>= 2) {
+            if (cell[d] > 0 && (faces & 1) != 0) {
+                neighbours[count] = cell;
+                --neighbours[count++][d];
+            }
+            if (cell[d] < dims_[d] - 2 && (faces & 2) != 0) {
+                neighbours[count] = cell;
+                ++neighbours[count++][d];
+            }
+        }
+        return waiting_.push(neighbours, count);
+    }
+
+    WalkOutput &out_;
     Poll poll_;
-    int dims_[3], stride_[3];
-    int offset_[8];  // of a cell's corners
+    Index3 dims_, stride_;
+    BrickMap<T> bricks_;
+    CellStack<Index3> waiting_;
 };
 
 template <class T>
@@ -176,10 +187,10 @@ int trace(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByVal
     const T null_value = static_cast<T>(null_by_value);
     int seed = -1;
     if (!find_start(mesh, table, data, null_flag, null_value, xyz, &seed, level) || mesh->ndim != 3) return 0;
-    Walk walk(kUnit, out);
-    if (!walk.create()) return 0;
-    const Outcome outcome = SheetWalk<T>(mesh, data, null_flag != 0, null_value, *level, walk).run(seed);
-    if (outcome == Outcome::kDone) walk.hand_over(3);
+    WalkOutput made(kUnit);
+    if (!made.create()) return 0;
+    const Outcome outcome = SheetWalk<T>(mesh, data, null_flag != 0, null_value, *level, made).run(seed);
+    if (outcome == Outcome::kDone) made.hand_over(3, out);
     return static_cast<int>(outcome);
 }
 

@@ -11,25 +11,37 @@ using namespace isofield::detail;
 
 constexpr const char *kUnit = "mod_util/isoline_trc";
 
+// A slot of a set of cells, and of the new nodes of edges; keys start at 1.
+struct DoneCell {
+    std::uint32_t key_;
+    std::uint64_t key() const { return key_; }
+};
+struct NumberedEdge {
+    std::uint64_t key_;
+    int number;
+    std::uint64_t key() const { return key_; }
+};
+
 template <class T>
 class LineWalk {
   public:
-    LineWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level, Walk &walk)
+    LineWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level, WalkOutput &out)
         : data_(data),
           has_nulls_(has_nulls),
           null_value_(null_value),
           level_(level),
-          walk_(walk),
+          out_(out),
           nnodes_(mesh->nnodes),
           dims_{mesh->dims[0], mesh->dims[1]},
           offset_{0, 1, dims_[0] + 1, dims_[0]} {}
 
     // False when there is no memory.
     bool run(int seed) {
-        if (holds(seed) && !walk_.waiting.push(&seed, 1)) return false;
-        while (!walk_.waiting.empty()) {
-            const int cell = walk_.waiting.pop();
-            if (!walk_.done.holds(cell) && !visit_cell(cell)) return false;
+        if (!waiting_.create() || !done_.create() || !edges_.create()) return false;
+        if (holds(seed) && !waiting_.push(&seed, 1)) return false;
+        while (!waiting_.empty()) {
+            const int cell = waiting_.pop();
+            if (done_.find(key_of(cell)).key_ == 0 && !visit_cell(cell)) return false;
         }
         return true;
     }
@@ -56,24 +68,43 @@ class LineWalk {
             crossed[e] = crosses(value[e], value[(e + 1) % 4]);
             if (crossed[e]) edges[count++] = static_cast<int>(e);
         }
-        return count == 0 || (add_segments(cell, edges, count, value[0] < value[1]) && walk_.done.add(cell) &&
+        return count == 0 || (add_segments(cell, edges, count, value[0] < value[1]) && set_done(cell) &&
                               push_neighbours(cell, crossed));
     }
 
+    static std::uint64_t key_of(int cell) { return std::uint64_t{static_cast<std::uint32_t>(cell)} + 1; }
+
+    bool set_done(int cell) {
+        if (!done_.reserve(1)) return false;
+        done_.find(key_of(cell)).key_ = static_cast<std::uint32_t>(key_of(cell));
+        done_.added();
+        return true;
+    }
+
+    // The new node of the edge that starts at a node and runs along an axis. There is room for it.
+    int node_on(int lower, int axis) {
+        const std::uint64_t key = 2 * key_of(lower) + static_cast<std::uint64_t>(axis);
+        NumberedEdge &edge = edges_.find(key);
+        if (edge.key_ == 0) {
+            edge = {key, out_.nodes.add(lower, lower + (axis == 0 ? 1 : dims_[0]))};
+            edges_.added();
+        }
+        return edge.number;
+    }
+
     bool add_segments(int cell, const int *edges, int count, bool rising) {
-        if (!walk_.edges.reserve(4) || !walk_.reserve_connect(4)) return false;
+        if (!edges_.reserve(4) || !out_.nodes.reserve(4) || !out_.reserve_connect(4)) return false;
         int ids[4];
         for (int i = 0; i < count; ++i) {
             // Edges 0 and 2 run along the first axis, 1 and 3 along the second.
-            const int edge = edges[i], axis = edge % 2;
-            const int lower = cell + (edge == 1 ? 1 : edge == 2 ? dims_[0] : 0);
-            ids[i] = walk_.edges(lower, axis, lower + (axis == 0 ? 1 : dims_[0]));
+            const int edge = edges[i];
+            ids[i] = node_on(cell + (edge == 1 ? 1 : edge == 2 ? dims_[0] : 0), edge % 2);
         }
-        walk_.append(ids[0]);
-        walk_.append(count == 1 ? ids[0] : count == 4 && !rising ? ids[3] : ids[1]);
+        out_.append(ids[0]);
+        out_.append(count == 1 ? ids[0] : count == 4 && !rising ? ids[3] : ids[1]);
         if (count == 4) {
-            walk_.append(ids[2]);
-            walk_.append(rising ? ids[3] : ids[1]);
+            out_.append(ids[2]);
+            out_.append(rising ? ids[3] : ids[1]);
         }
         return true;
     }
@@ -85,14 +116,17 @@ class LineWalk {
         if (i < dims_[0] - 2 && crossed[1]) neighbours[count++] = cell + 1;
         if (j > 0 && crossed[0]) neighbours[count++] = cell - dims_[0];
         if (j < dims_[1] - 2 && crossed[2]) neighbours[count++] = cell + dims_[0];
-        return walk_.waiting.push(neighbours, count);
+        return waiting_.push(neighbours, count);
     }
 
     const T *data_;
     bool has_nulls_;
     T null_value_;
     double level_;
-    Walk &walk_;
+    WalkOutput &out_;
+    CellStack<int> waiting_;
+    SlotTable<DoneCell> done_;
+    SlotTable<NumberedEdge> edges_;
     int nnodes_;
     std::array<int, 2> dims_;
     std::array<int, 4> offset_;  // of a cell's corners
@@ -105,10 +139,10 @@ int trace(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByVal
     const T null_value = static_cast<T>(null_by_value);
     int seed = -1;
     if (!find_start(mesh, table, data, null_flag, null_value, xyz, &seed, level) || mesh->ndim < 2) return 0;
-    Walk walk(kUnit, out);
-    if (!walk.create() || !LineWalk<T>(mesh, data, null_flag != 0, null_value, *level, walk).run(seed))
+    WalkOutput made(kUnit);
+    if (!made.create() || !LineWalk<T>(mesh, data, null_flag != 0, null_value, *level, made).run(seed))
         return 0;
-    walk.hand_over(2);
+    made.hand_over(2, out);
     return 1;
 }
 
