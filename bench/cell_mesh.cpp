@@ -131,12 +131,11 @@ FieldPtr cell_field(const CellMesh &cells) {
     return field;
 }
 
-FieldPtr structured_field(const CellMesh &nodes, int n) {
+FieldPtr structured_field(const CellMesh &nodes, const std::array<int, 3> &dims) {
     const auto grid = vtkSmartPointer<vtkStructuredGrid>::New();
-    grid->SetDimensions(n, n, n);
-    const int dims[] = {n, n, n};
+    grid->SetDimensions(dims.data());
     MeshInfo *mesh = nullptr;
-    isohost_mesh_structured(3, dims, 3, set_nodes(*grid, nodes), &mesh);
+    isohost_mesh_structured(3, dims.data(), 3, set_nodes(*grid, nodes), &mesh);
     auto field = std::make_shared<Field>();
     field->dataset = grid;
     field->mesh.reset(mesh);

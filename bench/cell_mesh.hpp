@@ -27,8 +27,8 @@ struct CellMesh {
 // grid.
 FieldPtr cell_field(const CellMesh &cells);
 
-// The nodes alone, as those of a structured grid of n^3 nodes, first axis fastest.
-FieldPtr structured_field(const CellMesh &nodes, int n);
+// The nodes alone, as those of a structured grid, first axis fastest.
+FieldPtr structured_field(const CellMesh &nodes, const std::array<int, 3> &dims);
 
 }  // namespace bench
 

@@ -52,7 +52,7 @@ FieldPtr rectilinear(int n) {
 }
 
 FieldPtr structured(int n) {
-    return bench::structured_field(bench::Lattice(n - 1, 2).mesh, n);
+    return bench::structured_field(bench::Lattice(n - 1, 2).mesh, {n, n, n});
 }
 
 FieldPtr hexahedra(int n) {

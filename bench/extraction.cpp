@@ -42,7 +42,7 @@ float *place(const Field &field, const NewNodes &nodes, int nold = 0, const int 
 }
 
 // Triangles, or -1.
-long long isosurface(const Field &field) {
+long long isosurface(const Field &field, bool placed) {
     NewNodes nodes;
     int nlines, line_size, ntris, tri_size;
     int *lines, *tris;
@@ -51,7 +51,7 @@ long long isosurface(const Field &field) {
                     nullptr, nullptr) != 1) {
         return -1;
     }
-    ARRfree_f(place(field, nodes), __FILE__, __LINE__);
+    if (placed) ARRfree_f(place(field, nodes), __FILE__, __LINE__);
     ARRfree_f(lines, __FILE__, __LINE__);
     ARRfree_f(tris, __FILE__, __LINE__);
     return ntris;
@@ -157,7 +157,11 @@ long long bands(const Field &field, const std::vector<double> &levels) {
 }  // namespace
 
 Contestant our_isosurface(FieldPtr field) {
-    return {"isofield", [field] { return isosurface(*field); }, isohost_trim_arrays};
+    return {"isofield", [field] { return isosurface(*field, true); }, isohost_trim_arrays};
+}
+
+Contestant our_bare_isosurface(std::string name, FieldPtr field) {
+    return {std::move(name), [field] { return isosurface(*field, false); }, isohost_trim_arrays};
 }
 
 Contestant our_isolines(FieldPtr field) {

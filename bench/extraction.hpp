@@ -3,14 +3,16 @@
 #define ISOFIELD_BENCH_EXTRACTION_HPP
 
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "peer.hpp"
 
 namespace bench {
 
-// Ours: triangles or segments, then the new nodes' parameters and coordinates.
+// Ours: triangles or segments, then the new nodes' parameters and coordinates, or triangles alone.
 Contestant our_isosurface(FieldPtr field);
+Contestant our_bare_isosurface(std::string name, FieldPtr field);
 Contestant our_isolines(FieldPtr field);
 
 // Ours: what lies at or above the level, or each band between neighbours of the ascending `levels`. All end

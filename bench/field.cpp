@@ -85,8 +85,7 @@ FieldPtr rectilinear_field(const Field &image, const std::vector<float> &lines) 
     return field;
 }
 
-void add_vectors(Field &field) {
-    constexpr double kScale = 0.1;  // a period in 63 units of length
+void add_vectors(Field &field, const Flow &flow) {
     const vtkIdType nnodes = field.dataset->GetNumberOfPoints();
     vtkNew<vtkFloatArray> vectors;
     vectors->SetName("vectors");
@@ -96,12 +95,27 @@ void add_vectors(Field &field) {
     for (vtkIdType node = 0; node < nnodes; ++node) {
         double xyz[3];
         field.dataset->GetPoint(node, xyz);
-        for (int phase = 0; phase < 3; ++phase) {
-            *value++ = static_cast<float>(
-                wave(kScale * xyz[0] + phase, kScale * xyz[1] + 2 * phase, kScale * xyz[2] + 3 * phase));
-        }
+        for (const double component : flow(xyz)) *value++ = static_cast<float>(component);
     }
     field.dataset->GetPointData()->SetVectors(vectors);
+}
+
+void add_vectors(Field &field) {
+    constexpr double kScale = 0.1;  // a period in 63 units of length
+    add_vectors(field, [](const double *xyz) {
+        std::array<double, 3> waves;
+        for (int phase = 0; phase < 3; ++phase) {
+            waves[phase] =
+                wave(kScale * xyz[0] + phase, kScale * xyz[1] + 2 * phase, kScale * xyz[2] + 3 * phase);
+        }
+        return waves;
+    });
+}
+
+TablePtr search_table(MeshInfo *mesh) {
+    BlockTable *table = nullptr;
+    mesh->field_funcs->interp_init_func(mesh, &table);
+    return TablePtr(table);
 }
 
 }  // namespace bench

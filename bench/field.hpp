@@ -6,6 +6,8 @@
 #include <vtkImageData.h>
 #include <vtkSmartPointer.h>
 
+#include <array>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -16,6 +18,11 @@ namespace bench {
 struct FreeMesh {
     void operator()(MeshInfo *mesh) const { isohost_mesh_free(mesh); }
 };
+
+struct FreeTable {
+    void operator()(BlockTable *table) const { isohost_block_table_free(table); }
+};
+using TablePtr = std::unique_ptr<BlockTable, FreeTable>;
 
 // A scalar on the nodes of a mesh, and vectors if they are added. Both sides read the same coordinates and
 // data; node numbers of cells stand twice, as each side wants them.
@@ -46,8 +53,15 @@ FieldPtr wave_image(int ni, int nj, int nk, double waves, float noise);
 // The scalars of an image of as many nodes a side as there are lines, on these grid lines on every axis.
 FieldPtr rectilinear_field(const Field &image, const std::vector<float> &lines);
 
+// Adds vectors, told by their place.
+using Flow = std::function<std::array<double, 3>(const double *xyz)>;
+void add_vectors(Field &field, const Flow &flow);
+
 // Adds a vector of three waves, each of another phase, to every node.
 void add_vectors(Field &field);
+
+// Builds the search table; null on grids that take none.
+TablePtr search_table(MeshInfo *mesh);
 
 }  // namespace bench
 

@@ -49,5 +49,9 @@ std::vector<bench::Case> probe_cases();
 std::vector<bench::Case> integral_cases();
 std::vector<bench::Case> derivative_cases();
 std::vector<bench::Case> threshold_cases();
+std::vector<bench::Case> streamline_cases();
+std::vector<bench::Case> glyph_cases();
+std::vector<bench::Case> trace_cases();
+std::vector<bench::Case> slice_cases();
 
 #endif

@@ -85,16 +85,10 @@ Probe probe_graded(const bench::CellMesh &mesh, int count) {
     return probe;
 }
 
-BlockTable *our_table(MeshInfo *mesh) {
-    BlockTable *table = nullptr;
-    mesh->field_funcs->interp_init_func(mesh, &table);
-    return table;
-}
-
 // Points found, or -1.
 long long our_samples(const Probe &probe) {
     MeshInfo *mesh = probe.field->mesh.get();
-    BlockTable *table = our_table(mesh);
+    const bench::TablePtr table = bench::search_table(mesh);
     const int count = static_cast<int>(probe.count()), veclen = 1;
     const void *data = probe.field->data();
     constexpr float kHighest = 3;           // of a wave
@@ -103,14 +97,13 @@ long long our_samples(const Probe &probe) {
     int null_flag = 0;
     void *out = ARRalloc_f(nullptr, 4, count, nullptr, __FILE__, __LINE__);
     const int result =
-        UTILinterpolate_data(count, probe.xyz(), 3, nullptr, mesh, table, 1, probe.field->dtype(), &veclen,
-                             &data, nullptr, &range_high, &null_flag, &null_value, &out);
+        UTILinterpolate_data(count, probe.xyz(), 3, nullptr, mesh, table.get(), 1, probe.field->dtype(),
+                             &veclen, &data, nullptr, &range_high, &null_flag, &null_value, &out);
     const auto *values = static_cast<const float *>(out);
     float outside;
     std::memcpy(&outside, &null_value, sizeof outside);
     const auto missing = std::count(values, values + count, outside);
     ARRfree_f(out, __FILE__, __LINE__);
-    isohost_block_table_free(table);
     return result == 1 ? count - missing : -1;
 }
 
@@ -192,10 +185,7 @@ Contestant builder(const char *name, const FieldPtr &field) {
 
 std::vector<Contestant> build_contestants(const FieldPtr &field) {
     const auto build = [field]() -> long long {
-        BlockTable *table = our_table(field->mesh.get());
-        const long long ncells = table ? field->mesh->ncells : -1;
-        isohost_block_table_free(table);
-        return ncells;
+        return bench::search_table(field->mesh.get()) ? field->mesh->ncells : -1;
     };
     return {{"isofield", build, isohost_trim_arrays},
             builder<vtkStaticCellLocator>("vtkStaticCellLocator", field),

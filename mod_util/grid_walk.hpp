@@ -55,14 +55,11 @@ template <class Cell>
 class CellStack {
   public:
     bool create() { return grow(kFirstCells); }
-    // False when there is no memory.
-    bool push(const Cell *cells, int ncells) {
-        const auto more = static_cast<std::size_t>(ncells);
-        if (count_ + more > capacity_ && !grow(2 * capacity_)) return false;
-        std::copy_n(cells, more, cells_.get() + count_);
-        count_ += more;
-        return true;
+    // Room for so many more. False when there is no memory.
+    bool reserve(std::size_t more) {
+        return count_ + more <= capacity_ || grow(std::max(count_ + more, 2 * capacity_));
     }
+    void push(const Cell &cell) { cells_[count_++] = cell; }
     bool empty() const { return count_ == 0; }
     Cell pop() { return cells_[--count_]; }
 

@@ -97,7 +97,7 @@ class SheetWalk {
     Outcome run(int seed) {
         if (!bricks_.create() || !waiting_.create()) return Outcome::kFailed;
         const Index3 start = split(seed);
-        if (holds(start) && !waiting_.push(&start, 1)) return Outcome::kFailed;
+        if (holds(start)) waiting_.push(start);
         for (int taken = 1; !waiting_.empty(); ++taken) {
             const Index3 cell = waiting_.pop();
             Brick *brick = bricks_.at(cell);
@@ -158,19 +158,17 @@ class SheetWalk {
     }
 
     bool push_neighbours(const Index3 &cell, int faces) {
-        Index3 neighbours[6];
-        int count = 0;
+        if (!waiting_.reserve(6)) return false;
+        const auto push_at = [&](std::size_t d, int step) {
+            Index3 neighbour = cell;
+            neighbour[d] += step;
+            waiting_.push(neighbour);
+        };
         for (std::size_t d = 0; d < 3; ++d, faces >>= 2) {
-            if (cell[d] > 0 && (faces & 1) != 0) {
-                neighbours[count] = cell;
-                --neighbours[count++][d];
-            }
-            if (cell[d] < dims_[d] - 2 && (faces & 2) != 0) {
-                neighbours[count] = cell;
-                ++neighbours[count++][d];
-            }
+            if (cell[d] > 0 && (faces & 1) != 0) push_at(d, -1);
+            if (cell[d] < dims_[d] - 2 && (faces & 2) != 0) push_at(d, 1);
         }
-        return waiting_.push(neighbours, count);
+        return true;
     }
 
     WalkOutput &out_;

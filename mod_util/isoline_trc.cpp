@@ -38,7 +38,7 @@ class LineWalk {
     // False when there is no memory.
     bool run(int seed) {
         if (!waiting_.create() || !done_.create() || !edges_.create()) return false;
-        if (holds(seed) && !waiting_.push(&seed, 1)) return false;
+        if (holds(seed)) waiting_.push(seed);
         while (!waiting_.empty()) {
             const int cell = waiting_.pop();
             if (done_.find(key_of(cell)).key_ == 0 && !visit_cell(cell)) return false;
@@ -111,12 +111,12 @@ class LineWalk {
 
     bool push_neighbours(int cell, const bool *crossed) {
         const int j = cell / dims_[0], i = cell - j * dims_[0];
-        int neighbours[4], count = 0;
-        if (i > 0 && crossed[3]) neighbours[count++] = cell - 1;
-        if (i < dims_[0] - 2 && crossed[1]) neighbours[count++] = cell + 1;
-        if (j > 0 && crossed[0]) neighbours[count++] = cell - dims_[0];
-        if (j < dims_[1] - 2 && crossed[2]) neighbours[count++] = cell + dims_[0];
-        return waiting_.push(neighbours, count);
+        if (!waiting_.reserve(4)) return false;
+        if (i > 0 && crossed[3]) waiting_.push(cell - 1);
+        if (i < dims_[0] - 2 && crossed[1]) waiting_.push(cell + 1);
+        if (j > 0 && crossed[0]) waiting_.push(cell - dims_[0]);
+        if (j < dims_[1] - 2 && crossed[2]) waiting_.push(cell + dims_[0]);
+        return true;
     }
 
     const T *data_;
