@@ -96,41 +96,55 @@ class SheetWalk {
 
     Outcome run(int seed) {
         if (!bricks_.create() || !waiting_.create()) return Outcome::kFailed;
-        const Index3 start = split(seed);
-        if (holds(start)) waiting_.push(start);
+        const int row = seed / dims_[0], plane = row / dims_[1];
+        const Index3 start = {seed - row * dims_[0], row - plane * dims_[1], plane};
+        for (std::size_t d = 0; d < 3; ++d) {
+            if (start[d] < 0 || start[d] > dims_[d] - 2) return Outcome::kDone;
+        }
+        if (!push(bricks_.at(start), Brick::local(start))) return Outcome::kFailed;
         for (int taken = 1; !waiting_.empty(); ++taken) {
-            const Index3 cell = waiting_.pop();
-            Brick *brick = bricks_.at(cell);
-            if (!brick) return Outcome::kFailed;
-            if (brick->is_done(cell)) continue;
+            const auto [brick, local] = waiting_.pop();
+            const std::uint64_t bit = std::uint64_t{1} << local;
+            if ((brick->done & bit) != 0) continue;
             if (poll_.stop(taken)) return Outcome::kInterrupted;
-            if (Brick::corners(brick->null, cell) != 0) continue;
-            const unsigned index = case_index(Brick::corners(brick->above, cell));
+            if (Brick::corners(brick->null, local) != 0) continue;
+            const unsigned index = case_index(Brick::corners(brick->above, local));
             if (index == 0 || index == kAllAbove) continue;
-            if (!add_triangles(cell, brick, kPlans[index])) return Outcome::kFailed;
-            brick->set_done(cell);
-            if (!push_neighbours(cell, kCrossedFaces[index])) return Outcome::kFailed;
+            if (!make_room() || !add_triangles(brick, local, kPlans[index])) return Outcome::kFailed;
+            brick->done |= bit;
+            if (!push_neighbours(brick, local, kCrossedFaces[index])) return Outcome::kFailed;
         }
         return Outcome::kDone;
     }
 
   private:
-    Index3 split(int cell) const {
-        const int row = cell / dims_[0], plane = row / dims_[1];
-        return {cell - row * dims_[0], row - plane * dims_[1], plane};
+    struct Cell {
+        Brick *brick;
+        int local;
+    };
+
+    bool push(Brick *brick, int local) {
+        if (brick) waiting_.push({brick, local});
+        return brick != nullptr;
     }
 
-    bool holds(const Index3 &cell) const {
-        bool inside = true;
-        for (std::size_t d = 0; d < 3; ++d) inside &= cell[d] >= 0 && cell[d] < dims_[d] - 1;
-        return inside;
+    // Room for a cell and its neighbours, for many cells at a time.
+    bool make_room() {
+        constexpr int kCells = 64;
+        if (cells_with_room_ == 0) {
+            if (!out_.nodes.reserve(kCells * Plan::kMostCorners) ||
+                !out_.reserve_connect(kCells * 3 * Plan::kMostTriangles) || !waiting_.reserve(kCells * 6))
+                return false;
+            cells_with_room_ = kCells;
+        }
+        --cells_with_room_;
+        return true;
     }
 
-    bool add_triangles(const Index3 &cell, Brick *brick, const Plan &plan) {
-        if (!out_.nodes.reserve(plan.ncorners) || !out_.reserve_connect(3 * plan.ntris)) return false;
+    bool add_triangles(Brick *brick, int local, const Plan &plan) {
         int nodes[Plan::kMostCorners];
         for (int c = 0; c < plan.ncorners; ++c) {
-            nodes[c] = node_on(cell, brick, plan.edges[c]);
+            nodes[c] = node_on(brick, local, plan.edges[c]);
             if (nodes[c] < 0) return false;
         }
         for (int t = 0; t < plan.ntris; ++t) {
@@ -140,42 +154,41 @@ class SheetWalk {
     }
 
     // The new node on an edge of a cell, or -1 when there is no memory. There is room for it in the lists.
-    int node_on(const Index3 &cell, Brick *brick, CellEdge edge) {
-        const int i = cell[0] + (edge.offset & 1), j = cell[1] + (edge.offset >> 1 & 1),
-                  k = cell[2] + (edge.offset >> 2);
-        const auto bit = [](int at, int from) {
-            return static_cast<unsigned>((at ^ from) >> Brick::kBits & 1);
-        };
-        const unsigned beyond = bit(i, cell[0]) | bit(j, cell[1]) << 1 | bit(k, cell[2]) << 2;
-        Brick *const holder = bricks_.beyond(brick, beyond);
-        if (!holder) return -1;
-        int &number = holder->edges[edge.axis][Brick::local(i, j, k)];
-        if (number == 0) {
-            const int lower = i + stride_[1] * j + stride_[2] * k;
-            number = out_.nodes.add(lower, lower + stride_[edge.axis]) + 1;
+    int node_on(Brick *brick, int local, CellEdge edge) {
+        const CornerPlace lower = kCornerPlaces[static_cast<std::size_t>(local)][edge.offset];
+        Brick *const holder = lower.beyond == 0 ? brick : bricks_.next(brick, lower.beyond);
+        int *const number = holder ? holder->edges.find(edge.axis, lower.local) : nullptr;
+        if (!number) return -1;
+        if (*number == 0) {
+            int node = holder->first_node;
+            for (std::size_t d = 0; d < 3; ++d) node += Brick::along(lower.local, d) * stride_[d];
+            *number = out_.nodes.add(node, node + stride_[edge.axis]) + 1;
         }
-        return number - 1;
+        return *number - 1;
     }
 
-    bool push_neighbours(const Index3 &cell, int faces) {
-        if (!waiting_.reserve(6)) return false;
-        const auto push_at = [&](std::size_t d, int step) {
-            Index3 neighbour = cell;
-            neighbour[d] += step;
-            waiting_.push(neighbour);
-        };
+    bool push_neighbours(Brick *brick, int local, int faces) {
+        bool pushed = true;
         for (std::size_t d = 0; d < 3; ++d, faces >>= 2) {
-            if (cell[d] > 0 && (faces & 1) != 0) push_at(d, -1);
-            if (cell[d] < dims_[d] - 2 && (faces & 2) != 0) push_at(d, 1);
+            const int at = Brick::along(local, d), step = 1 << (Brick::kBits * static_cast<int>(d));
+            if ((faces & 1) != 0 && brick->origin[d] + at > 0) {
+                pushed &= at > 0 ? push(brick, local - step)
+                                 : push(bricks_.before(brick, d), local + Brick::kLow * step);
+            }
+            if ((faces & 2) != 0 && brick->origin[d] + at < dims_[d] - 2) {
+                pushed &= at < Brick::kLow ? push(brick, local + step)
+                                           : push(bricks_.next(brick, 1u << d), local - Brick::kLow * step);
+            }
         }
-        return true;
+        return pushed;
     }
 
     WalkOutput &out_;
     Poll poll_;
     Index3 dims_, stride_;
     BrickMap<T> bricks_;
-    CellStack<Index3> waiting_;
+    CellStack<Cell> waiting_;
+    int cells_with_room_ = 0;
 };
 
 template <class T>
