@@ -18,60 +18,59 @@ namespace isofield::detail {
 
 using Index3 = std::array<int, 3>;
 
-// A number for each of a brick's 192 edges, from 1; 0 where there is none. A sheet crosses few of them: they
-// stand in a small hash, and in an array of all when they outgrow it.
+// A number for each of a brick's 192 edges, from 1; 0 where there is none. A sheet crosses few of them: their
+// numbers stand in a short list, or in an array of all when they outgrow it. All zero to begin with.
 class BrickEdges {
   public:
+    static constexpr int kEdges = 192;
+
     // The place of an edge's number; null when there is no memory.
-    int *find(int axis, int local) {
-        const int edge = axis * kLocals + local;
+    int *find(int edge) {
         if (all_) return &all_[edge];
-        const auto key = static_cast<std::uint8_t>(edge + 1);
-        unsigned slot = key * 11u % kSlots;
-        while (keys_[slot] != 0 && keys_[slot] != key) slot = (slot + 1) % kSlots;
-        if (keys_[slot] == 0) {
+        if (place_[edge] == 0) {
             if (count_ == kMost) return spread() ? &all_[edge] : nullptr;
-            keys_[slot] = key;
-            ++count_;
+            place_[edge] = ++count_;
         }
-        return &numbers_[slot];
+        return &numbers_[place_[edge] - 1];
     }
     void free() { std::free(all_); }
 
   private:
-    static constexpr int kLocals = 64, kSlots = 32, kMost = 24;
+    static constexpr int kMost = 30;
 
     bool spread() {
-        all_ = static_cast<int *>(std::calloc(3 * kLocals, sizeof(int)));
-        for (int slot = 0; slot < kSlots && all_; ++slot) {
-            if (keys_[slot] != 0) all_[keys_[slot] - 1] = numbers_[slot];
+        all_ = static_cast<int *>(std::calloc(kEdges, sizeof(int)));
+        for (int edge = 0; edge < kEdges && all_; ++edge) {
+            if (place_[edge] != 0) all_[edge] = numbers_[place_[edge] - 1];
         }
         return all_ != nullptr;
     }
 
-    std::uint8_t keys_[kSlots];
-    int numbers_[kSlots];
+    std::uint8_t place_[kEdges];  // in the list, from 1
+    std::uint8_t count_;
+    int numbers_[kMost];
     int *all_;
-    int count_;
 };
 
-// All zero to begin with. Nodes, and cells by their lowest nodes, have local numbers, i + 4 * (j + 4 * k).
+// Nodes, and cells by their lowest nodes, have local numbers, i + 4 * (j + 4 * k).
 struct Brick {
     static constexpr int kBits = 2, kSide = 1 << kBits, kLow = kSide - 1;
+    static constexpr int kNodes = kSide * kSide * kSide;
 
     Index3 origin;
     int first_node;
     std::uint64_t done;  // a bit for each cell
     // Per plane of nodes, one more than the brick has, a bit for each node: five rows of five.
     std::uint32_t above[kSide + 1], null[kSide + 1];
-    Brick *next[8];    // further on along the axes of the bits; null when not met yet
-    Brick *before[3];  // further back along an axis
+    // Null when not met yet. 0 to 7: further on along the axes of the bits, the first being the brick itself;
+    // 8 to 10: further back along an axis.
+    Brick *near[11];
     BrickEdges edges;
 
     static int local(const Index3 &at) {
         return (at[0] & kLow) | (at[1] & kLow) << kBits | (at[2] & kLow) << (2 * kBits);
     }
-    static int along(int local, std::size_t d) { return local >> (kBits * d) & kLow; }
+    static constexpr int along(int local, std::size_t d) { return local >> (kBits * d) & kLow; }
 
     // The corners of a cell in such planes of bits: four bits each, x before y.
     static unsigned corners(const std::uint32_t *plane, int local) {
@@ -85,24 +84,36 @@ struct Brick {
     }
 };
 
-// Where the nodes of a cell are: per local number and offset, a bit for each axis, the bits of the axes along
-// which they are in the next brick, and their local number there.
-struct CornerPlace {
-    std::uint8_t beyond, local;
+// Something of a brick or of one near it: which, as Brick::near counts, and its local number there.
+struct NearPlace {
+    std::uint8_t brick, local;
 };
-inline constexpr auto kCornerPlaces = [] {
-    std::array<std::array<CornerPlace, 8>, 64> places{};
-    for (unsigned local = 0; local < 64; ++local) {
-        for (unsigned offset = 0; offset < 8; ++offset) {
-            CornerPlace &place = places[local][offset];
-            for (unsigned d = 0; d < 3; ++d) {
-                const unsigned at = (local >> 2 * d & 3) + (offset >> d & 1);
-                place.beyond = static_cast<std::uint8_t>(place.beyond | at >> 2 << d);
-                place.local = static_cast<std::uint8_t>(place.local | (at & 3) << 2 * d);
-            }
+
+// The node that is offset from one of the brick's along the axes of the bits.
+constexpr NearPlace offset_place(int local, unsigned offset) {
+    NearPlace place{};
+    for (unsigned d = 0; d < 3; ++d) {
+        const unsigned at = static_cast<unsigned>(Brick::along(local, d)) + (offset >> d & 1);
+        place.brick = static_cast<std::uint8_t>(place.brick | at >> Brick::kBits << d);
+        place.local = static_cast<std::uint8_t>(place.local | (at & Brick::kLow) << Brick::kBits * d);
+    }
+    return place;
+}
+
+// Per cell and step, 2 * axis back and 2 * axis + 1 on: the next cell.
+inline constexpr auto kSteps = [] {
+    std::array<std::array<NearPlace, 6>, Brick::kNodes> steps{};
+    for (int local = 0; local < Brick::kNodes; ++local) {
+        for (unsigned d = 0; d < 3; ++d) {
+            const bool first = Brick::along(local, d) == 0;
+            const int stride = 1 << (Brick::kBits * static_cast<int>(d));
+            auto &cell = steps[static_cast<std::size_t>(local)];
+            cell[2 * d] = {static_cast<std::uint8_t>(first ? 8 + d : 0),
+                           static_cast<std::uint8_t>(local + (first ? Brick::kLow : -1) * stride)};
+            cell[2 * d + 1] = offset_place(local, 1u << d);
         }
     }
-    return places;
+    return steps;
 }();
 
 template <class T>
@@ -138,19 +149,9 @@ class BrickMap {
         return slot.brick;
     }
 
-    // Further on along the axes of the bits.
-    Brick *next(Brick *brick, unsigned bits) {
-        if (Brick *known = brick->next[bits]) return known;
-        Index3 node = brick->origin;
-        for (std::size_t d = 0; d < 3; ++d) node[d] += static_cast<int>(bits >> d & 1) * Brick::kSide;
-        return brick->next[bits] = at(node);
-    }
-
-    Brick *before(Brick *brick, std::size_t d) {
-        if (Brick *known = brick->before[d]) return known;
-        Index3 node = brick->origin;
-        node[d] -= Brick::kSide;
-        return brick->before[d] = at(node);
+    Brick *near(Brick *brick, unsigned which) {
+        Brick *const known = brick->near[which];
+        return known ? known : brick->near[which] = meet(*brick, which);
     }
 
   private:
@@ -176,6 +177,15 @@ class BrickMap {
         std::uint64_t key() const { return key_; }
     };
 
+    [[gnu::noinline]] Brick *meet(const Brick &brick, unsigned which) {
+        Index3 node = brick.origin;
+        for (std::size_t d = 0; d < 3; ++d) {
+            if (which < 8) node[d] += static_cast<int>(which >> d & 1) * Brick::kSide;
+        }
+        if (which >= 8) node[which - 8] -= Brick::kSide;
+        return at(node);
+    }
+
     Brick *make(const Index3 &node) {
         if (nbricks_ % kChunk == 0) {
             auto *chunk = static_cast<Chunk *>(std::calloc(1, sizeof(Chunk)));
@@ -187,6 +197,7 @@ class BrickMap {
         for (std::size_t d = 0; d < 3; ++d) brick->origin[d] = node[d] & ~Brick::kLow;
         const auto [i, j, k] = brick->origin;
         brick->first_node = i + dims_[0] * (j + dims_[1] * k);
+        brick->near[0] = brick;
         read(*brick);
         return brick;
     }

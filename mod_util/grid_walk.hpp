@@ -60,6 +60,11 @@ class CellStack {
         return count_ + more <= capacity_ || grow(std::max(count_ + more, 2 * capacity_));
     }
     void push(const Cell &cell) { cells_[count_++] = cell; }
+    void push_if(bool wanted, const Cell &cell) {
+        cells_[count_] = cell;
+        count_ += wanted ? 1 : 0;
+    }
+    Cell &top() { return cells_[count_ - 1]; }
     bool empty() const { return count_ == 0; }
     Cell pop() { return cells_[--count_]; }
 

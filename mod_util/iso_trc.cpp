@@ -1,6 +1,7 @@
 // The sheet of an isosurface through a point, by a walk over a grid's cells; and the list and the table of
 // cells that walks may keep.
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdlib>
 
@@ -37,35 +38,31 @@ constexpr std::array<int, 256> kCrossedFaces = [] {
     return faces;
 }();
 
-struct CellEdge {
-    std::uint8_t offset, axis;  // of its lower corner along the axes, a bit for each
-};
-
 // A case of a cell's eight corners: its edges in the order of the polygons' corners, and the triangles
-// between these.
+// between these. An edge is its axis and the offset of its lower corner, a bit for each axis.
 struct Plan {
     static constexpr int kMostCorners = 12, kMostTriangles = 5;
-    int ncorners, ntris;
-    CellEdge edges[kMostCorners];
+    std::uint8_t ncorners, ntris;
+    std::uint8_t edges[kMostCorners];  // 8 * axis + offset
     std::uint8_t triangles[kMostTriangles][3];
 };
 
 constexpr int kAllAbove = 255;
 
-// Offsets of a cell's corners along the axes, a bit for each.
+// Offsets of a cell's corners.
 constexpr int kCornerBits[8] = {0, 1, 3, 2, 4, 5, 7, 6};
 
-constexpr CellEdge edge_between(int a, int b) {
+constexpr std::uint8_t edge_between(int a, int b) {
     const int at_a = kCornerBits[a], at_b = kCornerBits[b], axis_bit = at_a ^ at_b;
     const int axis = axis_bit == 1 ? 0 : axis_bit == 2 ? 1 : 2;
-    return {static_cast<std::uint8_t>(at_a & at_b), static_cast<std::uint8_t>(axis)};
+    return static_cast<std::uint8_t>(8 * axis + (at_a & at_b));
 }
 
 constexpr std::array<Plan, kAllAbove + 1> kPlans = [] {
     std::array<Plan, kAllAbove + 1> plans{};
     for (std::size_t index = 1; index < kAllAbove; ++index) {
         Plan &plan = plans[index];
-        plan.ncorners = ninter_pts_hex[index];
+        plan.ncorners = static_cast<std::uint8_t>(ninter_pts_hex[index]);
         for (int c = 0; c < plan.ncorners; ++c)
             plan.edges[c] = edge_between(left_vert_hex[index][c], right_vert_hex[index][c]);
         slice_hex.for_each_triangle(static_cast<int>(index), [&](int a, int b, int c) {
@@ -74,6 +71,19 @@ constexpr std::array<Plan, kAllAbove + 1> kPlans = [] {
         });
     }
     return plans;
+}();
+
+// Per cell of a brick and edge of a plan: where the lower node is, as an edge of that brick.
+constexpr auto kEdgePlaces = [] {
+    std::array<std::array<NearPlace, 24>, Brick::kNodes> places{};
+    for (int local = 0; local < Brick::kNodes; ++local) {
+        for (unsigned edge = 0; edge < 24; ++edge) {
+            NearPlace place = offset_place(local, edge % 8);
+            place.local = static_cast<std::uint8_t>(place.local + Brick::kNodes * (edge / 8));
+            places[static_cast<std::size_t>(local)][edge] = place;
+        }
+    }
+    return places;
 }();
 
 enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
@@ -92,7 +102,12 @@ class SheetWalk {
           poll_(mesh->ncell_sets > 0 ? mesh->cell_ncells[0] : mesh->nnodes, kPollPeriod),
           dims_{mesh->dims[0], mesh->dims[1], mesh->dims[2]},
           stride_{1, dims_[0], dims_[0] * dims_[1]},
-          bricks_(mesh->dims, data, level, has_nulls, null_value) {}
+          bricks_(mesh->dims, data, level, has_nulls, null_value) {
+        for (int edge = 0; edge < BrickEdges::kEdges; ++edge) {
+            int &lower = lower_node_[edge] = 0;
+            for (std::size_t d = 0; d < 3; ++d) lower += Brick::along(edge % Brick::kNodes, d) * stride_[d];
+        }
+    }
 
     Outcome run(int seed) {
         if (!bricks_.create() || !waiting_.create()) return Outcome::kFailed;
@@ -101,9 +116,14 @@ class SheetWalk {
         for (std::size_t d = 0; d < 3; ++d) {
             if (start[d] < 0 || start[d] > dims_[d] - 2) return Outcome::kDone;
         }
-        if (!push(bricks_.at(start), Brick::local(start))) return Outcome::kFailed;
-        for (int taken = 1; !waiting_.empty(); ++taken) {
-            const auto [brick, local] = waiting_.pop();
+        Brick *const first = bricks_.at(start);
+        if (!first) return Outcome::kFailed;
+        waiting_.push({});  // below all others
+        waiting_.push({first, Brick::local(start), 0});
+        for (int taken = 0;;) {
+            const auto [brick, local, skipped] = waiting_.pop();
+            if (!brick) return Outcome::kDone;
+            taken += 1 + skipped;
             const std::uint64_t bit = std::uint64_t{1} << local;
             if ((brick->done & bit) != 0) continue;
             if (poll_.stop(taken)) return Outcome::kInterrupted;
@@ -112,21 +132,17 @@ class SheetWalk {
             if (index == 0 || index == kAllAbove) continue;
             if (!make_room() || !add_triangles(brick, local, kPlans[index])) return Outcome::kFailed;
             brick->done |= bit;
-            if (!push_neighbours(brick, local, kCrossedFaces[index])) return Outcome::kFailed;
+            if (!push_neighbours(brick, local, static_cast<unsigned>(kCrossedFaces[index])))
+                return Outcome::kFailed;
         }
-        return Outcome::kDone;
     }
 
   private:
     struct Cell {
         Brick *brick;
         int local;
+        int skipped;  // cells that stood above this one, but were done when their turn to wait came
     };
-
-    bool push(Brick *brick, int local) {
-        if (brick) waiting_.push({brick, local});
-        return brick != nullptr;
-    }
 
     // Room for a cell and its neighbours, for many cells at a time.
     bool make_room() {
@@ -154,38 +170,37 @@ class SheetWalk {
     }
 
     // The new node on an edge of a cell, or -1 when there is no memory. There is room for it in the lists.
-    int node_on(Brick *brick, int local, CellEdge edge) {
-        const CornerPlace lower = kCornerPlaces[static_cast<std::size_t>(local)][edge.offset];
-        Brick *const holder = lower.beyond == 0 ? brick : bricks_.next(brick, lower.beyond);
-        int *const number = holder ? holder->edges.find(edge.axis, lower.local) : nullptr;
+    int node_on(Brick *brick, int local, std::uint8_t edge) {
+        const NearPlace place = kEdgePlaces[static_cast<std::size_t>(local)][edge];
+        Brick *const holder = bricks_.near(brick, place.brick);
+        int *const number = holder ? holder->edges.find(place.local) : nullptr;
         if (!number) return -1;
         if (*number == 0) {
-            int node = holder->first_node;
-            for (std::size_t d = 0; d < 3; ++d) node += Brick::along(lower.local, d) * stride_[d];
-            *number = out_.nodes.add(node, node + stride_[edge.axis]) + 1;
+            const int lower = holder->first_node + lower_node_[place.local];
+            *number = out_.nodes.add(lower, lower + stride_[edge / 8u]) + 1;
         }
         return *number - 1;
     }
 
-    bool push_neighbours(Brick *brick, int local, int faces) {
-        bool pushed = true;
-        for (std::size_t d = 0; d < 3; ++d, faces >>= 2) {
-            const int at = Brick::along(local, d), step = 1 << (Brick::kBits * static_cast<int>(d));
-            if ((faces & 1) != 0 && brick->origin[d] + at > 0) {
-                pushed &= at > 0 ? push(brick, local - step)
-                                 : push(bricks_.before(brick, d), local + Brick::kLow * step);
-            }
-            if ((faces & 2) != 0 && brick->origin[d] + at < dims_[d] - 2) {
-                pushed &= at < Brick::kLow ? push(brick, local + step)
-                                           : push(bricks_.next(brick, 1u << d), local - Brick::kLow * step);
-            }
+    bool push_neighbours(Brick *brick, int local, unsigned faces) {
+        for (; faces != 0; faces &= faces - 1) {
+            const auto face = static_cast<std::size_t>(std::countr_zero(faces)), d = face / 2;
+            const int at = brick->origin[d] + Brick::along(local, d);
+            if (face % 2 == 0 ? at == 0 : at >= dims_[d] - 2) continue;
+            const NearPlace place = kSteps[static_cast<std::size_t>(local)][face];
+            Brick *const holder = bricks_.near(brick, place.brick);
+            if (!holder) return false;
+            const int done = static_cast<int>(holder->done >> place.local & 1);
+            waiting_.top().skipped += done;
+            waiting_.push_if(done == 0, {holder, place.local, 0});
         }
-        return pushed;
+        return true;
     }
 
     WalkOutput &out_;
     Poll poll_;
     Index3 dims_, stride_;
+    int lower_node_[BrickEdges::kEdges];  // of a brick's edges, from its first node
     BrickMap<T> bricks_;
     CellStack<Cell> waiting_;
     int cells_with_room_ = 0;
