@@ -204,25 +204,37 @@ class BrickMap {
 
     // The sides of the nodes, one row and plane beyond the brick's own where the grid has them.
     void read(Brick &brick) const {
-        constexpr int kRow = Brick::kSide + 1;
         int n[3];
         for (std::size_t d = 0; d < 3; ++d) n[d] = std::min(kRow, dims_[d] - brick.origin[d]);
         for (int k = 0; k < n[2]; ++k) {
-            const T *row = data_ + brick.first_node + std::ptrdiff_t{k} * dims_[0] * dims_[1];
-            for (int j = 0; j < n[1]; ++j, row += dims_[0]) {
-                const auto bits_where = [&](auto holds) {
-                    std::uint32_t bits = 0;
-                    if (n[0] == kRow) {
-                        for (int i = 0; i < kRow; ++i) bits |= std::uint32_t{holds(row[i])} << i;
-                    } else {
-                        for (int i = 0; i < n[0]; ++i) bits |= std::uint32_t{holds(row[i])} << i;
-                    }
-                    return bits << (kRow * j);
-                };
-                brick.above[k] |= bits_where([this](T value) { return static_cast<Level>(value) >= level_; });
-                if (has_nulls_) brick.null[k] |= bits_where([this](T value) { return value == null_value_; });
-            }
+            const T *rows = data_ + brick.first_node + std::ptrdiff_t{k} * dims_[0] * dims_[1];
+            const auto above = [this](T value) { return static_cast<Level>(value) >= level_; };
+            brick.above[k] = n[0] == kRow && n[1] == kRow ? full_plane(rows, above) : plane(rows, n, above);
+            if (has_nulls_) brick.null[k] = plane(rows, n, [this](T value) { return value == null_value_; });
         }
+    }
+
+    static constexpr int kRow = Brick::kSide + 1;
+
+    // A bit for each node of a plane of which something holds.
+    template <class Holds>
+    std::uint32_t plane(const T *row, const int *n, Holds holds) const {
+        std::uint32_t bits = 0;
+        for (int j = 0; j < n[1]; ++j, row += dims_[0]) {
+            for (int i = 0; i < n[0]; ++i) bits |= std::uint32_t{holds(row[i])} << (kRow * j + i);
+        }
+        return bits;
+    }
+
+    // The same in full rows, four nodes and a fifth.
+    template <class Holds>
+    std::uint32_t full_plane(const T *row, Holds holds) const {
+        std::uint32_t four[4] = {}, fifth = 0;
+        for (int j = 0; j < kRow; ++j, row += dims_[0]) {
+            for (int i = 0; i < 4; ++i) four[i] |= holds(row[i]) ? 1u << (kRow * j + i) : 0u;
+            fifth |= holds(row[4]) ? 1u << (kRow * j + 4) : 0u;
+        }
+        return four[0] | four[1] | four[2] | four[3] | fifth;
     }
 
     Index3 dims_;

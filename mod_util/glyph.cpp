@@ -213,13 +213,12 @@ class Glyphs {
             MATvec3_mat4_multiply(xyz, set_.node_xform);
             at = load_vector(xyz);
         }
+        const bool own_value = data_.map_data == data_.data, is_vector = data_.veclen > 1;
         if (data_.null_flag && *vectors_.row(node) == data_.null_value)
-            return collapse(at, values_.first(node));
-        const bool is_vector = data_.veclen > 1;
+            return collapse(at, own_value ? vectors_.first(node) : values_.first(node));
         Vec3 vector = is_vector ? vectors_.vector(node) : Vec3{vectors_.first(node), 0, 0};
         const float value = is_vector ? length(vector) : vector.x;
         const float magnitude = is_vector ? value : std::fabs(value);
-        const bool own_value = data_.map_data == data_.data;
         if (magnitude < kNoLength && !set_.normalize)
             return collapse(at, own_value ? value : length(values_.vector(node)));
         Placement to;

@@ -60,11 +60,9 @@ class CellStack {
         return count_ + more <= capacity_ || grow(std::max(count_ + more, 2 * capacity_));
     }
     void push(const Cell &cell) { cells_[count_++] = cell; }
-    void push_if(bool wanted, const Cell &cell) {
-        cells_[count_] = cell;
-        count_ += wanted ? 1 : 0;
-    }
-    Cell &top() { return cells_[count_ - 1]; }
+    // Where the next cell goes, for many at once; and the end of those that were put there.
+    Cell *begin_push() { return cells_.get() + count_; }
+    void end_push(const Cell *end) { count_ = static_cast<std::size_t>(end - cells_.get()); }
     bool empty() const { return count_ == 0; }
     Cell pop() { return cells_[--count_]; }
 
@@ -108,7 +106,8 @@ class WalkOutput {
         std::fputs("realloc for connect list failed\n", stderr);
         return false;
     }
-    void append(int node) { connect_.data()[nconnect_++] = node; }
+    // The place of so many more, for which there is room.
+    int *append(int count) { return connect_.data() + std::exchange(nconnect_, nconnect_ + count); }
 
     void hand_over(int nodes_of_element, const WalkResults &out) {
         nodes.hand_over(out.min_node, out.max_node, out.nnew);

@@ -99,6 +99,7 @@ class SheetWalk {
     SheetWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level,
               WalkOutput &out)
         : out_(out),
+          has_nulls_(has_nulls),
           poll_(mesh->ncell_sets > 0 ? mesh->cell_ncells[0] : mesh->nnodes, kPollPeriod),
           dims_{mesh->dims[0], mesh->dims[1], mesh->dims[2]},
           stride_{1, dims_[0], dims_[0] * dims_[1]},
@@ -127,7 +128,7 @@ class SheetWalk {
             const std::uint64_t bit = std::uint64_t{1} << local;
             if ((brick->done & bit) != 0) continue;
             if (poll_.stop(taken)) return Outcome::kInterrupted;
-            if (Brick::corners(brick->null, local) != 0) continue;
+            if (has_nulls_ && Brick::corners(brick->null, local) != 0) continue;
             const unsigned index = case_index(Brick::corners(brick->above, local));
             if (index == 0 || index == kAllAbove) continue;
             if (!make_room() || !add_triangles(brick, local, kPlans[index])) return Outcome::kFailed;
@@ -157,47 +158,53 @@ class SheetWalk {
         return true;
     }
 
+    // The new nodes of the cell's edges, and the triangles between them. There is room for both.
     bool add_triangles(Brick *brick, int local, const Plan &plan) {
+        const NearPlace *const places = kEdgePlaces[static_cast<std::size_t>(local)].data();
         int nodes[Plan::kMostCorners];
-        for (int c = 0; c < plan.ncorners; ++c) {
-            nodes[c] = node_on(brick, local, plan.edges[c]);
-            if (nodes[c] < 0) return false;
+        const int ncorners = plan.ncorners;
+        for (int c = 0; c < ncorners; ++c) {
+            const std::uint8_t edge = plan.edges[c];
+            const NearPlace place = places[edge];
+            Brick *const holder = bricks_.near(brick, place.brick);
+            int *const number = holder ? holder->edges.find(place.local) : nullptr;
+            if (!number) return false;
+            if (*number == 0) {
+                const int lower = holder->first_node + lower_node_[place.local];
+                *number = out_.nodes.add(lower, lower + stride_[edge / 8u]) + 1;
+            }
+            nodes[c] = *number - 1;
         }
-        for (int t = 0; t < plan.ntris; ++t) {
-            for (const std::uint8_t corner : plan.triangles[t]) out_.append(nodes[corner]);
+        int *connect = out_.append(3 * plan.ntris);
+        for (int t = 0; t < plan.ntris; ++t, connect += 3) {
+            for (int i = 0; i < 3; ++i) connect[i] = nodes[plan.triangles[t][i]];
         }
         return true;
     }
 
-    // The new node on an edge of a cell, or -1 when there is no memory. There is room for it in the lists.
-    int node_on(Brick *brick, int local, std::uint8_t edge) {
-        const NearPlace place = kEdgePlaces[static_cast<std::size_t>(local)][edge];
-        Brick *const holder = bricks_.near(brick, place.brick);
-        int *const number = holder ? holder->edges.find(place.local) : nullptr;
-        if (!number) return -1;
-        if (*number == 0) {
-            const int lower = holder->first_node + lower_node_[place.local];
-            *number = out_.nodes.add(lower, lower + stride_[edge / 8u]) + 1;
-        }
-        return *number - 1;
-    }
-
     bool push_neighbours(Brick *brick, int local, unsigned faces) {
-        for (; faces != 0; faces &= faces - 1) {
-            const auto face = static_cast<std::size_t>(std::countr_zero(faces)), d = face / 2;
+        const NearPlace *const steps = kSteps[static_cast<std::size_t>(local)].data();
+        unsigned open = 0;  // faces behind which there is a cell
+        for (std::size_t d = 0; d < 3; ++d) {
             const int at = brick->origin[d] + Brick::along(local, d);
-            if (face % 2 == 0 ? at == 0 : at >= dims_[d] - 2) continue;
-            const NearPlace place = kSteps[static_cast<std::size_t>(local)][face];
+            open |= (at > 0 ? 1u : 0u) << (2 * d) | (at < dims_[d] - 2 ? 2u : 0u) << (2 * d);
+        }
+        auto stack = waiting_.begin_push();
+        for (faces &= open; faces != 0; faces &= faces - 1) {
+            const NearPlace place = steps[std::countr_zero(faces)];
             Brick *const holder = bricks_.near(brick, place.brick);
             if (!holder) return false;
             const int done = static_cast<int>(holder->done >> place.local & 1);
-            waiting_.top().skipped += done;
-            waiting_.push_if(done == 0, {holder, place.local, 0});
+            stack[-1].skipped += done;
+            *stack = {holder, place.local, 0};
+            stack += 1 - done;
         }
+        waiting_.end_push(stack);
         return true;
     }
 
     WalkOutput &out_;
+    bool has_nulls_;
     Poll poll_;
     Index3 dims_, stride_;
     int lower_node_[BrickEdges::kEdges];  // of a brick's edges, from its first node

@@ -100,11 +100,12 @@ class LineWalk {
             const int edge = edges[i];
             ids[i] = node_on(cell + (edge == 1 ? 1 : edge == 2 ? dims_[0] : 0), edge % 2);
         }
-        out_.append(ids[0]);
-        out_.append(count == 1 ? ids[0] : count == 4 && !rising ? ids[3] : ids[1]);
+        int *const connect = out_.append(count == 4 ? 4 : 2);
+        connect[0] = ids[0];
+        connect[1] = count == 1 ? ids[0] : count == 4 && !rising ? ids[3] : ids[1];
         if (count == 4) {
-            out_.append(ids[2]);
-            out_.append(rising ? ids[3] : ids[1]);
+            connect[2] = ids[2];
+            connect[3] = rising ? ids[3] : ids[1];
         }
         return true;
     }
