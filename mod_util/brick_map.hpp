@@ -26,22 +26,28 @@ class BrickEdges {
 
     // The place of an edge's number; null when there is no memory.
     int *find(int edge) {
-        if (all_) return &all_[edge];
-        if (place_[edge] == 0) {
-            if (count_ == kMost) return spread() ? &all_[edge] : nullptr;
-            place_[edge] = ++count_;
-        }
-        return &numbers_[place_[edge] - 1];
+        const unsigned place = place_[edge] - 1u;
+        return place < kMost ? &numbers_[place] : find_new(edge);
     }
     void free() { std::free(all_); }
 
   private:
-    static constexpr int kMost = 30;
+    static constexpr unsigned kMost = 30;
+    static constexpr std::uint8_t kInAll = 255;  // instead of a place
+
+    [[gnu::noinline]] int *find_new(int edge) {
+        if (!all_ && count_ == kMost && !spread()) return nullptr;
+        if (all_) return &all_[edge];
+        numbers_[count_] = 0;
+        place_[edge] = ++count_;
+        return &numbers_[count_ - 1];
+    }
 
     bool spread() {
         all_ = static_cast<int *>(std::calloc(kEdges, sizeof(int)));
         for (int edge = 0; edge < kEdges && all_; ++edge) {
             if (place_[edge] != 0) all_[edge] = numbers_[place_[edge] - 1];
+            place_[edge] = kInAll;
         }
         return all_ != nullptr;
     }

@@ -34,16 +34,17 @@ int get_param(int npairs, const T *data, double value, const int *list_a, const 
     return 1;
 }
 
-template <class T>
-int eval_param(int npairs, int veclen, const T *data, bool has_null, T null_value, const int *list_a,
-               const int *list_b, const float *t, T *out) {
+// Inline, so that scalars and data without nulls make loops of their own.
+template <bool kHasNull, class T>
+[[gnu::always_inline]] inline int eval_pairs(int npairs, int veclen, const T *data, T null_value,
+                                             const int *list_a, const int *list_b, const float *t, T *out) {
     using Real = std::conditional_t<std::is_same_v<T, double>, double, float>;
     for (int i = 0; i < npairs; ++i, out += veclen) {
         if (list_a[i] < 0 || list_b[i] < 0) continue;
         const T *a = data + static_cast<std::ptrdiff_t>(list_a[i]) * veclen;
         const T *b = data + static_cast<std::ptrdiff_t>(list_b[i]) * veclen;
         for (int c = 0; c < veclen; ++c) {
-            if (has_null && (b[c] == null_value || a[c] == null_value)) {
+            if (kHasNull && (b[c] == null_value || a[c] == null_value)) {
                 out[c] = null_value;
             } else {
                 out[c] =
@@ -52,6 +53,14 @@ int eval_param(int npairs, int veclen, const T *data, bool has_null, T null_valu
         }
     }
     return 1;
+}
+
+template <class T>
+int eval_param(int npairs, int veclen, const T *data, bool has_null, T null_value, const int *list_a,
+               const int *list_b, const float *t, T *out) {
+    if (has_null) return eval_pairs<true>(npairs, veclen, data, null_value, list_a, list_b, t, out);
+    if (veclen == 1) return eval_pairs<false>(npairs, 1, data, null_value, list_a, list_b, t, out);
+    return eval_pairs<false>(npairs, veclen, data, null_value, list_a, list_b, t, out);
 }
 
 // ---- Pairs of nodes on meshes with coordinates

@@ -1,5 +1,6 @@
 // Slices of uniform and rectilinear grids by a plane: a regular grid on the plane, of one point for each pair
 // of grid lines that cross it nearly upright.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -84,10 +85,12 @@ struct Frame {
     }
 };
 
-// Where each pair of grid lines meets the plane, as an interval along the third axis and the place in it.
-struct Interval {
-    int first = -1;  // none
-    float weight = 0;
+// Where pairs of grid lines meet the plane: a run along u, as intervals along the third axis and the places in
+// them.
+constexpr int kRun = 256;
+struct Run {
+    int interval[kRun];  // -1 outside the grid
+    float weight[kRun];
 };
 
 // In steps of the grid from its lower side.
@@ -104,13 +107,18 @@ class UniformPlaces {
 
     void start_row(int j) { place_ = start_ - static_cast<float>(j) * step_v_; }
 
-    Interval next(int) {
-        const float p = place_;
-        place_ -= step_u_;
-        if (!(p >= 0 && p <= static_cast<float>(last_))) return {};
-        const int base = static_cast<int>(p);
-        if (base >= last_) return {last_ - 1, 1.0f};
-        return {base, p - static_cast<float>(base)};
+    // Runs come one after the other.
+    void find(int, int count, Run &run) {
+        float place[kRun];
+        for (int i = 0; i < count; ++i, place_ -= step_u_) place[i] = place_;
+        const float last = static_cast<float>(last_);
+        for (int i = 0; i < count; ++i) {
+            const float p = place[i];
+            const bool inside = (p >= 0) & (p <= last);
+            const int whole = static_cast<int>(inside ? p : 0.0f), base = std::min(whole, last_ - 1);
+            run.interval[i] = inside ? base : -1;
+            run.weight[i] = whole > base ? 1.0f : p - static_cast<float>(base);
+        }
     }
 
   private:
@@ -134,22 +142,29 @@ class RectilinearPlaces {
 
     void start_row(int j) { row_ = start_ - factor_v_ * line(axes_.v, j); }
 
-    Interval next(int i) {
-        const float p = row_ - factor_u_ * line(axes_.u, i);
-        // The first interval that holds p, sought from the last point's where lines increase.
+    void find(int first, int count, Run &run) {
+        for (int i = 0; i < count; ++i) {
+            const float p = row_ - factor_u_ * line(axes_.u, first + i);
+            const int k = interval_of(p);
+            const bool inside = holds(k, p);
+            run.interval[i] = inside ? k : -1;
+            run.weight[i] = inside ? (p - across(k)) / (across(k + 1) - across(k)) : 0.0f;
+        }
+    }
+
+  private:
+    float line(std::size_t d, int i) const { return lines_.on_axis(static_cast<int>(d), i); }
+    float across(int k) const { return line(axes_.along, k); }
+    // The first interval that holds p, where one does; sought from the last point's where lines increase.
+    int interval_of(float p) {
         int k = 0;
         if (increasing_) {
             k = near_ = interval_near([this](int line) { return across(line); }, last_, near_, p);
         } else {
             while (k < last_ && !holds(k, p)) ++k;
         }
-        if (!holds(k, p)) return {};
-        return {k, (p - across(k)) / (across(k + 1) - across(k))};
+        return k;
     }
-
-  private:
-    float line(std::size_t d, int i) const { return lines_.on_axis(static_cast<int>(d), i); }
-    float across(int k) const { return line(axes_.along, k); }
     bool holds(int k, float p) const { return across(k) <= p && p <= across(k + 1); }
 
     RectilinearAxes lines_;
@@ -199,23 +214,33 @@ template <class Places>
 int find_pairs(const Grid &grid, const Axes &axes, Places places, const Results &out) {
     const int *dims = grid.dims;
     const std::array<int, 3> stride = {1, dims[0], dims[0] * dims[1]};
-    const int nu = dims[axes.u], nv = dims[axes.v], along = stride[axes.along];
+    const int nu = dims[axes.u], nv = dims[axes.v], along = stride[axes.along], across = stride[axes.u];
     int *min_node = *out.min_node, *max_node = *out.max_node;
     float *weight = *out.weights;
     unsigned char *flag = *out.flags;
     int inside = 0;
     for (int j = 0; j < nv; ++j) {
         places.start_row(j);
-        int foot = j * stride[axes.v];
-        for (int i = 0; i < nu; ++i, foot += stride[axes.u]) {
-            const Interval found = places.next(i);
-            const bool holds = found.first >= 0;
-            *min_node++ = holds ? foot + found.first * along : -1;
-            *max_node++ = holds ? foot + (found.first + 1) * along : -1;
-            if (holds) *weight = found.weight;
-            ++weight;
-            *flag++ = holds;
-            inside += holds;
+        for (int first = 0; first < nu; first += kRun) {
+            const int count = std::min(kRun, nu - first), foot = j * stride[axes.v] + first * across;
+            Run run;
+            places.find(first, count, run);
+            int held = 0;
+            for (int i = 0; i < count; ++i) {
+                const int interval = run.interval[i], lower = foot + i * across + interval * along;
+                min_node[i] = interval >= 0 ? lower : -1;
+                max_node[i] = interval >= 0 ? lower + along : -1;
+                flag[i] = interval >= 0 ? 1 : 0;
+                held += interval >= 0 ? 1 : 0;
+            }
+            for (int i = 0; i < count; ++i) {
+                if (held == count || run.interval[i] >= 0) weight[i] = run.weight[i];
+            }
+            inside += held;
+            min_node += count;
+            max_node += count;
+            weight += count;
+            flag += count;
         }
     }
     return inside;

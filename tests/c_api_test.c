@@ -1,6 +1,6 @@
-/* The library from C, through the shared libraries: a sphere's surface in a uniform grid, a line, a band and a
- * cut on two sets of cells, and values and gradients on them. Exits with 0 when the sphere's area and Euler
- * number, the line and its cells, the parts and the values come out right. */
+/* The library from C, through the shared libraries: a sphere's surface in a uniform grid, and on two sets of
+ * cells a line, a band, a cut, values, gradients and a streamline. Exits with 0 when the sphere's area and
+ * Euler number, the line and its cells, the parts, the values and the streamline come out right. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -91,6 +91,13 @@ static int values_on_cells(void) {
     float grad[15];
     int right = UTILgrad(mesh, field, 1, 4, 0, NULL, grad);
     for (int i = 0; i < 15; ++i) right = right && fabsf(grad[i] - (float)((i + 1) % 3)) < 1e-6f;
+
+    float velocity[10], line[20], vectors[20], next[2];
+    int npoints = 0;
+    for (int i = 0; i < 10; ++i) velocity[i] = (float)((i + 1) % 2);
+    right = right && UTILstream_line(mesh, table, velocity, 4, 2, 0, NULL, 4, 1, 2, 1e-3, points, 10,
+                                     &npoints, line, vectors, 0, NULL, NULL, NULL, NULL, next) == 1;
+    right = right && npoints > 3 && line[2 * npoints - 1] == 0.5f && line[2 * npoints - 2] > 1 && next[0] > 2;
     isohost_block_table_free(table);
     isohost_mesh_free(mesh);
     return right && result == 1 && fabsf(values[0] - 1.5f) < 1e-6f && fabsf(values[1] - 2) < 1e-6f &&

@@ -632,6 +632,101 @@ TEST(NullMeshFailures, MeshesAreWholeOrNone) {
     }
 }
 
+// ---- Tracing, plane slices and glyphs
+
+TEST(TraceFailures, SheetsAndLinesAreWholeOrNone) {
+    const MeshPtr box = unit_grid({30, 30, 30}), plane = unit_grid({90, 90});
+    const auto data = random_values<int>(27000, 3, 4);
+    for (MeshInfo *mesh : {box.get(), plane.get()}) {
+        const bool sheet = mesh == box.get();
+        const auto run = [&] {
+            const float p[] = {9.3f, 9.4f, sheet ? 9.5f : 0};
+            double level;
+            int nnew, count, nconnect, *arrays[3];
+            const int result = (sheet ? UTILiso_trace : UTILisoline_trace)(
+                mesh, nullptr, data.data(), 3, 0, nullptr, p, &level, &nnew, &arrays[0], &arrays[1], &count,
+                &arrays[2], &nconnect);
+            EXPECT_EQ(nnew + count + nconnect > 0, result == 1);
+            for (int *array : arrays) {
+                EXPECT_EQ(array != nullptr, result == 1);
+                if (array) ARRfree_f(array, "", 0);
+            }
+            return result;
+        };
+        testing::internal::CaptureStderr();
+        Recording whole = watch(run).second;
+        for (int n = 0; n < whole.allocations; ++n) EXPECT_EQ(watch(run, n).first, 0) << n;
+        EXPECT_NE(testing::internal::GetCapturedStderr().find("realloc for connect list failed\n"),
+                  std::string::npos);
+        EXPECT_GT(whole.allocations, 12);
+        EXPECT_EQ(whole.polls > 20, sheet);
+        for (int n = 0; n < whole.polls; ++n) EXPECT_EQ(watch(run, -1, n).first, -1);
+        EXPECT_TRUE(whole.ranges.empty());
+        mesh->get_points = [](MeshInfo *, float **) { return 0; };
+        mesh->points = nullptr;
+        EXPECT_EQ(watch(run).first, 0);
+    }
+}
+
+// What could be had stays with the caller.
+TEST(PlaneSliceFailures, WithoutMemory) {
+    const int dims[] = {9, 8, 7};
+    const float corners[] = {0, 0, 0, 8, 7, 6}, normal[] = {1, 2, 3};
+    for (int n = 0; n < 6; ++n) {
+        float *points, *weights, matrix[16];
+        int out_dims[2], *min_node, *max_node;
+        unsigned char *flags;
+        start_recording(n);
+        const int result = UTILrslice_unif(dims, corners, normal, 20, out_dims, &points, 3, matrix, &min_node,
+                                           &max_node, &weights, &flags);
+        EXPECT_EQ(result > 0, n == 5);
+        void *const arrays[] = {points, min_node, max_node, weights, flags};
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(arrays[i] != nullptr, i < n);
+            if (arrays[i]) ARRfree_f(arrays[i], "", 0);
+        }
+        stop_recording();
+        EXPECT_EQ(live_blocks(), 0u);
+    }
+}
+
+// What was written before an interruption stays.
+TEST(GlyphFailures, NothingIsAllocated) {
+    const FourKinds grid({40, 15}, {0, 0, 39, 14});
+    const std::vector<float> data(600, 1.0f), one(3, 1.0f);
+    const int flags[] = {1, 1, 1};
+    for (const MeshPtr &mesh : grid.meshes) {
+        std::vector<float> coords(600), values(600);
+        const auto call = [&](int dtype) {
+            std::fill(values.begin(), values.end(), -77.0f);
+            return UTILglyph_func(mesh.get(), dtype, 1, data.data(), 0, nullptr, 1, 1, data.data(),
+                                  data.data(), 0, 0, 0, 1.0, flags, nullptr, 1, 3, one.data(), nullptr, 1,
+                                  coords.data(), values.data());
+        };
+        const auto run = [&] { return call(4); };
+        const Recording whole = expect_all_or_nothing(0, run);
+        EXPECT_EQ(whole.allocations, 0);
+        EXPECT_EQ(whole.percents, (std::vector<int>{42, 85, 100}));
+        EXPECT_EQ(whole.ranges, (std::vector<std::pair<int, int>>{{0, 100}}));
+        watch(run, -1, 1);
+        EXPECT_EQ(std::count(values.begin(), values.end(), 1.0f), 256 + 257);
+        const bool regular = mesh == grid.meshes[0] || mesh == grid.meshes[1];
+        mesh->get_points = mesh->get_coords = [](MeshInfo *, float **) { return 0; };
+        mesh->points = mesh->coords = nullptr;
+        EXPECT_EQ(watch(run).first, 0);
+        EXPECT_EQ(watch(run).second.reports[0],
+                  regular ? "util: unable to get field points\n" : "util: unable to get field coordinates\n");
+        const std::string module = mesh == grid.meshes[0]   ? "UTILglyph_unif"
+                                   : mesh == grid.meshes[1] ? "UTILglyph_rect"
+                                                            : "UTILglyph";
+        EXPECT_EQ(watch([&] { return call(6); }).second.reports[0], module + ": unknown data type");
+        mesh->field_funcs->glyph_func = nullptr;
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(call(4), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "UTILglyph_func: no glyph function found\n");
+    }
+}
+
 // ---- Edge tables and records
 
 // Adds edges until the lists have grown twice, with the n-th allocation failing: whatever was added before is
@@ -643,7 +738,7 @@ void sweep_table(Create create, Add add, Delete destroy) {
         start_recording(n);
         auto *table = create();
         int result = 1;
-        for (int i = 0; table && result == 1 && i < 2200; ++i) {
+        for (int i = 0; table && result == 1 && i < 3200; ++i) {
             int out = -1;
             result = add(table, i, &out);
             ASSERT_EQ(out, result == 1 ? i : -1);
@@ -683,6 +778,17 @@ TEST(EdgeTableFailures, EveryAllocationMayFail) {
                     return UTILedge_table2_add_str(t, &low, &(i += 10), 0, 1, &level, out);
                 },
                 UTILedge_table2_delete_str);
+    const auto told = [](int result, int i, int *out) {
+        *out = result == 1 ? i : -1;
+        return result;
+    };
+    sweep_table(
+        [] { return UTILinit_cell_list(16); },
+        [&](CellList *list, int i, int *out) { return told(UTILadd_cell_to_list(list, 1, &i), i, out); },
+        UTILdelete_cell_list);
+    sweep_table([] { return UTILcell_table_create(10, 4000); },
+                [&](CellTable *t, int i, int *out) { return told(UTILcell_table_add(t, i), i, out); },
+                UTILcell_table_delete);
 }
 
 TEST(MeshInfoFailures, CopyWithoutMemory) {
