@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <sstream>
 #include <string_view>
 #include <type_traits>
 
@@ -214,6 +215,29 @@ const DataArray &choose_shaped(const Dataset &dataset, const std::string &name, 
     throw UsageError("'" + dataset.path + "'" + reason + arrays_text(dataset, Association::kNode));
 }
 
+// Rows as float if all that is joined is, else as double.
+template <class T>
+std::shared_ptr<const void> joined(const std::vector<const DataArray *> &arrays,
+                                   std::optional<double> null_value) {
+    const std::size_t width = arrays.size(), rows = arrays.front()->rows;
+    constexpr T kMissing = std::numeric_limits<T>::quiet_NaN();
+    std::shared_ptr<T[]> vectors(new T[width * rows]);
+    for (std::size_t c = 0; c < width; ++c) {
+        const auto null = null_value ? null_value : arrays[c]->null_value;
+        visit_values(*arrays[c], [&](auto values) {
+            for (std::size_t row = 0; row < rows; ++row) {
+                const bool missing = null && static_cast<double>(values[row]) == *null;
+                vectors[width * row + c] = missing ? kMissing : static_cast<T>(values[row]);
+            }
+        });
+    }
+    for (T *row = vectors.get(); row != vectors.get() + width * rows; row += width) {
+        if (std::any_of(row, row + width, [](T x) { return std::isnan(x); }))
+            std::fill_n(row, width, kMissing);
+    }
+    return vectors;
+}
+
 // A flat axis goes; the readers leave no rectilinear grid with one, and of the uniform ones those in xy.
 isofield::Mesh make_grid(const Dataset &dataset) {
     std::vector<int> dims(dataset.dims.begin(), dataset.dims.end());
@@ -306,6 +330,30 @@ const DataArray &choose_array(const Dataset &dataset, const std::string &name) {
     const bool vectors =
         node_arrays_of(dataset, kScalar).empty() && !node_arrays_of(dataset, kVector).empty();
     return choose_shaped(dataset, name, vectors ? kVector : kScalar);
+}
+
+std::string join_components(Dataset &dataset, const std::string &name, std::optional<double> null_value) {
+    if (name.find(',') == std::string::npos || find_array(dataset, name, Association::kNode)) return name;
+    std::vector<const DataArray *> arrays;
+    DataArray vector;
+    std::istringstream names(name);
+    for (std::string part; std::getline(names, part, ',');) {
+        arrays.push_back(&choose_scalar(dataset, part));
+        add_item(vector.name, arrays.back()->name, "_");
+    }
+    if (arrays.size() < 2 || arrays.size() > 3) {
+        throw UsageError("'" + name + "' names " + format_count(arrays.size(), "array", "arrays") +
+                         ", a vector is made of 2 or 3");
+    }
+    const bool narrow = std::all_of(arrays.begin(), arrays.end(),
+                                    [](const DataArray *array) { return array->source_type == VTK_FLOAT; });
+    vector.type_name = narrow ? "float" : "double";
+    vector.source_type = narrow ? VTK_FLOAT : VTK_DOUBLE;
+    vector.components = static_cast<int>(arrays.size());
+    vector.rows = arrays.front()->rows;
+    vector.values = narrow ? joined<float>(arrays, null_value) : joined<double>(arrays, null_value);
+    dataset.arrays.push_back(std::move(vector));
+    return dataset.arrays.back().name;
 }
 
 std::vector<const DataArray *> choose_arrays(const Dataset &dataset, Association association,

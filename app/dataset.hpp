@@ -96,6 +96,10 @@ const DataArray &choose_scalar(const Dataset &dataset, const std::string &name);
 // are some, else of vectors.
 const DataArray &choose_vector(const Dataset &dataset, const std::string &name);
 const DataArray &choose_array(const Dataset &dataset, const std::string &name);
+// The name of the array that `name` asks for. "U,V" or "U,V,W" asks for the vector of these scalars on the
+// nodes, which is added to the dataset as "U_V" or "U_V_W", NaN where one of them is missing. Throws
+// UsageError.
+std::string join_components(Dataset &dataset, const std::string &name, std::optional<double> null_value);
 // The arrays of these names, each once, or with no names all that hold numbers. Throws UsageError that lists
 // what there is.
 std::vector<const DataArray *> choose_arrays(const Dataset &dataset, Association association,

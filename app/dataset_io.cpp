@@ -29,6 +29,7 @@
 #include "cells_io.hpp"
 #include "errors.hpp"
 #include "exodus_io.hpp"
+#include "netcdf_io.hpp"
 #include "output_file.hpp"
 #include "reader_support.hpp"
 
@@ -47,6 +48,12 @@ struct Loaded {
 };
 
 // ---- Readers ----
+
+// What to read of files that hold more than one mesh.
+struct Wanted {
+    std::optional<int> step;
+    std::string array;
+};
 
 Affine placement_of(vtkImageData *image) {
     Affine placement;
@@ -68,7 +75,7 @@ Loaded loaded(vtkDataSet *data) {
 }
 
 template <class Reader>
-Loaded read_xml(const std::string &path, std::optional<int>, Console &console) {
+Loaded read_xml(const std::string &path, const Wanted &, Console &console) {
     vtkNew<Reader> reader;
     {
         const VtkMessages messages;
@@ -82,7 +89,7 @@ Loaded read_xml(const std::string &path, std::optional<int>, Console &console) {
     return loaded(reader->GetOutputAsDataSet());
 }
 
-Loaded read_legacy(const std::string &path, std::optional<int>, Console &console) {
+Loaded read_legacy(const std::string &path, const Wanted &, Console &console) {
     vtkNew<vtkDataSetReader> reader;
     reader->SetFileName(path.c_str());
     reader->ReadAllScalarsOn();
@@ -97,7 +104,7 @@ Loaded read_legacy(const std::string &path, std::optional<int>, Console &console
     return loaded(reader->GetOutput());
 }
 
-Loaded read_meta_image(const std::string &path, std::optional<int>, Console &console) {
+Loaded read_meta_image(const std::string &path, const Wanted &, Console &console) {
     vtkNew<vtkMetaImageReader> reader;
     {
         const VtkMessages messages;
@@ -138,7 +145,7 @@ bool usable(const vtkMatrix4x4 *matrix) {
     return std::isfinite(determinant) && determinant != 0;
 }
 
-Loaded read_nifti(const std::string &path, std::optional<int>, Console &console) {
+Loaded read_nifti(const std::string &path, const Wanted &, Console &console) {
     vtkNew<vtkNIFTIImageReader> reader;
     {
         const VtkMessages messages;
@@ -169,20 +176,30 @@ Loaded read_nifti(const std::string &path, std::optional<int>, Console &console)
     return result;
 }
 
-Loaded read_exodus(const std::string &path, std::optional<int> step, Console &console) {
-    const ExodusMesh mesh = read_exodus_mesh(path, step, console);
+Loaded read_exodus(const std::string &path, const Wanted &wanted, Console &console) {
+    const ExodusMesh mesh = read_exodus_mesh(path, wanted.step, console);
     Loaded result = loaded(mesh.data);
     result.blocks = mesh.blocks;
     result.step_text = mesh.step_text;
     return result;
 }
 
-using ReadFunction = Loaded (*)(const std::string &, std::optional<int>, Console &);
+Loaded read_netcdf(const std::string &path, const Wanted &wanted, Console &console) {
+    const NetcdfGrid grid = read_netcdf_grid(path, wanted.step, wanted.array, console);
+    Loaded result = loaded(grid.data);
+    result.remarks = grid.remarks;
+    result.step_text = grid.step_text;
+    return result;
+}
+
+using ReadFunction = Loaded (*)(const std::string &, const Wanted &, Console &);
 const std::map<std::string, ReadFunction> kReaders = {
+    {".cdf", read_netcdf},
     {".e", read_exodus},
     {".ex2", read_exodus},
     {".exo", read_exodus},
     {".g", read_exodus},
+    {".nc", read_netcdf},
     {".vti", read_xml<vtkXMLImageDataReader>},
     {".vtr", read_xml<vtkXMLRectilinearGridReader>},
     {".vts", read_xml<vtkXMLStructuredGridReader>},
@@ -455,15 +472,15 @@ std::string readable_extensions() {
 }
 
 Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console,
-                     vtkSmartPointer<vtkDataSet> *original) {
+                     vtkSmartPointer<vtkDataSet> *original, const std::string &array) {
     const auto reader = kReaders.find(extension_of(path));
     if (reader == kReaders.end()) {
         refuse(path, "unknown kind of file; known are " + readable_extensions());
     }
     check_readable(path);
-    if (step && reader->second != read_exodus)
+    if (step && reader->second != read_exodus && reader->second != read_netcdf)
         refuse(path, "this kind of file has no steps; leave --step out");
-    const Loaded source = reader->second(path, step, console);
+    const Loaded source = reader->second(path, {step, array}, console);
     if (!source.data || source.data->GetNumberOfPoints() == 0) refuse(path, "it holds no nodes");
 
     Dataset dataset;

@@ -24,12 +24,12 @@ std::string readable_extensions();
 // at the origin; the header's slope and intercept are applied; of a series the first volume is read.
 //
 // Exodus files: `step` counts from 1, none is the first; the nodes stand where the file has them, without
-// displacements. All element blocks are read, on their common nodes. A step for a file of another kind is
-// refused.
+// displacements. All element blocks are read, on their common nodes. NetCDF files have steps too; of their
+// grids that of `array` is read, see read_netcdf_grid. A step for a file of another kind is refused.
 //
 // `original`, when there is one, is given the reader's own data, for writing them again.
 Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console,
-                     vtkSmartPointer<vtkDataSet> *original = nullptr);
+                     vtkSmartPointer<vtkDataSet> *original = nullptr, const std::string &array = "");
 
 }  // namespace app
 #endif

@@ -29,22 +29,12 @@ bool can_read(vtkExodusIIReader *reader, const std::string &path) {
 
 // Chooses the step, and tells of it.
 std::string set_step(vtkExodusIIReader *reader, std::optional<int> step, const std::string &path) {
-    const int count = reader->GetNumberOfTimeSteps();
-    const int chosen = step.value_or(1);
-    if (count == 0 && step) refuse(path, "it has no steps; leave --step out");
-    if (count == 0) return "";
-    if (chosen < 1 || chosen > count) {
-        refuse(path, "there is no step " + std::to_string(chosen) + ", its steps are 1 to " +
-                         std::to_string(count));
-    }
-    reader->SetTimeStep(chosen - 1);
-    std::string text = "step " + std::to_string(chosen) + " of " + std::to_string(count);
     vtkInformation *information = reader->GetOutputInformation(0);
-    if (information->Has(vtkStreamingDemandDrivenPipeline::TIME_STEPS())) {
-        const double *times = information->Get(vtkStreamingDemandDrivenPipeline::TIME_STEPS());
-        text += ", time " + format_number(times[chosen - 1]);
-    }
-    return text;
+    vtkInformationDoubleVectorKey *key = vtkStreamingDemandDrivenPipeline::TIME_STEPS();
+    const double *times = information->Has(key) ? information->Get(key) : nullptr;
+    const Step chosen = choose_step(step, reader->GetNumberOfTimeSteps(), times, path);
+    reader->SetTimeStep(chosen.index);
+    return chosen.text;
 }
 
 struct ElementBlock {

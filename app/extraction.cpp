@@ -42,8 +42,9 @@ struct Attached {
 Attached choose_attached(const Dataset &dataset, const std::vector<std::string> &names, Attach attach,
                          const std::string &first) {
     Attached chosen;
-    if (attach == Attach::kNodeArrays) {
-        if (!names.empty()) chosen.node_arrays = choose_arrays(dataset, Association::kNode, names);
+    if (attach != Attach::kArrays) {
+        if (!names.empty() || attach == Attach::kEveryNodeArray)
+            chosen.node_arrays = choose_arrays(dataset, Association::kNode, names);
     } else if (!names.empty()) {
         chosen.node_arrays = arrays_named(dataset, Association::kNode, names);
         chosen.cell_arrays = arrays_named(dataset, Association::kCell, names);
@@ -79,9 +80,10 @@ void add_field_options(CLI::App &command, FieldOptions &options, const std::stri
 
 Field read_field(const FieldOptions &options, Console &console, const FieldNeeds &needs) {
     const Stopwatch reading;
-    Dataset dataset = read_dataset(options.path, options.step, console, needs.original);
+    Dataset dataset = read_dataset(options.path, options.step, console, needs.original, options.array);
     if (needs.check) needs.check(dataset);
-    const DataArray array = needs.choose(dataset, options.array);
+    const std::string name = join_components(dataset, options.array, options.null_value);
+    const DataArray array = needs.choose(dataset, name);
     Field field = make_field(std::move(dataset), options, needs, array.name, console);
     field.scalar = named_array(array, options, console);
     field.range = component_ranges(array, field.scalar.null_value).front();
@@ -92,7 +94,7 @@ Field read_field(const FieldOptions &options, Console &console, const FieldNeeds
 
 Field read_field_without_scalar(const FieldOptions &options, Console &console) {
     const Stopwatch reading;
-    Dataset dataset = read_dataset(options.path, options.step, console);
+    Dataset dataset = read_dataset(options.path, options.step, console, nullptr, options.array);
     if (!options.array.empty()) choose_arrays(dataset, Association::kNode, {options.array});
     const std::string first = options.array.empty() ? dataset.active_scalars : options.array;
     FieldNeeds needs;

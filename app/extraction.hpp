@@ -36,8 +36,9 @@ struct Field {
 };
 
 enum class Attach {
-    kNodeArrays,  // those that are named
-    kArrays,      // node and cell arrays: those that are named, or all, the scalar first
+    kNodeArrays,      // those that are named
+    kEveryNodeArray,  // those that are named, or all
+    kArrays,          // node and cell arrays: those that are named, or all, the scalar first
 };
 
 // What an operation wants of its field.

@@ -85,7 +85,8 @@ void run_cell2node(const CellToNodeOptions &options, Console &console) {
     OutputFiles files(output, kMeshExtensions, {options.path});
     const Stopwatch reading;
     vtkSmartPointer<vtkDataSet> original;
-    const Dataset dataset = read_dataset(options.path, options.step, console, &original);
+    const Dataset dataset =
+        read_dataset(options.path, options.step, console, &original, first_of(options.arrays));
     check_mesh_name(output.geometry, dataset, original);
     const auto chosen = choose_arrays(dataset, Association::kCell, options.arrays);
     isofield::Mesh mesh = make_mesh(dataset, console, LineCells::kKeep);

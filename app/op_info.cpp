@@ -68,10 +68,11 @@ void print_array(const DataArray &array, Console &console) {
 struct InfoOptions {
     std::string path;
     std::optional<int> step;
+    std::string array;
 };
 
 void run_info(const InfoOptions &options, Console &console) {
-    const Dataset dataset = read_dataset(options.path, options.step, console);
+    const Dataset dataset = read_dataset(options.path, options.step, console, nullptr, options.array);
     print_mesh(dataset, console);
     if (dataset.arrays.empty()) console.say("no arrays");
     for (const DataArray &array : dataset.arrays) print_array(array, console);
@@ -84,6 +85,9 @@ void add_info(CLI::App &tool, Action &chosen) {
     const auto options = std::make_shared<InfoOptions>();
     command->add_option("FILE", options->path, "Any of " + readable_extensions())->required();
     add_step_option(*command, options->step);
+    command
+        ->add_option("-a,--array", options->array, "Array whose grid to tell of, in a file that has several")
+        ->type_name("NAME");
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_info(*options, console); }; });
 }

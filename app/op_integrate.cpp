@@ -125,7 +125,8 @@ void run_integrate(const IntegrateOptions &options, Console &console) {
     std::optional<OutputFiles> files;
     if (!output.geometry.empty()) files.emplace(output, kExtensions, std::vector{options.path});
     const Stopwatch reading;
-    const Dataset dataset = read_dataset(options.path, options.step, console);
+    const Dataset dataset =
+        read_dataset(options.path, options.step, console, nullptr, first_of(options.arrays));
     std::vector<const DataArray *> chosen;
     if (!options.arrays.empty()) chosen = choose_arrays(dataset, Association::kNode, options.arrays);
     isofield::Mesh mesh = make_mesh(dataset, console, LineCells::kKeep);

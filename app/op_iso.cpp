@@ -1,11 +1,10 @@
 // isofield iso: the surface along which a scalar takes one level.
 #include <memory>
-#include <utility>
 
 #include <CLI/Option.hpp>
 
 #include "errors.hpp"
-#include "extraction.hpp"
+#include "level_output.hpp"
 #include "operations.hpp"
 
 namespace app {
@@ -33,55 +32,6 @@ isofield::Surface extract(Field &field, const IsoOptions &options, bool keep_cel
     return surface;
 }
 
-std::vector<std::array<int, 3>> turned_round(std::span<const std::array<int, 3>> triangles) {
-    std::vector<std::array<int, 3>> turned(triangles.begin(), triangles.end());
-    for (auto &triangle : turned) std::swap(triangle[1], triangle[2]);
-    return turned;
-}
-
-OutputArray cell_ids(const Dataset &dataset, const isofield::Surface &surface) {
-    std::vector<int> ids = file_cells(dataset, surface.line_cells());
-    const std::vector<int> of_triangles = file_cells(dataset, surface.cells());
-    ids.insert(ids.end(), of_triangles.begin(), of_triangles.end());
-    return output_array<int>("cell_id", isofield::ElementType::kInt, ids);
-}
-
-// A surface in the form that files and pictures take.
-struct Made {
-    OutputSurface output;
-    std::vector<std::array<int, 3>> turned;
-    std::vector<int> line_offsets;
-};
-
-// Files get normals that point to the side below the level. On grids the library's do so in index space,
-// which may be left-handed; on cell sets they point to the other side.
-Made make_output(const Field &field, const isofield::Surface &surface, bool with_cells) {
-    Made made;
-    made.output.points = surface.points();
-    made.output.triangles = surface.triangles();
-    if (!field.dataset.grid() || field.dataset.left_handed) {
-        made.turned = turned_round(surface.triangles());
-        made.output.triangles = made.turned;
-    }
-    if (const auto lines = surface.lines(); !lines.empty()) {
-        for (std::size_t i = 0; i <= lines.size(); ++i) made.line_offsets.push_back(static_cast<int>(2 * i));
-        made.output.line_offsets = made.line_offsets;
-        made.output.line_nodes = {lines.front().data(), 2 * lines.size()};
-    }
-    made.output.arrays = attached_arrays(field.attached);
-    carry_arrays(field, surface, made.output.arrays);
-    if (with_cells) made.output.cell_arrays.push_back(cell_ids(field.dataset, surface));
-    return made;
-}
-
-std::string counts_of(const isofield::Surface &surface) {
-    const std::size_t triangles = surface.triangles().size(), lines = surface.lines().size();
-    std::string text;
-    if (triangles > 0 || lines == 0) text = format_count(triangles, "triangle", "triangles");
-    if (lines > 0) add_item(text, format_count(lines, "line", "lines"), ", ");
-    return text + ", " + format_count(surface.npoints(), "node", "nodes");
-}
-
 void run_iso(const IsoOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
@@ -92,7 +42,7 @@ void run_iso(const IsoOptions &options, Console &console) {
     const Stopwatch making;
     const bool with_cells = extension_of(output.geometry) == ".vtp";  // the others have no place for them
     const isofield::Surface surface = extract(field, options, with_cells, console);
-    const Made made = make_output(field, surface, with_cells);
+    const LevelOutput made = make_output(field, surface, with_cells);
     const std::string made_seconds = making.seconds();
 
     const Stopwatch writing;

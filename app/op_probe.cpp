@@ -1,6 +1,5 @@
 // isofield probe: what the fields on the nodes are at points anywhere.
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <memory>
 #include <numeric>
@@ -17,6 +16,7 @@
 #include "operation_support.hpp"
 #include "operations.hpp"
 #include "probe_points.hpp"
+#include "sampling.hpp"
 #include "surface_io.hpp"
 #include "table_io.hpp"
 #include "writer_support.hpp"
@@ -26,67 +26,33 @@ namespace {
 
 struct ProbeOptions : InputOptions {
     std::vector<std::string> arrays;
-    std::string points;
-    std::vector<std::string> line;
-    std::vector<int> grid;
+    PointOptions points;
     std::optional<double> fill;
     OutputOptions output;
 };
 
 // ---- What is asked for ----
 
-bool flat_grid(const ProbeOptions &options) {
-    return std::count(options.grid.begin(), options.grid.end(), 1) == 1;
-}
-
 // What can be told before a file is read.
 void check_options(const ProbeOptions &options) {
-    const int sources = !options.points.empty() + !options.line.empty() + !options.grid.empty();
-    if (sources != 1) throw UsageError("name the points by one of POINTS, --line and --grid");
-    double nodes = 1;
-    for (const int n : options.grid) {
-        if (n < 1) throw UsageError("--grid needs at least one node an axis");
-        nodes *= n;
-    }
-    if (nodes > INT_MAX / 3) throw UsageError("--grid has more nodes than can be numbered");
-    if (!options.output.picture.empty() && options.line.empty() && !flat_grid(options)) {
+    if (options.points.count() != 1) throw UsageError("name the points by one of POINTS, --line and --grid");
+    check_grid(options.points);
+    if (!options.output.picture.empty() && options.points.line.empty() && !options.points.flat_grid()) {
         throw UsageError("--png draws a --line, or a --grid with one node along just one axis");
     }
 }
 
 std::string extensions_for(const ProbeOptions &options) {
-    return options.grid.empty() ? ".csv .vtp .vtu" : ".csv .vti .vtp .vtu";
-}
-
-// Without those of a grid, which need the field.
-ProbePoints given_points(const ProbeOptions &options, Console &console) {
-    if (!options.points.empty()) return read_points(options.points, console);
-    if (options.line.empty()) return {};
-    const auto start = point_of(options.line[0], "--line"), end = point_of(options.line[1], "--line");
-    const auto count = finite_number_of(options.line[2]);
-    if (!count || *count != std::floor(*count) || *count < 2 || *count > INT_MAX / 3) {
-        throw UsageError("--line: '" + options.line[2] + "' is not a number of points, at least 2");
-    }
-    if (start == end) throw UsageError("--line needs two different ends");
-    return line_points(start, end, static_cast<int>(*count));
+    return options.points.grid.empty() ? ".csv .vtp .vtu" : ".csv .vti .vtp .vtu";
 }
 
 // ---- What is found ----
 
-struct Sampled {
-    std::string name;
-    std::size_t components;
-    std::vector<float> values;
-
-    bool scalar() const { return components == 1; }
-};
-
 struct Probed {
     ProbePoints at;
     std::vector<unsigned char> found;
-    std::vector<int> cell_ids;  // as the file counts them; -1 outside
-    std::vector<Sampled> arrays;
-    std::optional<double> null_value;  // the fill, when it is a number
+    std::vector<int> cell_ids;        // as the file counts them; -1 outside
+    std::vector<OutputArray> arrays;  // sampled
     std::string seconds;
 
     std::size_t nfound() const { return static_cast<std::size_t>(std::count(found.begin(), found.end(), 1)); }
@@ -111,8 +77,6 @@ Probed probe(const Dataset &dataset, isofield::Mesh &mesh, const std::vector<Nam
              const ProbeOptions &options, ProbePoints at, Console &console) {
     Probed probed;
     probed.at = std::move(at);
-    probed.null_value = options.fill;
-    std::vector<std::string> taken = reserved_names(probed.at);
     const PolledStage polled;
     const Stopwatch building;
     isofield::Locator locator(mesh, polled_progress("search table", console));
@@ -120,15 +84,7 @@ Probed probe(const Dataset &dataset, isofield::Mesh &mesh, const std::vector<Nam
     const Stopwatch sampling;
     const auto places = locator.find(probed.at.points, polled_progress("finding", console));
     take_places(dataset, places, probed);
-    for (std::size_t i = 0; i < arrays.size(); ++i) {
-        isofield::SampleOptions settings;
-        settings.null_value = arrays[i].null_value;
-        if (options.fill) settings.fill = static_cast<float>(*options.fill);
-        settings.progress = polled_progress("sampling", console, i, arrays.size());
-        taken.push_back(free_name(arrays[i].name, "_data", taken, console));
-        probed.arrays.push_back({taken.back(), static_cast<std::size_t>(arrays[i].data.components),
-                                 locator.sample(places, arrays[i].data.view(), settings)});
-    }
+    probed.arrays = sample_arrays(locator, places, arrays, options.fill, reserved_names(probed.at), console);
     check_interrupt();
     console.clear_bar();
     probed.seconds += ", sampling " + sampling.seconds();
@@ -146,15 +102,7 @@ std::vector<Column> columns_of(const Probed &probed, Console &console) {
     if (at.line()) columns.push_back(number_column<float>("distance", at.distances));
     columns.push_back(number_column<unsigned char>("found", probed.found));
     columns.push_back(number_column<int>("cell_id", probed.cell_ids));
-    std::vector<std::string> taken;
-    for (const Column &column : columns) taken.push_back(column.name);
-    for (const Sampled &array : probed.arrays) {
-        for (std::size_t c = 0; c < array.components; ++c) {
-            const std::string name = array.scalar() ? array.name : array.name + "_" + std::to_string(c);
-            taken.push_back(free_name(name, "_data", taken, console));
-            columns.push_back(number_column<float>(taken.back(), array.values, array.components, c));
-        }
-    }
+    for (const OutputArray &array : probed.arrays) add_columns(columns, array, console);
     return columns;
 }
 
@@ -163,11 +111,7 @@ OutputSurface surface_of(const Probed &probed) {
     using isofield::ElementType;
     OutputSurface surface;
     surface.points = probed.at.points;
-    for (const Sampled &array : probed.arrays) {
-        surface.arrays.push_back(output_array<float>(array.name, ElementType::kFloat, array.values));
-        surface.arrays.back().components = static_cast<int>(array.components);
-        surface.arrays.back().null_value = probed.null_value;
-    }
+    surface.arrays = probed.arrays;
     surface.arrays.push_back(output_array<unsigned char>("found", ElementType::kByte, probed.found));
     surface.arrays.push_back(output_array<int>("cell_id", ElementType::kInt, probed.cell_ids));
     if (probed.at.line()) {
@@ -245,22 +189,14 @@ void draw_line(const Probed &probed, const PictureStyle &style, OutputFile &file
     draw_chart("distance", probed.at.distances, curves, style, file, console);
 }
 
-// Two triangles in each cell of the plane whose corners all have a value of the first array.
+// The cells of the plane whose corners have a value of the first array.
 void draw_plane(const Probed &probed, const PictureStyle &style, OutputFile &file, Console &console) {
     OutputSurface surface = surface_of(probed);
     const std::vector<float> values = plain_values(surface.arrays.front());
     std::vector<int> dims(probed.at.dims.begin(), probed.at.dims.end());
     std::erase(dims, 1);
-    std::vector<std::array<int, 3>> triangles;
-    for (int j = 0; j + 1 < dims[1]; ++j) {
-        for (int i = 0; i + 1 < dims[0]; ++i) {
-            const int a = j * dims[0] + i, b = a + 1, c = b + dims[0], d = a + dims[0];
-            const auto missing = [&](int node) { return std::isnan(values[static_cast<std::size_t>(node)]); };
-            if (missing(a) || missing(b) || missing(c) || missing(d)) continue;
-            triangles.push_back({a, b, c});
-            triangles.push_back({a, c, d});
-        }
-    }
+    const auto triangles = grid_triangles(
+        {dims[0], dims[1]}, [&](int node) { return !std::isnan(values[static_cast<std::size_t>(node)]); });
     surface.triangles = triangles;
     std::array<double, 6> box;
     for (std::size_t d = 0; d < 3; ++d) {
@@ -276,17 +212,16 @@ void run_probe(const ProbeOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
     check_options(options);
-    OutputFiles files(output, extensions_for(options), {options.path, options.points});
-    ProbePoints at = given_points(options, console);
+    OutputFiles files(output, extensions_for(options), {options.path, options.points.path});
+    ProbePoints at = given_points(options.points, console);
     const Stopwatch reading;
-    const Dataset dataset = read_dataset(options.path, options.step, console);
+    const Dataset dataset =
+        read_dataset(options.path, options.step, console, nullptr, first_of(options.arrays));
     const auto chosen = choose_arrays(dataset, Association::kNode, options.arrays);
     isofield::Mesh mesh = make_mesh(dataset, console);
     const std::vector<NamedArray> arrays = named_arrays(chosen, options, console);
     say_read(dataset, arrays, reading, console);
-    if (!options.grid.empty()) {
-        at = grid_points({options.grid[0], options.grid[1], options.grid[2]}, dataset.bounds);
-    }
+    if (!options.points.grid.empty()) at = grid_points(options.points, dataset.bounds);
 
     const Probed probed = probe(dataset, mesh, arrays, options, std::move(at), console);
     const Stopwatch writing;
@@ -309,14 +244,10 @@ void add_probe(CLI::App &tool, Action &chosen) {
     command->add_option("-a,--array", options->arrays, "Node arrays to probe, instead of all")
         ->type_name("NAME");
     add_input_options(*command, *options);
-    command->add_option("POINTS", options->points,
+    command->add_option("POINTS", options->points.path,
                         "Points: a .csv file with the columns x, y and z, or the nodes of a file as FIELD");
-    command->add_option("--line", options->line, "Points from one end to the other, so many with both")
-        ->expected(3)
-        ->type_name("X,Y,Z X,Y,Z N");
-    command->add_option("--grid", options->grid, "Points on a grid over the box of the field")
-        ->expected(3)
-        ->type_name("NX NY NZ");
+    add_point_options(*command, options->points, "Points from one end to the other, so many with both",
+                      "Points on a grid over the box of the field");
     command->add_option("--fill", options->fill, "Value of points that have none (NaN)")
         ->check(finite_number());
     add_output_options(*command, options->output, "Points with their values", ".csv .vti (--grid) .vtp .vtu");

@@ -29,6 +29,11 @@ CLI::Validator finite_number();
 void add_step_option(CLI::App &command, std::optional<int> &step);
 void add_input_options(CLI::App &command, InputOptions &options);
 
+// The first of the names, or none.
+inline std::string first_of(const std::vector<std::string> &names) {
+    return names.empty() ? std::string() : names.front();
+}
+
 // An array to work on.
 struct NamedArray {
     std::string name;

@@ -17,11 +17,15 @@ void add_cell2node(CLI::App &tool, Action &chosen);
 void add_cut(CLI::App &tool, Action &chosen);
 void add_denull(CLI::App &tool, Action &chosen);
 void add_derivatives(CLI::App &tool, Action &chosen);
+void add_glyph(CLI::App &tool, Action &chosen);
 void add_info(CLI::App &tool, Action &chosen);
 void add_integrate(CLI::App &tool, Action &chosen);
 void add_iso(CLI::App &tool, Action &chosen);
 void add_lines(CLI::App &tool, Action &chosen);
 void add_probe(CLI::App &tool, Action &chosen);
+void add_slice(CLI::App &tool, Action &chosen);
+void add_stream(CLI::App &tool, Action &chosen);
+void add_trace(CLI::App &tool, Action &chosen);
 
 }  // namespace app
 #endif

@@ -5,7 +5,9 @@
 #include <vtkStringArray.h>
 #include <vtkTable.h>
 
+#include <CLI/Option.hpp>
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <optional>
 
@@ -122,8 +124,6 @@ ProbePoints nodes_of_file(const std::string &path, Console &console) {
     return {nodes_of(axes), {}, {}, {}, {}};
 }
 
-}  // namespace
-
 ProbePoints read_points(const std::string &path, Console &console) {
     const bool csv = extension_of(path) == kCsv;
     if (csv) check_readable(path);
@@ -138,7 +138,15 @@ ProbePoints read_points(const std::string &path, Console &console) {
     return result;
 }
 
-ProbePoints line_points(const std::array<float, 3> &start, const std::array<float, 3> &end, int count) {
+// Two ends and a number of points, both ends included.
+ProbePoints line_points(const std::vector<std::string> &line) {
+    const auto start = point_of(line[0], "--line"), end = point_of(line[1], "--line");
+    const auto number = finite_number_of(line[2]);
+    if (!number || *number != std::floor(*number) || *number < 2 || *number > INT_MAX / 3) {
+        throw UsageError("--line: '" + line[2] + "' is not a number of points, at least 2");
+    }
+    if (start == end) throw UsageError("--line needs two different ends");
+    const int count = static_cast<int>(*number);
     ProbePoints result;
     const double length =
         std::hypot(double{end[0]} - start[0], double{end[1]} - start[1], double{end[2]} - start[2]);
@@ -152,8 +160,35 @@ ProbePoints line_points(const std::array<float, 3> &start, const std::array<floa
     return result;
 }
 
-ProbePoints grid_points(const std::array<int, 3> &dims, const std::array<double, 6> &box) {
+}  // namespace
+
+bool PointOptions::flat_grid() const {
+    return std::count(grid.begin(), grid.end(), 1) == 1;
+}
+
+void add_point_options(CLI::App &command, PointOptions &options, const std::string &line_help,
+                       const std::string &grid_help) {
+    command.add_option("--line", options.line, line_help)->expected(3)->type_name("X,Y,Z X,Y,Z N");
+    command.add_option("--grid", options.grid, grid_help)->expected(3)->type_name("NX NY NZ");
+}
+
+void check_grid(const PointOptions &options) {
+    double nodes = 1;
+    for (const int n : options.grid) {
+        if (n < 1) throw UsageError("--grid needs at least one node an axis");
+        nodes *= n;
+    }
+    if (nodes > INT_MAX / 3) throw UsageError("--grid has more nodes than can be numbered");
+}
+
+ProbePoints given_points(const PointOptions &options, Console &console) {
+    if (!options.path.empty()) return read_points(options.path, console);
+    return options.line.empty() ? ProbePoints() : line_points(options.line);
+}
+
+ProbePoints grid_points(const PointOptions &options, const std::array<double, 6> &box) {
     ProbePoints result;
+    const std::array<int, 3> dims = {options.grid[0], options.grid[1], options.grid[2]};
     result.dims = dims;
     std::array<std::vector<float>, 3> axes;
     for (std::size_t d = 0; d < 3; ++d) {

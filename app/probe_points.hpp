@@ -1,6 +1,8 @@
-// The points at which a field is probed.
+// The points at which a field is probed, or from which its streamlines start.
 #ifndef ISOFIELD_APP_PROBE_POINTS_HPP
 #define ISOFIELD_APP_PROBE_POINTS_HPP
+
+#include <CLI/App.hpp>
 
 #include <array>
 #include <cstddef>
@@ -23,13 +25,28 @@ struct ProbePoints {
     bool grid() const { return dims[0] > 0; }
 };
 
-// The points of a file: the rows of a CSV file, or the nodes of one that holds a field. Throws UsageError.
-ProbePoints read_points(const std::string &path, Console &console);
-// `count` points, at least 2, from `start` to `end`.
-ProbePoints line_points(const std::array<float, 3> &start, const std::array<float, 3> &end, int count);
-// The nodes of a grid over a box, lower and upper per axis; one node stands in the middle. Throws UsageError
+// How points are asked for.
+struct PointOptions {
+    std::string path;               // of a file
+    std::vector<std::string> line;  // two ends and a count
+    std::vector<int> grid;          // nodes per axis
+
+    int count() const { return !path.empty() + !line.empty() + !grid.empty(); }  // ways that are used
+    bool flat_grid() const;  // one node along just one axis
+};
+
+// Adds --line and --grid.
+void add_point_options(CLI::App &command, PointOptions &options, const std::string &line_help,
+                       const std::string &grid_help);
+
+// What can be told of a grid before a file is read. Throws UsageError.
+void check_grid(const PointOptions &options);
+// The points of the one way that is used; none of a grid, which needs the field. A file's are the rows of a
+// CSV file, or the nodes of one that holds a field. Throws UsageError.
+ProbePoints given_points(const PointOptions &options, Console &console);
+// The nodes of the grid over a box, lower and upper per axis; one node stands in the middle. Throws UsageError
 // where several would stand on one spot.
-ProbePoints grid_points(const std::array<int, 3> &dims, const std::array<double, 6> &box);
+ProbePoints grid_points(const PointOptions &options, const std::array<double, 6> &box);
 
 }  // namespace app
 #endif

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
 #include "console.hpp"
@@ -24,6 +25,26 @@ inline void check_readable(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) refuse(path, std::strerror(errno) + std::string("; check its name and permissions"));
     if (file.peek() == std::ifstream::traits_type::eof()) refuse(path, "the file is empty");
+}
+
+// A step of a file.
+struct Step {
+    int index = 0;     // from 0
+    std::string text;  // "step 1 of 20, time 0.5"; empty where there are no steps
+};
+
+// The one asked for (from 1; none: the first) of so many; `times` may be null. Throws UsageError.
+inline Step choose_step(std::optional<int> asked, int count, const double *times, const std::string &path) {
+    const int step = asked.value_or(1);
+    if (count == 0 && asked) refuse(path, "it has no steps; leave --step out");
+    if (count == 0) return {};
+    if (step < 1 || step > count) {
+        refuse(path,
+               "there is no step " + std::to_string(step) + ", its steps are 1 to " + std::to_string(count));
+    }
+    std::string text = "step " + std::to_string(step) + " of " + std::to_string(count);
+    if (times) text += ", time " + format_number(times[step - 1]);
+    return {step - 1, text};
 }
 
 // Runs a reader of VTK's to its end. Throws UsageError with what it has to say.

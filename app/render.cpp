@@ -7,17 +7,21 @@
 #include <vtkCubeAxesActor.h>
 #include <vtkDataSetSurfaceFilter.h>
 #include <vtkDoubleArray.h>
+#include <vtkFeatureEdges.h>
 #include <vtkFloatArray.h>
 #include <vtkImageData.h>
 #include <vtkLight.h>
 #include <vtkLightKit.h>
+#include <vtkLookupTable.h>
 #include <vtkOutlineSource.h>
 #include <vtkPointData.h>
 #include <vtkPolyDataMapper.h>
 #include <vtkPolyDataNormals.h>
 #include <vtkProperty.h>
 #include <vtkScalarBarActor.h>
+#include <vtkSphereSource.h>
 #include <vtkTrivialProducer.h>
+#include <vtkTubeFilter.h>
 #include <vtkTypeInt32Array.h>
 #include <vtkUnsignedCharArray.h>
 
@@ -56,6 +60,10 @@ constexpr std::pair<const char *, View> kViews[] = {
 
 constexpr double kSurfaceColor[3] = {0.96, 0.90, 0.82};
 constexpr double kSheetColor[3] = {0.85, 0.85, 0.85};
+constexpr double kHoleColor[3] = {0.80, 0.80, 0.78};
+constexpr double kInkColor[3] = {0.08, 0.09, 0.12};
+constexpr double kMarkColor[3] = {0.86, 0.15, 0.12};
+constexpr double kGlassColor[3] = {0.55, 0.60, 0.66};
 constexpr double kBoxColor[3] = {0.55, 0.58, 0.62};
 constexpr double kBackgroundLow[3] = {0.97, 0.97, 0.98};
 constexpr double kBackgroundHigh[3] = {0.78, 0.82, 0.88};
@@ -151,6 +159,11 @@ vtkSmartPointer<vtkActor> surface_actor(const OutputSurface &surface, vtkDataArr
     return actor;
 }
 
+// Tells when the colours' range leaves values out.
+std::string title_over(const std::string &title, const ColorRange &range, vtkDataArray *values) {
+    return title + (range == whole_range(values) ? "" : "\n1 to 99 %");
+}
+
 // What colours a part; nothing without a table.
 struct PartColors {
     vtkSmartPointer<vtkDataArray> values;
@@ -177,8 +190,7 @@ PartColors colors_of(const OutputPart &part) {
     const OutputArray &array = on_nodes ? part.arrays.front() : part.cell_arrays.front();
     const auto values = color_values(array);
     const ColorRange range = telling_range(values);
-    const bool cropped = range != whole_range(values);
-    return {values, color_table(range), color_title(array) + (cropped ? "\n1 to 99 %" : ""), {}, on_nodes};
+    return {values, color_table(range), title_over(color_title(array), range, values), {}, on_nodes};
 }
 
 // Edges where the part was cut open stay sharp.
@@ -222,6 +234,30 @@ vtkSmartPointer<vtkActor> lines_actor(vtkPolyData *data, vtkScalarsToColors *tab
     look->SetColor(kLineColor[0], kLineColor[1], kLineColor[2]);
     look->LightingOff();
     look->SetLineWidth(std::max(1.0f, static_cast<float>(style.height) / 600));
+    return actor;
+}
+
+vtkSmartPointer<vtkActor> tubes_actor(vtkPolyData *lines, vtkScalarsToColors *table, double radius) {
+    constexpr int kSides = 12;
+    vtkNew<vtkTubeFilter> tubes;
+    tubes->SetInputData(lines);
+    tubes->SetRadius(radius);
+    tubes->SetNumberOfSides(kSides);
+    tubes->CappingOn();
+    return new_actor(tubes->GetOutputPort(), table);
+}
+
+// A small ball.
+vtkSmartPointer<vtkActor> mark_actor(const std::array<float, 3> &point, const Bounds &box) {
+    constexpr double kSize = 0.012;  // of the box
+    vtkNew<vtkSphereSource> ball;
+    ball->SetCenter(point[0], point[1], point[2]);
+    ball->SetRadius(kSize * std::hypot(box[1] - box[0], box[3] - box[2], box[5] - box[4]));
+    ball->SetThetaResolution(24);
+    ball->SetPhiResolution(24);
+    auto actor = new_actor(ball->GetOutputPort(), nullptr);
+    actor->GetProperty()->SetColor(kMarkColor[0], kMarkColor[1], kMarkColor[2]);
+    actor->GetProperty()->SetAmbient(0.4);
     return actor;
 }
 
@@ -439,6 +475,40 @@ vtkSmartPointer<vtkActor> sheet_actor(Sheet &sheet, std::optional<std::size_t> f
     return actor;
 }
 
+// To be seen through, with its edges.
+void add_glass(Scene &scene, vtkDataSet *mesh, const PictureStyle &style) {
+    constexpr double kOpacity = 0.12, kEdgeOpacity = 0.35, kEdgeAngle = 35;
+    vtkNew<vtkDataSetSurfaceFilter> outside;
+    outside->SetInputData(mesh);
+    const auto glass = new_actor(outside->GetOutputPort(), nullptr);
+    glass->GetProperty()->SetColor(kGlassColor[0], kGlassColor[1], kGlassColor[2]);
+    glass->GetProperty()->SetOpacity(kOpacity);
+    scene.add(glass);
+    vtkNew<vtkFeatureEdges> edges;
+    edges->SetInputConnection(outside->GetOutputPort());
+    edges->SetFeatureAngle(kEdgeAngle);
+    edges->NonManifoldEdgesOff();
+    edges->ColoringOff();
+    edges->Update();
+    const auto actor = lines_actor(edges->GetOutput(), nullptr, style);
+    actor->GetProperty()->SetOpacity(kEdgeOpacity);
+    scene.add(actor);
+}
+
+// The colours, mixed with white: dark things stand out on all of them.
+vtkSmartPointer<vtkScalarsToColors> light_table(const ColorRange &range) {
+    constexpr double kWhite = 0.45;
+    const auto table = color_table(range);
+    auto *entries = vtkLookupTable::SafeDownCast(table);
+    for (vtkIdType entry = 0; entry < entries->GetNumberOfTableValues(); ++entry) {
+        double color[4];
+        entries->GetTableValue(entry, color);
+        for (double &part : std::span(color).first(3)) part += kWhite * (1 - part);
+        entries->SetTableValue(entry, color);
+    }
+    return table;
+}
+
 }  // namespace
 
 std::optional<View> named_view(const std::string &name) {
@@ -464,7 +534,7 @@ void check_picture_name(const std::string &path) {
 }
 
 void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bounds,
-                  const PictureStyle &style, OutputFile &file, Console &console) {
+                  const PictureStyle &style, OutputFile &file, Console &console, const SurfaceLook &look) {
     Scene scene(view_of(style, bounds), style, console);
     scene.light_solid();
     vtkSmartPointer<vtkDataArray> colors;
@@ -474,11 +544,17 @@ void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bou
         const OutputArray &colored = surface.arrays.front();
         colors = color_values(colored);
         table = color_table(whole_range(colors));
-        title = color_title(colored);
+        title = look.title.empty() ? color_title(colored) : look.title;
     }
-    if (!surface.triangles.empty()) scene.add(surface_actor(surface, colors, table));
+    if (!surface.triangles.empty()) {
+        const auto actor = surface_actor(surface, colors, table);
+        actor->GetProperty()->SetLighting(look.shaded);
+        scene.add(actor);
+    }
     if (surface.nlines() > 0) scene.add(lines_actor(bare_part(surface, true, colors), table, style));
-    scene.finish(surface.triangles.empty() ? bounds : bounds_of(surface.points), table, title, file);
+    const Bounds box = look.whole_field || surface.triangles.empty() ? bounds : bounds_of(surface.points);
+    if (look.mark) scene.add(mark_actor(*look.mark, with_thickness(box)));
+    scene.finish(box, table, title, file);
 }
 
 void draw_part(const OutputPart &part, const std::optional<Bands> &bands, const Bounds &bounds,
@@ -494,7 +570,7 @@ void draw_part(const OutputPart &part, const std::optional<Bands> &bands, const 
 
 void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &title,
                 const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
-                Console &console) {
+                Console &console, const std::optional<std::array<float, 3>> &mark) {
     const View view = view_of(style, bounds);
     Scene scene(view, style, console);
     const auto flat = flat_axis(bounds);
@@ -502,13 +578,81 @@ void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &tit
     if (!sheet.triangles.empty()) scene.add(sheet_actor(sheet, flat, view));
     vtkSmartPointer<vtkScalarsToColors> table;
     if (lines.nlines() > 0) {
-        const auto levels = color_values(lines.cell_arrays.front());
-        table = color_table(whole_range(levels));
         const auto data = bare_part(lines, true, nullptr);
-        data->GetCellData()->SetScalars(levels);
-        scene.add(lines_actor(data, table, style));
+        if (!lines.cell_arrays.empty()) {
+            const auto levels = color_values(lines.cell_arrays.front());
+            table = color_table(whole_range(levels));
+            data->GetCellData()->SetScalars(levels);
+        }
+        const auto actor = lines_actor(data, table, style);
+        if (!table) {
+            actor->GetProperty()->SetColor(kMarkColor[0], kMarkColor[1], kMarkColor[2]);
+            actor->GetProperty()->SetLineWidth(2 * actor->GetProperty()->GetLineWidth());
+        }
+        scene.add(actor);
     }
+    if (mark) scene.add(mark_actor(*mark, bounds));
     scene.finish(bounds, table, title, file);
+}
+
+void draw_map(const OutputSurface &surface, const Sheet &sheet, const std::string &title,
+              const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
+              Console &console) {
+    constexpr double kPen = 6e-4;  // of the diagonal: lines of short steps have gaps when drawn as such
+    Scene scene(view_of(style, bounds), style, console);
+    scene.light_solid();
+    const bool shaded = !flat_axis(bounds);
+    OutputSurface part;
+    part.points = sheet.points;
+    vtkNew<vtkFloatArray> values;
+    values->SetNumberOfTuples(static_cast<vtkIdType>(sheet.values.size()));
+    std::copy(sheet.values.begin(), sheet.values.end(), values->GetPointer(0));
+    const ColorRange range = telling_range(values);
+    const auto table = light_table(range);
+    for (const bool hole : {false, true}) {
+        part.triangles = hole ? sheet.holes : sheet.triangles;
+        if (part.triangles.empty()) continue;
+        const auto actor = hole ? surface_actor(part, nullptr, nullptr) : surface_actor(part, values, table);
+        actor->GetProperty()->SetColor(kHoleColor[0], kHoleColor[1], kHoleColor[2]);
+        actor->GetProperty()->SetLighting(shaded);
+        scene.add(actor);
+    }
+    if (!surface.triangles.empty()) {
+        const auto actor = surface_actor(surface, nullptr, nullptr);
+        actor->GetProperty()->SetColor(kInkColor[0], kInkColor[1], kInkColor[2]);
+        actor->GetProperty()->SetLighting(shaded);
+        scene.add(actor);
+    }
+    if (surface.nlines() > 0) {
+        const double diagonal =
+            std::hypot(bounds[1] - bounds[0], bounds[3] - bounds[2], bounds[5] - bounds[4]);
+        const auto actor = tubes_actor(bare_part(surface, true, nullptr), nullptr, kPen * diagonal);
+        actor->GetProperty()->SetColor(kInkColor[0], kInkColor[1], kInkColor[2]);
+        actor->GetProperty()->LightingOff();
+        scene.add(actor);
+    }
+    scene.finish(bounds, table, title_over(title, range, values), file);
+}
+
+void draw_flow(const OutputSurface &lines, vtkDataSet *outside, double tube_radius,
+               const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
+               Console &console) {
+    Scene scene(view_of(style, bounds), style, console);
+    scene.light_solid();
+    const auto colors = color_values(lines.arrays.front());
+    const ColorRange range = telling_range(colors);
+    const auto table = color_table(range);
+    const auto bare = bare_part(lines, true, colors);
+    if (lines.nlines() > 0 && tube_radius > 0) {
+        const auto actor = tubes_actor(bare, table, tube_radius);
+        make_solid(actor->GetProperty());
+        scene.add(actor);
+    } else if (lines.nlines() > 0) {
+        scene.add(lines_actor(bare, table, style));
+    }
+    if (outside) add_glass(scene, outside, style);
+    scene.finish(bounds, lines.nlines() > 0 ? table.Get() : nullptr,
+                 title_over(color_title(lines.arrays.front()), range, colors), file);
 }
 
 }  // namespace app

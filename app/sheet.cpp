@@ -40,22 +40,20 @@ void add_triangles(const Pieces &pieces, Sheet &sheet) {
         const auto missing = [&](int node) {
             return std::isnan(sheet.values[static_cast<std::size_t>(node)]);
         };
-        if (std::any_of(cell.begin(), cell.end(), missing)) continue;
-        sheet.triangles.push_back({cell[0], cell[1], cell[2]});
-        if (cell.size() == 4) sheet.triangles.push_back({cell[0], cell[2], cell[3]});
+        auto &list = std::any_of(cell.begin(), cell.end(), missing) ? sheet.holes : sheet.triangles;
+        list.push_back({cell[0], cell[1], cell[2]});
+        if (cell.size() == 4) list.push_back({cell[0], cell[2], cell[3]});
     }
 }
 
-std::vector<float> node_values(const Field &field) {
-    const auto *bytes = static_cast<const std::byte *>(field.scalar.data.values.get());
+std::vector<float> node_values(const NamedArray &shown) {
+    const ArrayData &data = shown.data;
+    const auto *bytes = static_cast<const std::byte *>(data.values.get());
+    const std::size_t row = static_cast<std::size_t>(data.components) * isofield::size_of(data.type);
     const OutputArray array{
-        field.scalar.name,
-        field.scalar.data.type,
-        1,
-        {bytes, bytes + field.scalar.data.rows * isofield::size_of(field.scalar.data.type)},
-        field.scalar.null_value};
+        shown.name, data.type, data.components, {bytes, bytes + data.rows * row}, shown.null_value};
     const auto colors = color_values(array);
-    std::vector<float> values(field.scalar.data.rows);
+    std::vector<float> values(data.rows);
     for (std::size_t i = 0; i < values.size(); ++i) {
         const double value = colors->GetComponent(static_cast<vtkIdType>(i), 0);
         values[i] = std::isfinite(value) ? static_cast<float>(value) : NAN;
@@ -95,10 +93,14 @@ double exaggeration(std::vector<double> slopes) {
 }  // namespace
 
 Sheet make_sheet(Field &field) {
+    return make_sheet(field, field.scalar);
+}
+
+Sheet make_sheet(Field &field, const NamedArray &shown) {
     MeshInfo &mesh = *field.mesh.info();
     float *coords = nullptr;
     if (!mesh.get_coords(&mesh, &coords)) throw std::bad_alloc();
-    Sheet sheet{{coords, 3 * field.dataset.nnodes}, {}, node_values(field)};
+    Sheet sheet{{coords, 3 * field.dataset.nnodes}, {}, {}, node_values(shown)};
     for (int set = 0; set < mesh.ncell_sets; ++set) {
         if (mesh.cell_ndim[set] == 2) add_triangles(pieces_of(mesh, set), sheet);
     }

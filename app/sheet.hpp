@@ -15,11 +15,13 @@ namespace app {
 struct Sheet {
     std::span<const float> points;  // npoints x 3
     std::vector<std::array<int, 3>> triangles;
-    std::vector<float> values;  // per node; NaN where missing
+    std::vector<std::array<int, 3>> holes;  // those that a missing node keeps out
+    std::vector<float> values;              // per node, the length of vectors; NaN where missing
 };
 
-// The triangles of all two-dimensional cells that no missing node makes a hole of.
+// The triangles of all two-dimensional cells, with the field's scalar or another array on its nodes.
 Sheet make_sheet(Field &field);
+Sheet make_sheet(Field &field, const NamedArray &shown);
 
 // For the relief of a flat sheet, whose values are taken as heights along `axis`, towards its end (`up` 1) or
 // its start (-1).

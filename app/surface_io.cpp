@@ -118,6 +118,21 @@ const std::map<std::string, Format> kFormats = {
 
 }  // namespace
 
+std::vector<std::array<int, 3>> grid_triangles(const std::array<int, 2> &dims,
+                                               const std::function<bool(int)> &present) {
+    std::vector<std::array<int, 3>> triangles;
+    for (int j = 0; j + 1 < dims[1]; ++j) {
+        for (int i = 0; i + 1 < dims[0]; ++i) {
+            const int first = j * dims[0] + i;
+            std::vector<int> corners = {first, first + 1, first + 1 + dims[0], first + dims[0]};
+            std::erase_if(corners, [&](int corner) { return !present(corner); });
+            for (std::size_t c = 2; c < corners.size(); ++c)
+                triangles.push_back({corners[0], corners[c - 1], corners[c]});
+        }
+    }
+    return triangles;
+}
+
 std::string surface_extensions() {
     std::string list;
     for (const auto &[extension, format] : kFormats) add_item(list, extension);

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -40,6 +41,11 @@ struct OutputSurface {
 
     std::size_t nlines() const { return line_offsets.empty() ? 0 : line_offsets.size() - 1; }
 };
+
+// Triangles between the points of a grid, the first axis fastest: two where the four corners of a cell are
+// present, one where three are.
+std::vector<std::array<int, 3>> grid_triangles(const std::array<int, 2> &dims,
+                                               const std::function<bool(int)> &present);
 
 // The extensions that surfaces and that lines are written under.
 std::string surface_extensions();

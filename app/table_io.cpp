@@ -6,6 +6,7 @@
 
 #include <charconv>
 
+#include "operation_support.hpp"
 #include "writer_support.hpp"
 
 namespace app {
@@ -19,12 +20,38 @@ std::string csv_field(const std::string &text) {
     return result + '"';
 }
 
+Column column_of(const OutputArray &array, const std::string &name, std::size_t component) {
+    const auto as = [&]<class T>(T) {
+        const std::span values(reinterpret_cast<const T *>(array.values.data()),
+                               array.values.size() / sizeof(T));
+        return number_column<T>(name, values, static_cast<std::size_t>(array.components), component);
+    };
+    switch (array.type) {
+        case isofield::ElementType::kByte:
+            return as(static_cast<unsigned char>(0));
+        case isofield::ElementType::kInt:
+            return as(0);
+        default:
+            return as(0.0f);
+    }
+}
+
 }  // namespace
 
 std::string exact_text(float value) {
     char text[32];
     const auto result = std::to_chars(text, text + sizeof text, value);
     return {text, result.ptr};
+}
+
+void add_columns(std::vector<Column> &columns, const OutputArray &array, Console &console) {
+    std::vector<std::string> taken;
+    for (const Column &column : columns) taken.push_back(column.name);
+    for (int c = 0; c < array.components; ++c) {
+        const std::string name = array.components == 1 ? array.name : array.name + "_" + std::to_string(c);
+        taken.push_back(free_name(name, "_data", taken, console));
+        columns.push_back(column_of(array, taken.back(), static_cast<std::size_t>(c)));
+    }
 }
 
 void write_csv(std::vector<Column> columns, OutputFile &file, Console &console) {

@@ -8,6 +8,7 @@
 
 #include "console.hpp"
 #include "output_file.hpp"
+#include "surface_io.hpp"
 
 namespace app {
 
@@ -33,6 +34,9 @@ Column number_column(const std::string &name, std::span<const T> values, std::si
     }
     return column;
 }
+
+// Adds a column per component of an array of float, int or byte, under names that keep clear of the others'.
+void add_columns(std::vector<Column> &columns, const OutputArray &array, Console &console);
 
 // Columns of equal length, which are used up. Writes and commits `file`. Throws OperationError.
 void write_csv(std::vector<Column> columns, OutputFile &file, Console &console);

@@ -34,6 +34,14 @@
 //     isofield::Submesh sea = mesh.without_nulls(depths, {.null_value = -9999});  // sea.nodes(), sea.sets()
 //     std::vector<float> steepness = isofield::Mesh::of(sea).gradient(sea.carry(depths));
 //
+// Moving through a field: streamlines, glyphs, one sheet of a surface and plane slices of grids:
+//
+//     isofield::Streamlines lines = locator.streamlines(seeds, {velocity, 3});  // lines.offsets(), .points()
+//     isofield::Glyphs arrows = part.glyphs({velocity, 3}, isofield::GlyphShape::arrow());
+//     isofield::Sheet sheet = locator.sheet(temperature, {1, 2, 3});  // sheet.level, sheet.surface
+//     isofield::PlaneSlice slice = mesh.plane_slice({1, 1, 0}, 100);
+//     std::vector<float> on_slice = slice.carry(voxels);  // NaN outside
+//
 // While a call of this front runs, its reports are not written to standard error: they stand in the
 // exception. A program's error handler still gets them.
 #ifndef ISOFIELD_HPP
@@ -43,11 +51,15 @@
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
 #include "isofield_derivative.hpp"
+#include "isofield_glyph.hpp"
 #include "isofield_integral.hpp"
 #include "isofield_locator.hpp"
 #include "isofield_mesh.hpp"
 #include "isofield_part.hpp"
+#include "isofield_slice.hpp"
+#include "isofield_streamline.hpp"
 #include "isofield_submesh.hpp"
 #include "isofield_surface.hpp"
+#include "isofield_trace.hpp"
 
 #endif

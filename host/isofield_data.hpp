@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstddef>
@@ -171,6 +172,12 @@ class Array {
         array_.reset(static_cast<T *>(isohost_fit_array(array_.release(), code(), static_cast<int>(size_))));
     }
 
+    // Keeps the first elements.
+    void cut(std::size_t size) {
+        size_ = size;
+        fit();
+    }
+
     T *data() const { return array_.get(); }
     std::size_t size() const { return size_; }
     std::span<const T> view() const { return {array_.get(), size_}; }
@@ -245,6 +252,13 @@ std::vector<T> carried(std::size_t rows, std::span<const T> values, int componen
     return result;
 }
 
+// The shortest text that reads back the same.
+template <class T>
+std::string value_text(T value) {
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
 inline void check_rows(const DataView &data, std::size_t rows, const char *elements) {
     if (data.rows() != rows) {
         throw BadInput("data has " + std::to_string(data.rows()) + " rows, but the mesh has " +
@@ -304,6 +318,21 @@ bool any_missing(std::span<const T> values) {
     return std::any_of(values.begin() + static_cast<std::ptrdiff_t>(i), values.end(), is_missing<T>);
 }
 
+inline void check_finite(const std::string &name, std::span<const float> values) {
+    const auto found = std::find_if(values.begin(), values.end(), is_missing<float>);
+    if (found == values.end()) return;
+    throw BadInput(name + "[" + std::to_string(found - values.begin()) + "] is " + value_text(*found) +
+                   ", but must be finite");
+}
+
+inline std::size_t whole_points(const std::string &name, std::span<const float> points) {
+    if (points.size() % 3 != 0) {
+        throw BadInput(name + " has " + std::to_string(points.size()) +
+                       " values, which are no whole rows of 3");
+    }
+    return points.size() / 3;
+}
+
 // Calls f with a std::type_identity of the elements' type.
 template <class F>
 auto visit_type(ElementType type, F f) {
@@ -349,18 +378,18 @@ inline std::vector<unsigned char> missing_rows(const DataView &data, std::option
     });
 }
 
-// Scalars in which nothing is NaN or infinite: the given ones, or a copy with such values replaced by the
-// null value. Where no null was given, the null becomes a finite value that the data does not hold: the
-// lowest number of the type, or the first above it that no element equals.
-class FiniteScalars {
+// Rows in which nothing is NaN or infinite: the given ones, or a copy with such values replaced by the null
+// value, and so the first of their row. Where no null was given, the null becomes a finite value that no row
+// begins with: the lowest number of the type, or the first above it that is free.
+class FiniteRows {
   public:
-    FiniteScalars(const DataView &data, std::optional<double> null_value)
+    FiniteRows(const DataView &data, std::optional<double> null_value)
         : null_(data.type(), null_value), data_(data.data()) {
         if (data.type() == ElementType::kFloat) replace_missing<float>(data);
         if (data.type() == ElementType::kDouble) replace_missing<double>(data);
     }
-    FiniteScalars(const FiniteScalars &) = delete;
-    FiniteScalars &operator=(const FiniteScalars &) = delete;
+    FiniteRows(const FiniteRows &) = delete;
+    FiniteRows &operator=(const FiniteRows &) = delete;
 
     const void *data() const { return data_; }
     const Null &null() const { return null_; }
@@ -368,21 +397,32 @@ class FiniteScalars {
   private:
     template <class T>
     void replace_missing(const DataView &data) {
-        const std::span<const T> values(static_cast<const T *>(data.data()), data.rows());
+        const auto width = static_cast<std::size_t>(data.components());
+        const std::span<const T> values(static_cast<const T *>(data.data()), data.rows() * width);
         if (!any_missing(values)) return;
-        if (!null_.flag()) {
-            T unused = std::numeric_limits<T>::lowest();
-            while (std::find(values.begin(), values.end(), unused) != values.end()) {
-                unused = std::nextafter(unused, T{0});
-            }
-            null_.set(unused);
-        }
+        if (!null_.flag()) null_.set(unused_value(values, width));
         const T null = null_.get<T>();
         copy_ = std::make_unique_for_overwrite<std::byte[]>(values.size() * sizeof(T));
         T *copy = reinterpret_cast<T *>(copy_.get());
         std::transform(values.begin(), values.end(), copy,
                        [&](T value) { return is_missing(value) ? null : value; });
         data_ = copy;
+        if (width == 1) return;
+        for (std::size_t i = 0; i < values.size(); i += width) {
+            const auto row = values.subspan(i, width);
+            if (std::any_of(row.begin(), row.end(), is_missing<T>)) copy[i] = null;
+        }
+    }
+
+    template <class T>
+    static T unused_value(std::span<const T> values, std::size_t width) {
+        T unused = std::numeric_limits<T>::lowest();
+        for (std::size_t i = 0; i < values.size();) {
+            const bool is_free = values[i] != unused;
+            if (!is_free) unused = std::nextafter(unused, T{0});
+            i = is_free ? i + width : 0;
+        }
+        return unused;
     }
 
     Null null_;

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -21,6 +22,8 @@
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
 #include "isofield_mesh.hpp"
+#include "isofield_streamline.hpp"
+#include "isofield_trace.hpp"
 
 namespace isofield {
 
@@ -40,12 +43,13 @@ struct SampleOptions {
     Progress progress;
 };
 
-// Finds the cells of points in a mesh, and what node data are there. Made once for a mesh, which outlives it.
-// Points are rows of x, y, z; in meshes of fewer dimensions the others are 0. Moves, does not copy.
+// Finds the cells of points in a mesh, what node data are there, and the lines and sheets that start there.
+// Made once for a mesh, which outlives it and is not moved. Points are rows of x, y, z; in meshes of fewer
+// dimensions the others are 0. Moves, does not copy.
 class Locator {
   public:
     // Builds the search table of a mesh that needs one. Throws Interrupted or Error.
-    explicit Locator(Mesh &mesh, const Progress &progress = {}) : mesh_(mesh.info()) {
+    explicit Locator(Mesh &mesh, const Progress &progress = {}) : owner_(mesh), mesh_(mesh.info()) {
         const front::Call call(&progress);
         BlockTable *table = nullptr;
         const int result = mesh_->field_funcs->interp_init_func(mesh_, &table);
@@ -68,7 +72,7 @@ class Locator {
     // The cells of many points, npoints x 3. Throws BadInput or Interrupted.
     std::vector<Place> find(std::span<const float> points, const Progress &progress = {}) {
         const front::Call call(&progress);
-        const std::size_t npoints = count_points(points);
+        const std::size_t npoints = count_points("points", points);
         std::vector<Place> places(npoints);
         std::size_t done = 0;
         for (const std::size_t i : visiting_order(points)) {
@@ -115,6 +119,66 @@ class Locator {
         return out;
     }
 
+    // The paths of particles in a steady flow: one line per seed, seeds x 3. A seed that is outside the mesh,
+    // at rest or in missing data has a line without points. The vectors have the components of the mesh's
+    // space, or 2, which leave z as it is. Lines end before missing data: where a cell has a node that is the
+    // null in its first component, or NaN or infinite in any. See the chapter on streamlines in isofield.h
+    // for the steps, and their sources. Throws BadInput, Interrupted or Error.
+    Streamlines streamlines(std::span<const float> seeds, const DataView &vector,
+                            const StreamlineOptions &options = {}) {
+        const std::size_t nseeds = count_points("seeds", seeds);
+        front::check_finite("seeds", seeds);
+        check_rows(vector);
+        check_has_cells("streamlines");
+        front::StreamlineMaker::check(*mesh_, vector, options);
+        RefinedRecord refined(*this);
+        MeshInfo &record = options.native || places_exactly() ? *mesh_ : refined.mesh;
+        const front::Call call(&options.progress);
+        front::StreamlineMaker maker(record, table_.get(), vector, options);
+        for (std::size_t i = 0; i < nseeds; ++i) {
+            ask(call, i, nseeds);
+            std::array<float, 3> seed;
+            std::copy_n(&seeds[3 * i], 3, seed.begin());
+            if (!table_ && !options.native) settle(seed.data());
+            maker.add(seed.data());
+        }
+        call.check(1, "streamlines");
+        Streamlines lines = maker.take();
+        for (int &cell : lines.cells_) cell = front_cell(cell);
+        return lines;
+    }
+
+    // The connected sheet through a point of the surface along which a scalar takes its value at that point:
+    // of Mesh::isosurface the triangle nearest to the point, and all that shared new nodes connect to it. It
+    // is empty where the surface is farther away than a cell is large: at the lowest point of a valley.
+    // Volume cells and grids of 3 dimensions. options.native: the library's own walk (see UTILiso_trace in
+    // isofield.h), which finds a part of the sheet. Throws BadInput, Interrupted or Error.
+    Sheet sheet(const DataView &data, const std::array<float, 3> &at, const TraceOptions &options = {}) {
+        Sheet sheet;
+        const Place start = start_at(data, at, "a sheet", 3, options, sheet.level);
+        if (options.native) {
+            sheet.level = owner_.get().walk_sheet(table_.get(), data, at.data(), options, sheet.surface);
+        } else {
+            sheet.surface = owner_.get().isosurface(data, sheet.level, extraction(options));
+            front::NearestPart(at, diagonal(start)).keep_in(sheet.surface);
+        }
+        return sheet;
+    }
+
+    // The same for lines, on triangles, quadrilaterals and grids of 2 dimensions: of Mesh::isolines.
+    LevelLine level_line(const DataView &data, const std::array<float, 3> &at,
+                         const TraceOptions &options = {}) {
+        LevelLine line;
+        const Place start = start_at(data, at, "a level line", 2, options, line.level);
+        if (options.native) {
+            line.level = owner_.get().walk_line(table_.get(), data, at.data(), options, line.lines);
+        } else {
+            line.lines = owner_.get().isolines(data, line.level, extraction(options));
+            front::NearestPart(at, diagonal(start)).keep_in(line.lines);
+        }
+        return line;
+    }
+
   private:
     struct FreeTable {
         void operator()(BlockTable *table) const { isohost_block_table_free(table); }
@@ -123,16 +187,13 @@ class Locator {
     static constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
     static bool is_missing(float value) { return front::is_missing(value); }
 
-    static std::size_t count_points(std::span<const float> points) {
-        if (points.size() % 3 != 0) {
-            throw BadInput("points has " + std::to_string(points.size()) +
-                           " values, which are no whole rows of 3");
+    static std::size_t count_points(const std::string &name, std::span<const float> points) {
+        const std::size_t npoints = front::whole_points(name, points);
+        if (npoints > INT_MAX) {
+            throw BadInput(name + " has " + std::to_string(npoints) + " rows, but there can be at most " +
+                           std::to_string(INT_MAX));
         }
-        if (points.size() / 3 > INT_MAX) {
-            throw BadInput("points has " + std::to_string(points.size() / 3) +
-                           " rows, but there can be at most " + std::to_string(INT_MAX));
-        }
-        return points.size() / 3;
+        return npoints;
     }
 
     void check_rows(const DataView &data) const {
@@ -165,7 +226,9 @@ class Locator {
     }
 
     static void poll(const front::Call &call, std::size_t done, std::size_t total) {
-        if ((done & 1023) != 1023) return;
+        if ((done & 1023) == 1023) ask(call, done, total);
+    }
+    static void ask(const front::Call &call, std::size_t done, std::size_t total) {
         int stop = 0;
         OMstatus_check(static_cast<int>(100 * done / total), nullptr, &stop);
         call.check(stop ? -1 : 1, "locator");
@@ -174,7 +237,7 @@ class Locator {
     // Grids with axes are solved directly, a block of points at a time.
     std::vector<float> sample_grid(std::span<const float> points, const DataView &data,
                                    const SampleOptions &options) {
-        const std::size_t npoints = count_points(points);
+        const std::size_t npoints = count_points("points", points);
         std::vector<float> settled(points.begin(), points.end());
         for (std::size_t i = 0; i < npoints; ++i) settle(&settled[3 * i]);
         const front::FloatValues values(data, options.null_value);
@@ -205,12 +268,18 @@ class Locator {
     }
 
     Place find_place(const float *point) {
-        float at[3] = {point[0], point[1], point[2]};
-        if (!table_) settle(at);
         Place place;
         int cell = -1;
+        if (locate(point, cell, place.uvw.data())) place.cell = front_cell(cell);
+        return place;
+    }
+
+    // Finds a place by the library's cell number.
+    bool locate(const float *point, int &cell, float *uvw) {
+        float at[3] = {point[0], point[1], point[2]};
+        if (!table_) settle(at);
         const auto find = [&] {
-            return mesh_->field_funcs->find_cell_func(mesh_, table_.get(), at, &cell, place.uvw.data()) == 1;
+            return mesh_->field_funcs->find_cell_func(mesh_, table_.get(), at, &cell, uvw) == 1;
         };
         bool found = find();
         // The mapping into a pyramid breaks down in its apex.
@@ -219,9 +288,79 @@ class Locator {
             for (float &x : at) x += step;
             found = find();
         }
-        if (found && table_) refine(point, cell, place.uvw.data());
-        if (found) place.cell = front_cell(cell);
-        return place;
+        if (found && table_) refine(point, cell, uvw);
+        return found;
+    }
+
+    // The mesh's record with a search that refines its places.
+    struct RefinedRecord {
+        FieldFuncs funcs;  // stands first: methods come back to the locator from here
+        Locator *locator;
+        MeshInfo mesh;
+
+        explicit RefinedRecord(Locator &self)
+            : funcs(*self.mesh_->field_funcs), locator(&self), mesh(*self.mesh_) {
+            funcs.find_cell_func = find;
+            mesh.field_funcs = &funcs;
+        }
+        RefinedRecord(const RefinedRecord &) = delete;
+        RefinedRecord &operator=(const RefinedRecord &) = delete;
+
+        static int find(MeshInfo *record, BlockTable *, const float *xyz, int *cell, float *uvw) {
+            const auto *self = reinterpret_cast<const RefinedRecord *>(record->field_funcs);
+            return self->locator->locate(xyz, *cell, uvw);
+        }
+    };
+
+    // Whether the library's places are those of the points, by the mesh's kind or by that of its cells.
+    bool places_exactly() const {
+        bool exact = true;
+        for (int s = 0; s < mesh_->ncell_sets; ++s) {
+            const int ndim = mesh_->cell_ndim[s];
+            exact = exact && ndim > 1 && mesh_->cell_nnodes[s] == ndim + 1;
+        }
+        return !table_ || exact;
+    }
+
+    void check_has_cells(const std::string &result) const {
+        if (mesh_->ncells == 0)
+            throw BadInput("the grid has one node along an axis, and so no cells, but " + result +
+                           " need some");
+    }
+
+    static ExtractionOptions extraction(const TraceOptions &options) {
+        return {options.null_value, options.progress, options.keep_cells};
+    }
+
+    // Where tracing starts, and the level there.
+    Place start_at(const DataView &data, const std::array<float, 3> &at, const std::string &result, int ndim,
+                   const TraceOptions &options, double &level) {
+        owner_.get().check_scalar(data);
+        if (mesh_->ndim != ndim && (mesh_->ndim > 0 || options.native)) {
+            throw BadInput((options.native ? "the native walk of " : "") + result + " needs a grid of " +
+                           std::to_string(ndim) + " dimensions" + (options.native ? "" : " or cells") +
+                           ", but the mesh is " +
+                           (mesh_->ndim > 0 ? "a grid of " + std::to_string(mesh_->ndim) : "made of cells"));
+        }
+        const std::string point = "the point (" + front::value_text(at[0]) + ", " + front::value_text(at[1]) +
+                                  ", " + front::value_text(at[2]) + ") ";
+        const std::optional<Place> start = find(at);
+        if (!start) throw BadInput(point + "is in no cell of the mesh");
+        SampleOptions sampling;
+        sampling.null_value = options.null_value;
+        level = sample(std::span(&*start, 1), data, sampling)[0];
+        if (std::isnan(level)) throw BadInput(point + "is in a cell with missing data");
+        return *start;
+    }
+
+    // Of the box round a cell.
+    double diagonal(const Place &place) {
+        float lower[3] = {}, upper[3] = {};
+        const front::Call call;
+        call.check(mesh_->field_funcs->cell_extent_func(mesh_, library_cell(place.cell), lower, upper),
+                   "extent");
+        return std::hypot(double{upper[0]} - lower[0], double{upper[1]} - lower[1],
+                          double{upper[2]} - lower[2]);
     }
 
     static constexpr int kMaxNodes = 20;
@@ -302,6 +441,7 @@ class Locator {
         return mesh_->ndim > 0 ? corner : cell;
     }
 
+    std::reference_wrapper<Mesh> owner_;
     MeshInfo *mesh_;
     std::unique_ptr<BlockTable, FreeTable> table_;  // null where a mesh needs none
     float near_ = 0;

@@ -3,7 +3,7 @@
 #define ISOFIELD_MESH_HPP
 
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <climits>
 #include <cmath>
 #include <cstddef>
@@ -23,10 +23,13 @@
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
 #include "isofield_derivative.hpp"
+#include "isofield_glyph.hpp"
 #include "isofield_integral.hpp"
 #include "isofield_part.hpp"
+#include "isofield_slice.hpp"
 #include "isofield_submesh.hpp"
 #include "isofield_surface.hpp"
+#include "isofield_trace.hpp"
 
 namespace isofield {
 
@@ -113,7 +116,7 @@ class Mesh {
         check_scalar(data);
         check_level("level", level);
         check_no_lines("an isosurface");
-        const front::FiniteScalars scalars(data, options.null_value);
+        const front::FiniteRows scalars(data, options.null_value);
         Surface surface;
         {
             Extraction made(*mesh_, options.keep_cells);
@@ -146,7 +149,7 @@ class Mesh {
             throw BadInput("isolines need a grid of 2 dimensions, but this one has " +
                            std::to_string(mesh_->ndim));
         }
-        const front::FiniteScalars scalars(data, options.null_value);
+        const front::FiniteRows scalars(data, options.null_value);
         Isolines isolines;
         {
             Extraction made(*mesh_, options.keep_cells);
@@ -172,7 +175,8 @@ class Mesh {
         check_level("lo", lo);
         check_level("hi", hi);
         if (lo > hi) {
-            throw BadInput("lo is " + value_text(lo) + ", but must not be above hi, " + value_text(hi));
+            throw BadInput("lo is " + front::value_text(lo) + ", but must not be above hi, " +
+                           front::value_text(hi));
         }
         check_no_lines("a band");
         return front::PartMaker(*mesh_, call, data, options.null_value, options.keep_cells).band(lo, hi);
@@ -242,6 +246,20 @@ class Mesh {
         return distances;
     }
 
+    // A shape at nodes, turned along their vectors and sized by their data, 1 to 3 components. Missing nodes
+    // have no glyph: where the first component is the null, or any is NaN or infinite. A glyph of no size is
+    // there, all its vertices in one place. Throws BadInput, Interrupted or Error.
+    Glyphs glyphs(const DataView &data, const GlyphShape &shape, const GlyphOptions &options = {}) {
+        return front::GlyphMaker(*mesh_, data, shape, options).make();
+    }
+
+    // The slice of a uniform or rectilinear grid of 3 dimensions by the plane of the points p with
+    // p . normal = distance, normal being brought to length 1 first. It may have no point inside. Throws
+    // BadInput or Error. For other meshes: isosurface(signed_distances(Plane), 0).
+    PlaneSlice plane_slice(const std::array<double, 3> &normal, double distance) {
+        return PlaneSlice(*mesh_, normal, distance);
+    }
+
     // The length (ndim 1), area (2) or volume (3) of all cells of that dimension, and the integral of a
     // scalar over them, summed in double. Throws BadInput, Interrupted or Error.
     Integral integrate(int ndim, const IntegralOptions &options = {}) {
@@ -296,6 +314,8 @@ class Mesh {
     }
 
   private:
+    friend class Locator;
+
     explicit Mesh(MeshInfo *mesh) : mesh_(mesh) {}
 
     template <class Build>
@@ -413,12 +433,6 @@ class Mesh {
         }
     }
 
-    // The shortest text that reads back the same.
-    static std::string value_text(double value) {
-        char text[32];
-        return {text, std::to_chars(text, text + sizeof text, value).ptr};
-    }
-
     // What the library's extractions hand out, and the lists of cells, which go at the end of the scope.
     class Extraction {
       public:
@@ -462,9 +476,45 @@ class Mesh {
         front::CellLists cells_;
     };
 
+    // The library's own walks over grids from a point. They return its level.
+    double walk_sheet(BlockTable *table, const DataView &data, const float *at, const TraceOptions &options,
+                      Surface &surface) {
+        const front::Call call(&options.progress);
+        const front::FiniteRows scalars(data, options.null_value);
+        Extraction made(*mesh_, false);
+        double level = 0;
+        int ntris = 0, tri_size = 0;
+        int *triangles = nullptr;
+        const int result =
+            UTILiso_trace(mesh_.get(), table, scalars.data(), static_cast<int>(data.type()),
+                          scalars.null().flag(), scalars.null().value(), at, &level, &made.nnew,
+                          &made.min_node, &made.max_node, &ntris, &triangles, &tri_size);
+        made.take_nodes_and_lines(surface);
+        surface.triangles_ = {triangles, 3 * static_cast<std::size_t>(ntris)};
+        call.check(result, "sheet");
+        surface.triangles_.fit();
+        place(call, "sheet", surface, scalars, data.type(), level);
+        return level;
+    }
+    double walk_line(BlockTable *table, const DataView &data, const float *at, const TraceOptions &options,
+                     Isolines &lines) {
+        const front::Call call(&options.progress);
+        const front::FiniteRows scalars(data, options.null_value);
+        Extraction made(*mesh_, false);
+        double level = 0;
+        const int result =
+            UTILisoline_trace(mesh_.get(), table, scalars.data(), static_cast<int>(data.type()),
+                              scalars.null().flag(), scalars.null().value(), at, &level, &made.nnew,
+                              &made.min_node, &made.max_node, &made.nlines, &made.lines, &made.line_size);
+        made.take_nodes_and_lines(lines);
+        call.check(result, "level line");
+        place(call, "level line", lines, scalars, data.type(), level);
+        return level;
+    }
+
     // Finds where on its edge each new node lies, and its coordinates, in chunks that stay in the cache.
     void place(const front::Call &call, const char *operation, NewNodes &nodes,
-               const front::FiniteScalars &scalars, ElementType type, double level) {
+               const front::FiniteRows &scalars, ElementType type, double level) {
         constexpr std::size_t kChunk = 4096;
         const std::size_t nnew = nodes.npoints();
         const auto nspace = static_cast<std::size_t>(mesh_->nspace);

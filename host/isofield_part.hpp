@@ -282,7 +282,7 @@ class NodeCoords {
 class Census {
   public:
     // out: by type index, where to write the cells.
-    Census(const FiniteScalars &scalars, const DataView &data, double lo, double hi,
+    Census(const FiniteRows &scalars, const DataView &data, double lo, double hi,
            const std::array<int *, 6> &out)
         : classes_(data.rows()), out_(out) {
         std::vector<unsigned char> above(data.rows());
@@ -609,7 +609,7 @@ class PartMaker {
     MeshInfo &mesh_;
     const Call &call_;
     const DataView &data_;
-    const FiniteScalars scalars_;
+    const FiniteRows scalars_;
     const bool keep_cells_;
 
     // What the library hands out.

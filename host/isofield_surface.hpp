@@ -14,6 +14,12 @@
 
 namespace isofield {
 
+namespace front {
+
+class NearestPart;
+
+}  // namespace front
+
 // The nodes that an extraction makes, each on an edge of its mesh. Owns its arrays; outlives its mesh. Moves,
 // does not copy.
 class NewNodes {
@@ -49,6 +55,7 @@ class NewNodes {
 
   private:
     friend class Mesh;
+    friend class front::NearestPart;
 
     std::size_t nnodes_ = 0;  // of the mesh
     front::Array<int> min_node_, max_node_;
@@ -70,6 +77,8 @@ class Isolines : public NewNodes {
 
   private:
     friend class Mesh;
+    friend class front::NearestPart;
+
     front::Array<int> lines_, line_cells_;
 };
 
@@ -86,6 +95,8 @@ class Surface : public Isolines {
 
   private:
     friend class Mesh;
+    friend class front::NearestPart;
+
     front::Array<int> triangles_, cells_;
 };
 

@@ -6,32 +6,33 @@
 #include <limits>
 
 #include "cell_geometry.hpp"
+#include "lanes.hpp"
 
 namespace isofield::detail {
 
 // Eight bounding boxes. Lanes without a box hold nothing.
 struct BoxLanes {
     static constexpr int kFan = 8;
+    using Words = int __attribute__((vector_size(16)));
+
     float lo[3][kFan], hi[3][kFan];
 
-    // A bit for each box that holds the point. One plain loop a bound, of which compilers make vector
-    // code.
+    // A bit for each box that holds the point.
     unsigned holding(const float *xyz) const { return meeting(xyz, xyz); }
 
     // The same for boxes that meet the box from `min` to `max`.
-    [[gnu::noinline]] unsigned meeting(const float *min, const float *max) const {
-        static constexpr int kBit[kFan] = {1, 2, 4, 8, 16, 32, 64, 128};
-        const Box m = {{min[0], min[1], min[2]}, {max[0], max[1], max[2]}};
-        int held[kFan];
-        for (int i = 0; i < kFan; ++i) held[i] = lo[0][i] <= m.max[0] ? kBit[i] : 0;
-        for (int i = 0; i < kFan; ++i) held[i] = hi[0][i] >= m.min[0] ? held[i] : 0;
-        for (int i = 0; i < kFan; ++i) held[i] = lo[1][i] <= m.max[1] ? held[i] : 0;
-        for (int i = 0; i < kFan; ++i) held[i] = hi[1][i] >= m.min[1] ? held[i] : 0;
-        for (int i = 0; i < kFan; ++i) held[i] = lo[2][i] <= m.max[2] ? held[i] : 0;
-        for (int i = 0; i < kFan; ++i) held[i] = hi[2][i] >= m.min[2] ? held[i] : 0;
-        int bits = 0;
-        for (int i = 0; i < kFan; ++i) bits += held[i];
-        return static_cast<unsigned>(bits);
+    unsigned meeting(const float *min, const float *max) const {
+        constexpr Words kLowBits = {1, 2, 4, 8}, kHighBits = {16, 32, 64, 128};
+        Words low = kLowBits, high = kHighBits;
+        for (int d = 0; d < 3; ++d) {
+            const Lanes from = splat(min[d]), to = splat(max[d]);
+            low &= (load_lanes(lo[d]) <= to) & (load_lanes(hi[d]) >= from);
+            high &= (load_lanes(lo[d] + 4) <= to) & (load_lanes(hi[d] + 4) >= from);
+        }
+        Words bits = low | high;
+        bits |= __builtin_shufflevector(bits, bits, 2, 3, 0, 1);
+        bits |= __builtin_shufflevector(bits, bits, 1, 0, 3, 2);
+        return static_cast<unsigned>(bits[0]);
     }
     Box hull() const {
         Box box;

@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <optional>
 
 #include "cell_search.hpp"
@@ -65,9 +64,10 @@ class CellTracker {
     }
 
     // The vector at the place that was found last: 1, or 0 in a cell with a null node.
-    int evaluate(int cell, const float *uvw, float *vector) const {
+    int evaluate(int cell, const float *uvw, float *vector) {
         if (!current_) return rows_.evaluate(mesh_, cell, uvw, vector);
-        const Tracked &at = *current_;
+        Tracked &at = *current_;
+        if (!at.has_rows) gather_rows(at);
         if (at.null || !at.funcs->shape_func) return 0;
         float weights[kMaxCellNodes];
         switch (at.kind) {
@@ -88,7 +88,7 @@ class CellTracker {
   private:
     static constexpr int kSlots = 64;                       // a power of two
     static constexpr int kRoom = 128;                       // cells around a point
-    static constexpr float kAround = 0.25f, kAhead = 1.0f;  // in sides of the last cell
+    static constexpr float kAround = 0.05f, kAhead = 2.0f;  // in sides of the last cell
 
     enum class Kind { kHex, kTet, kOther };
 
@@ -97,8 +97,8 @@ class CellTracker {
         int nnodes;
         const SetFuncs *funcs;
         Box box;
-        bool null;
         Kind kind;
+        bool has_rows, null;
         float node_xyz[3 * kMaxCellNodes];
         float rows[kMaxCellNodes][4];
         // Of the kinds that are solved here: what belongs to the cell alone.
@@ -128,7 +128,7 @@ class CellTracker {
         slot.funcs = nodes.funcs;
         gather_coords(mesh_->coords, mesh_->nspace, nodes, slot.node_xyz);
         slot.box = box_of_gathered(slot.node_xyz, nodes.nnodes);
-        slot.null = rows_.gather(nodes.nodes, nodes.nnodes, slot.rows);
+        slot.has_rows = false;
         slot.kind = kind_of(nodes);
         if (slot.kind == Kind::kHex) {
             constexpr float kMiddle[] = {0, 0, 0};
@@ -138,6 +138,13 @@ class CellTracker {
             slot.tet = TetPlaces(slot.node_xyz);
         }
         return &slot;
+    }
+
+    void gather_rows(Tracked &tracked) {
+        CellNodes nodes;
+        find_indexed_nodes(mesh_, index_, tracked.id, nodes);
+        tracked.null = rows_.gather(nodes.nodes, nodes.nnodes, tracked.rows);
+        tracked.has_rows = true;
     }
 
     // Whether the list of the point's block has the cell. A box that holds the point makes sure of it.
@@ -179,27 +186,27 @@ class CellTracker {
         return holds(region_, xyz);
     }
 
-    // Of cells whose widened boxes meet a region, the highest id first.
+    // Lists the cells whose widened boxes meet a region, the highest id first.
     bool list(const Box &region) {
-        std::uint64_t keys[kRoom];
+        int ids[kRoom];
         Box boxes[kRoom];
         int count = 0;
-        const bool all =
-            index_.visit_near(region.min, region.max, [&](int id, const BoxLanes &lanes, int lane) {
-                if (count == kRoom) return false;
-                boxes[count] = lanes.box(lane);
-                keys[count] = static_cast<std::uint64_t>(id) << 32 | static_cast<unsigned>(count);
-                ++count;
-                return true;
-            });
-        if (!all) return false;
-        std::sort(keys, keys + count, std::greater<>());
+        const auto enter = [&](int id, const BoxLanes &lanes, int lane) {
+            if (count == kRoom) return false;
+            boxes[count] = lanes.box(lane);
+            ids[count++] = id;
+            return true;
+        };
+        if (!index_.visit_near(region.min, region.max, enter)) return false;
         ngroups_ = (count + BoxLanes::kFan - 1) / BoxLanes::kFan;
-        for (int i = 0; i < ngroups_ * BoxLanes::kFan; ++i) {
-            const bool there = i < count;
-            near_[i / BoxLanes::kFan].set(i % BoxLanes::kFan,
-                                          there ? boxes[keys[i] & 0xffffffffu] : kNowhere);
-            id_[i] = there ? static_cast<int>(keys[i] >> 32) : -1;
+        for (int i = count; i < ngroups_ * BoxLanes::kFan; ++i)
+            near_[i / BoxLanes::kFan].set(i % BoxLanes::kFan, kNowhere);
+        // Every cell's rank by counting: more steps than sorting, but no branches to guess.
+        for (int i = 0; i < count; ++i) {
+            int rank = 0;
+            for (int j = 0; j < count; ++j) rank += ids[j] > ids[i] ? 1 : 0;
+            near_[rank / BoxLanes::kFan].set(rank % BoxLanes::kFan, boxes[i]);
+            id_[rank] = ids[i];
         }
         return true;
     }
@@ -217,8 +224,8 @@ class CellTracker {
     int id_[kRoom];
     BoxLanes near_[kRoom / BoxLanes::kFan];
 
-    const Tracked *current_ = nullptr;  // the cell that was found last
-    Iterate<Hex1> hex_;                 // the place in it, when it is a hexahedron
+    Tracked *current_ = nullptr;  // the cell that was found last
+    Iterate<Hex1> hex_;           // the place in it, when it is a hexahedron
     Tracked slots_[kSlots];
 };
 

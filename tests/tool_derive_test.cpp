@@ -1,33 +1,10 @@
 // The tool end to end on derivatives and on data with holes.
 #include <vtkCell.h>
 #include <vtkExodusIIWriter.h>
-#include <vtkXMLGenericDataObjectReader.h>
 
 #include "tool_support.hpp"
 
 namespace {
-
-using Rows = std::vector<std::vector<double>>;
-
-vtkSmartPointer<vtkDataSet> read_mesh(const std::string &name) {
-    vtkNew<vtkXMLGenericDataObjectReader> reader;
-    reader->SetFileName(name.c_str());
-    reader->Update();
-    return vtkDataSet::SafeDownCast(reader->GetOutput());
-}
-
-// Of a node array of the file.
-Rows rows_of(const std::string &file, const char *name) {
-    const auto mesh = read_mesh(file);
-    vtkDataArray *array = mesh->GetPointData()->GetArray(name);
-    Rows rows;
-    for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i) {
-        rows.emplace_back();
-        for (int c = 0; c < array->GetNumberOfComponents(); ++c)
-            rows.back().push_back(array->GetComponent(i, c));
-    }
-    return rows;
-}
 
 // f = 2x + 3y + 5z and v = (x + 2y + 3z, 4x + 5y + 6z, 7x + 8y + 10z) at the points.
 std::string linear_fields(const std::vector<Vertex> &points) {

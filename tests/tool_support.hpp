@@ -16,6 +16,7 @@
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkUnstructuredGrid.h>
+#include <vtkXMLGenericDataObjectReader.h>
 #include <vtkXMLUnstructuredGridReader.h>
 
 #include <algorithm>
@@ -251,6 +252,28 @@ inline Solid read_obj(const std::string &name) {
         }
     }
     return solid;
+}
+
+using Rows = std::vector<std::vector<double>>;
+
+inline vtkSmartPointer<vtkDataSet> read_mesh(const std::string &name) {
+    vtkNew<vtkXMLGenericDataObjectReader> reader;
+    reader->SetFileName(name.c_str());
+    reader->Update();
+    return vtkDataSet::SafeDownCast(reader->GetOutput());
+}
+
+// Of a node array of the file.
+inline Rows rows_of(const std::string &file, const char *name) {
+    const auto mesh = read_mesh(file);
+    vtkDataArray *array = mesh->GetPointData()->GetArray(name);
+    Rows rows;
+    for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i) {
+        rows.emplace_back();
+        for (int c = 0; c < array->GetNumberOfComponents(); ++c)
+            rows.back().push_back(array->GetComponent(i, c));
+    }
+    return rows;
 }
 
 // To run in the child.

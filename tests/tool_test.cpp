@@ -296,7 +296,7 @@ TEST_F(Tool, RefusesBadInputInOneLineThatSaysWhatToDo) {
         {{"iso", "in.vti", "-l", "5", "-o", "nowhere/o.vtp"}, "no directory"},
         {{"iso", "none.vti", "-l", "5", "-o", "o.vtp"}, "No such file"},
         {{"iso", "folder.vti", "-l", "5", "-o", "o.vtp"}, "is a directory"},
-        {{"iso", "photo.jpg", "-l", "5", "-o", "o.vtp"}, "known are .e .ex2 .exo .g .mha"},
+        {{"iso", "photo.jpg", "-l", "5", "-o", "o.vtp"}, "known are .cdf .e .ex2 .exo .g .mha"},
         {{"iso", "empty.vti", "-l", "5", "-o", "o.vtp"}, "is empty"},
         {{"iso", "junk.vti", "-l", "5", "-o", "o.vtp"}, "not the XML"},
         {{"iso", "junk.vtk", "-l", "5", "-o", "o.vtp"}, "cannot read 'junk.vtk'"},
