@@ -31,9 +31,9 @@ class StreamlineMaker;
 enum class LineEnd {
     kLeftMesh,
     kMissingData,  // in a cell with a missing node
-    kStagnation,   // slower than min_speed, or at rest
+    kStagnation,   // slower than min_speed, or turns back within a step, as it does around a sink
     kMaximum,      // of points
-    kFailedStep    // its steps swing far beyond a sink, or are NaN or infinite
+    kFailedStep    // a step swings far beyond its cell, or is NaN or infinite
 };
 
 enum class FlowDirection { kDownstream, kUpstream, kBoth };
@@ -49,7 +49,8 @@ struct StreamlineOptions {
     // A line ends where it is slower; without it, a millionth of the data's largest speed.
     std::optional<double> min_speed = {};
     // Places in cells as the library's search leaves them: a few hundredths of a cell off where cells are
-    // curved or warped. Else they are the places of the points themselves.
+    // curved or warped. Else they are the places of the points themselves. And lines that go on around a sink,
+    // in leaps, for the library's steps grow there.
     bool native = false;
 };
 
@@ -217,7 +218,7 @@ class StreamlineMaker {
             options_.max_points, &npoints, b.coords.get(), b.vectors.get(), 1, b.cells.get(), b.uvw.get(),
             b.speeds.get(), b.steps.get(), b.next_point.data());
         if (result != 1) throw Error("the mesh has no method for streamlines");
-        const auto count = static_cast<std::size_t>(npoints);
+        const std::size_t count = smooth_points(static_cast<std::size_t>(npoints));
         double time = 0, length = 0;
         for (std::size_t i = 0; i < count; ++i) {
             if (i > 0) {
@@ -231,13 +232,27 @@ class StreamlineMaker {
             b.times[i] = time;
             b.lengths[i] = length;
         }
-        if (npoints == options_.max_points)
+        if (count < static_cast<std::size_t>(npoints))
+            end = LineEnd::kStagnation;
+        else if (npoints == options_.max_points)
             end = LineEnd::kMaximum;
         else if (count > 0 && failed_step(count - 1))
             end = LineEnd::kFailedStep;
         else
             end = end_at(b.next_point);
         return count;
+    }
+
+    // The points before the line turns back within a step.
+    std::size_t smooth_points(std::size_t npoints) const {
+        const auto width = static_cast<std::size_t>(data_.components());
+        for (std::size_t i = 1; i < npoints && !options_.native; ++i) {
+            const float *here = &buffers_.vectors[i * width];
+            double along = 0;
+            for (std::size_t c = 0; c < width; ++c) along += double{here[c]} * (here - width)[c];
+            if (along < 0) return i;
+        }
+        return npoints;
     }
 
     // Whether the step from point i is none, or went too far, it or its stage that failed: steps grow as a

@@ -1188,9 +1188,9 @@ ISOFIELD_API int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const 
 /* ====================================================================================================
  * Tracing
  * ====================================================================================================
- * One connected sheet or line of a structured, uniform or rectilinear grid, grown from a point: a walk that
- * goes from cell to cell through the faces or edges that it crosses, so that its cost follows what it
- * touches and other sheets of the same level stay out. Cells are corner numbers here.
+ * One sheet or line of a structured, uniform or rectilinear grid, grown from a point: a walk that goes from
+ * cell to cell through the faces or edges that it crosses, so that its cost follows what it touches and
+ * distant sheets of the same level stay out. Cells are corner numbers here.
  * The walk is that of B. Wyvill, C. McPheeters, G. Wyvill, "Data structure for soft objects", 1986. */
 
 /* The triangles of the sheet through a point, in a grid of three dimensions.
@@ -1203,11 +1203,12 @@ ISOFIELD_API int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const 
  *   connect, nconnect         ntris x 3 new nodes; ints used
  * A cell's polygons are those of UTILisosurf. The walk leaves a cell through the faces that ISOtrace_hex
  * tells, but takes the mask's bits along the second axis as steps along the third and the other way round.
- * So where the surface leaves a cell through faces of one of these axes alone, the walk does not follow it
- * there: the result is a part of the sheet, and it may be a small one. The whole sheet is the connected part
- * of UTILisosurf's surface (isofield.hpp: Locator::sheet). Cells with a null node are left out, and so are cells
- * of the grid's last layers. Neighbours are taken depth first. Where the level equals the data in all of the
- * point's cell nothing is made, and the result is 1.
+ * So it does not follow the surface where that leaves a cell through faces of one of these axes alone, and
+ * may step over to another sheet in the next cell: the result can be less than the sheet, or more. The sheet
+ * itself is the connected part of UTILisosurf's surface (isofield.hpp: Locator::sheet). Cells with a null
+ * node are left out. Neighbours are taken depth first. Where the level equals the data in all of the point's
+ * cell nothing is made, and the result is 1. The percentages of progress count the cells that are looked at
+ * against those of set 0, and may pass 100.
  * Result 1; 0 when the point is in no cell, its cell has a null node, there is no memory (a failed growth of
  * connect is told on standard error), the grid has not three dimensions, or the mesh has no find_cell_func or
  * interp_data_func, which is told on standard error; -1 when interrupted. Another dtype than the six makes
@@ -1222,9 +1223,10 @@ ISOFIELD_API int UTILiso_trace(MeshInfo *mesh, BlockTable *table, const void *da
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 
-/* Per case of a hexahedron's corners (bit b: corner b at or above the level, in the numbering of the case
- * tables) the faces that the surface crosses: bits 1 and 2 for the lower and upper side along bit 0 of the
- * corner number, 4 and 8 along its bit 1, 16 and 32 along its bit 2. */
+/* Per case of a cell's corners the faces that the surface crosses. Bits 0 to 7 of a case tell of the nodes
+ * 0 1 4 5 3 2 7 6 whether they are at or above the level. A face is crossed when its nodes are not alike. The
+ * bits of faces: 1 and 2, the lower and upper side along bit 0 of the case's bit numbers; 4 and 8 along their
+ * bit 1; 16 and 32 along their bit 2. */
 ISOFIELD_API extern const int ISOtrace_hex[256];
 
 /* The segments of the line through a point, in the first two dimensions of a grid. Arguments as above, with
@@ -1234,8 +1236,9 @@ ISOFIELD_API extern const int ISOtrace_hex[256];
  * equal the level: a node that equals the level makes its edges crossed, each with a new node of its own. Of
  * a cell's crossed edges one makes a segment of no length, two a segment, three a segment of the first two,
  * and four, by edges 01 12 23 30, the segments 01-12 and 23-30 when node 0 is below node 1, else 01-30 and
- * 23-12. So a plateau is walked all over, with two segments a cell. There is no interruption. Results as
- * above; 0 when the grid has less than two dimensions. */
+ * 23-12. So a plateau is walked all over, with two segments a cell. In a grid of three dimensions rows are
+ * counted through all planes: a line that starts in an upper plane may go down into the one below. There is
+ * no interruption. Results as above; 0 when the grid has less than two dimensions. */
 ISOFIELD_API int UTILisoline_trace(MeshInfo *mesh, BlockTable *table, const void *data, int dtype,
                                    int null_flag, const void *null_value, const float *xyz, double *level,
                                    int *nnew, int **min_node, int **max_node, int *nlines, int **connect,
