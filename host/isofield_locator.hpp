@@ -292,26 +292,6 @@ class Locator {
         return found;
     }
 
-    // The mesh's record with a search that refines its places.
-    struct RefinedRecord {
-        FieldFuncs funcs;  // stands first: methods come back to the locator from here
-        Locator *locator;
-        MeshInfo mesh;
-
-        explicit RefinedRecord(Locator &self)
-            : funcs(*self.mesh_->field_funcs), locator(&self), mesh(*self.mesh_) {
-            funcs.find_cell_func = find;
-            mesh.field_funcs = &funcs;
-        }
-        RefinedRecord(const RefinedRecord &) = delete;
-        RefinedRecord &operator=(const RefinedRecord &) = delete;
-
-        static int find(MeshInfo *record, BlockTable *, const float *xyz, int *cell, float *uvw) {
-            const auto *self = reinterpret_cast<const RefinedRecord *>(record->field_funcs);
-            return self->locator->locate(xyz, *cell, uvw);
-        }
-    };
-
     // Whether the library's places are those of the points, by the mesh's kind or by that of its cells.
     bool places_exactly() const {
         bool exact = true;
@@ -383,39 +363,123 @@ class Locator {
         }
     }
 
+    // A cell whose places are found by steps.
+    struct MappedCell {
+        int cell = -1, set = -1, n = 0, ndim = 0;
+        float node_xyz[3 * kMaxNodes];
+    };
+
+    // False for cells that are solved directly.
+    bool map(int cell, MappedCell &mapped) const {
+        int set = mesh_->ndim > 0 ? 0 : -1, local = cell;
+        if (set < 0 && !UTILget_cell_id(mesh_, cell, &local, &set)) return false;
+        const int n = mesh_->cell_nnodes[set], ndim = mesh_->cell_ndim[set];
+        if (n == ndim + 1 || n > kMaxNodes) return false;
+        mapped.cell = cell;
+        mapped.set = set;
+        mapped.n = n;
+        mapped.ndim = ndim;
+        gather_nodes(set, cell, n, mapped.node_xyz);
+        return true;
+    }
+
     // The library ends its steps towards a point in a cell when one is below a twentieth, without that step,
     // and names places in lines from 0 to 1 (see UTILrev_par_line_1). Values are wanted at the point itself.
     void refine(const float *point, int cell, float *uvw) const {
+        MappedCell mapped;
+        if (map(cell, mapped)) {
+            approach(point, mapped, 0.25f, uvw);
+            return;
+        }
+        int set = -1, local = cell;
+        if (mesh_->ndim == 0 && UTILget_cell_id(mesh_, cell, &local, &set) && mesh_->cell_nnodes[set] == 2)
+            uvw[0] = 2 * uvw[0] - 1;
+    }
+
+    // Newton steps towards a point, up to one that is above `largest_step`. True when the last was small.
+    bool approach(const float *point, const MappedCell &mapped, float largest_step, float *uvw) const {
         constexpr int kMaxSteps = 5;
-        constexpr float kSmallStep = 1e-3f, kLargeStep = 0.25f;
-        int set = mesh_->ndim > 0 ? 0 : -1, local = cell;
-        if (set < 0 && !UTILget_cell_id(mesh_, cell, &local, &set)) return;
-        const int n = mesh_->cell_nnodes[set], ndim = mesh_->cell_ndim[set];
-        if (ndim == 1 && n == 2) uvw[0] = 2 * uvw[0] - 1;
-        if (n == ndim + 1 || n > kMaxNodes) return;  // solved directly
-        float node_xyz[3 * kMaxNodes];
-        gather_nodes(set, cell, n, node_xyz);
+        constexpr float kSmallStep = 1e-3f;
+        const auto &[cell, set, n, ndim, node_xyz] = mapped;
         const SetFuncs &funcs = mesh_->cell_funcs[set].funcs;
         for (int step = 0; step < kMaxSteps; ++step) {
             float weights[kMaxNodes], derivs[3 * kMaxNodes], jinv[9], frame[9], frame_xyz[3 * kMaxNodes];
-            float residual[3], move[3];
             funcs.shape_func(uvw, weights);
             funcs.shape_deriv_func(uvw, derivs);
             const float size = ndim == 3   ? UTILjacobian_3d_inv(n, derivs, node_xyz, jinv)
                                : ndim == 2 ? UTILjacobian_2d_inv(n, derivs, node_xyz, jinv, frame, frame_xyz)
                                            : UTILjacobian_1d_inv(n, derivs, node_xyz, jinv, frame, frame_xyz);
-            if (size == 0) return;
-            MATvec_by_mat(weights, node_xyz, residual, 1, n, 3);
-            for (int d = 0; d < 3; ++d) residual[d] = point[d] - residual[d];
+            if (size == 0) return false;
+            float residual[3] = {point[0], point[1], point[2]};
+            for (int i = 0; i < n; ++i) {
+                for (int d = 0; d < 3; ++d) residual[d] -= weights[i] * node_xyz[3 * i + d];
+            }
             if (ndim < 3) MATvec_by_mat(residual, frame, residual, 1, 3, 3);
-            MATvec_by_mat(residual, jinv, move, 1, ndim, ndim);
-            float largest = 0;
-            for (int d = 0; d < ndim; ++d) largest = std::max(largest, std::abs(move[d]));
-            if (!(largest <= kLargeStep)) return;
+            float move[3] = {}, largest = 0;
+            for (int to = 0; to < ndim; ++to) {
+                for (int from = 0; from < ndim; ++from) move[to] += residual[from] * jinv[from * ndim + to];
+                largest = std::max(largest, std::abs(move[to]));
+            }
+            if (!(largest <= largest_step)) return false;
             for (int d = 0; d < ndim; ++d) uvw[d] += move[d];
-            if (largest < kSmallStep) return;
+            if (largest < kSmallStep) return true;
         }
+        return false;
     }
+
+    // Places along a path: the last hexahedron is asked first.
+    class Follower {
+      public:
+        explicit Follower(Locator &locator) : locator_(locator) {}
+
+        bool locate(const float *point, int &cell, float *uvw) {
+            constexpr float kAcross = 2;  // a cell
+            if (last_.cell >= 0) {
+                float at[3] = {uvw_[0], uvw_[1], uvw_[2]};
+                if (locator_.approach(point, last_, kAcross, at) &&
+                    std::all_of(at, at + 3, [](float x) { return std::abs(x) <= 1; })) {
+                    return found(last_.cell, at, cell, uvw);
+                }
+            }
+            int new_cell = -1;
+            float at[3] = {};
+            if (!locator_.locate(point, new_cell, at)) return false;
+            if (last_.cell != new_cell && !(locator_.map(new_cell, last_) && last_.n == 8 && last_.ndim == 3))
+                last_.cell = -1;
+            return found(new_cell, at, cell, uvw);
+        }
+
+      private:
+        bool found(int at_cell, const float *at, int &cell, float *uvw) {
+            cell = at_cell;
+            std::copy_n(at, 3, uvw_);
+            std::copy_n(at, 3, uvw);
+            return true;
+        }
+
+        Locator &locator_;
+        MappedCell last_;
+        float uvw_[3] = {};
+    };
+
+    // The mesh's record with a search that refines its places.
+    struct RefinedRecord {
+        FieldFuncs funcs;  // stands first: methods come back to the record from here
+        Follower follower;
+        MeshInfo mesh;
+
+        explicit RefinedRecord(Locator &self)
+            : funcs(*self.mesh_->field_funcs), follower(self), mesh(*self.mesh_) {
+            funcs.find_cell_func = find;
+            mesh.field_funcs = &funcs;
+        }
+        RefinedRecord(const RefinedRecord &) = delete;
+        RefinedRecord &operator=(const RefinedRecord &) = delete;
+
+        static int find(MeshInfo *record, BlockTable *, const float *xyz, int *cell, float *uvw) {
+            return reinterpret_cast<RefinedRecord *>(record->field_funcs)->follower.locate(xyz, *cell, uvw);
+        }
+    };
 
     // The library names a grid's cells by their lowest nodes; the front counts them.
     int front_cell(int cell) const {

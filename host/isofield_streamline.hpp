@@ -243,14 +243,17 @@ class StreamlineMaker {
         return count;
     }
 
-    // The points before the line turns back within a step.
+    // The points before the line turns back within a step: goes against its vector, or meets an opposite one.
     std::size_t smooth_points(std::size_t npoints) const {
         const auto width = static_cast<std::size_t>(data_.components());
         for (std::size_t i = 1; i < npoints && !options_.native; ++i) {
-            const float *here = &buffers_.vectors[i * width];
-            double along = 0;
-            for (std::size_t c = 0; c < width; ++c) along += double{here[c]} * (here - width)[c];
-            if (along < 0) return i;
+            const float *place = &buffers_.coords[i * nspace_], *vector = &buffers_.vectors[i * width];
+            double way = 0, turn = 0;
+            for (std::size_t c = 0; c < width; ++c) {
+                way += (double{place[c]} - (place - nspace_)[c]) * (vector - width)[c];
+                turn += double{vector[c]} * (vector - width)[c];
+            }
+            if (way * double{buffers_.steps[i - 1]} < 0 || turn < 0) return i;
         }
         return npoints;
     }

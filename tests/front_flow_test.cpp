@@ -129,6 +129,7 @@ TEST(FrontStreamlines, TellWhyTheyEnd) {
         expect_end(LineEnd::kMissingData, 1, 4, 5.5f, [](float x) { return x < 5.5f ? 1 : INFINITY; });
         expect_end(LineEnd::kStagnation, 1, 4.2f, 4.5f, slowing, {.min_speed = 0.5});
         expect_end(LineEnd::kStagnation, 1, 4.7f, 5, slowing);
+        expect_end(LineEnd::kStagnation, 1, 4.2f, 4.8f, [](float x) { return x < 4.5f ? 1.0f : -1.0f; });
         expect_end(LineEnd::kFailedStep, 1, 4.7f, 5.3f, slowing, {.native = true});
         expect_end(LineEnd::kStagnation, 1, 0, 0, [](float) { return 0.0f; });
     }
