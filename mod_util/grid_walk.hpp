@@ -144,5 +144,35 @@ bool find_start(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag,
     return true;
 }
 
+enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
+
+// Traces by a kind of walk, which has kUnit, kNodes (of an element), serves(ndim) and run(seed).
+template <template <class> class WalkOver, class T>
+int trace(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByValue<T> null_by_value,
+          const float *xyz, double *level, const WalkResults &out) {
+    using Walk = WalkOver<T>;
+    out.clear();
+    const T null_value = static_cast<T>(null_by_value);
+    int seed = -1;
+    if (!find_start(mesh, table, data, null_flag, null_value, xyz, &seed, level)) return 0;
+    WalkOutput made(Walk::kUnit);
+    if (!Walk::serves(mesh->ndim) || !made.create()) return 0;
+    const Outcome outcome = Walk(mesh, data, null_flag != 0, null_value, *level, made).run(seed);
+    if (outcome == Outcome::kDone) made.hand_over(Walk::kNodes, out);
+    return static_cast<int>(outcome);
+}
+
+template <template <class> class WalkOver>
+int trace_type(MeshInfo *mesh, BlockTable *table, const void *data, int dtype, int null_flag,
+               const void *null_value, const float *xyz, double *level, const WalkResults &out) {
+    return visit(
+        dtype,
+        [&]<class T>(ElementTag<T>) {
+            return trace<WalkOver, T>(mesh, table, static_cast<const T *>(data), null_flag,
+                                      load_scalar<T>(null_flag, null_value), xyz, level, out);
+        },
+        [mesh] { return narrowed_to_int(mesh); });
+}
+
 }  // namespace isofield::detail
 #endif

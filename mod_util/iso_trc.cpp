@@ -15,7 +15,6 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr const char *kUnit = "mod_util/iso_trc";
 constexpr int kPollPeriod = 400;
 
 // Two bits for each bit of a corner number: whether the corners of its lower and its upper side differ.
@@ -86,8 +85,6 @@ constexpr auto kEdgePlaces = [] {
     return places;
 }();
 
-enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
-
 // The bits of a case index from those of Brick::corners.
 constexpr unsigned case_index(unsigned corners) {
     return (corners & 3) | (corners & 12) << 2 | (corners >> 4 & 3) << 2 | (corners >> 6) << 6;
@@ -96,6 +93,10 @@ constexpr unsigned case_index(unsigned corners) {
 template <class T>
 class SheetWalk {
   public:
+    static constexpr const char *kUnit = "mod_util/iso_trc";
+    static constexpr int kNodes = 3;
+    static bool serves(int ndim) { return ndim == 3; }
+
     SheetWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level,
               WalkOutput &out)
         : out_(out),
@@ -214,17 +215,9 @@ class SheetWalk {
 };
 
 template <class T>
-int trace(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByValue<T> null_by_value,
-          const float *xyz, double *level, const WalkResults &out) {
-    out.clear();
-    const T null_value = static_cast<T>(null_by_value);
-    int seed = -1;
-    if (!find_start(mesh, table, data, null_flag, null_value, xyz, &seed, level) || mesh->ndim != 3) return 0;
-    WalkOutput made(kUnit);
-    if (!made.create()) return 0;
-    const Outcome outcome = SheetWalk<T>(mesh, data, null_flag != 0, null_value, *level, made).run(seed);
-    if (outcome == Outcome::kDone) made.hand_over(3, out);
-    return static_cast<int>(outcome);
+int trace_sheet(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByValue<T> null_value,
+                const float *xyz, double *level, const WalkResults &out) {
+    return trace<SheetWalk, T>(mesh, table, data, null_flag, null_value, xyz, level, out);
 }
 
 // ---- The list and the table of cells
@@ -260,7 +253,7 @@ int bucket_of(const CellTable *table, int cell) {
 
 ISOFIELD_ARRAY(int, ISOtrace_hex, kCrossedFaces, (0, 2, 5, 6));
 
-ISOFIELD_STAMP(UTILiso_trace, trace,
+ISOFIELD_STAMP(UTILiso_trace, trace_sheet,
                (MeshInfo * mesh, BlockTable *table, const T *data, int null_flag, V null_value,
                 const float *xyz, double *level, int *nnew, int **min_node, int **max_node, int *ntris,
                 int **connect, int *nconnect),
@@ -270,14 +263,8 @@ ISOFIELD_STAMP(UTILiso_trace, trace,
 int UTILiso_trace(MeshInfo *mesh, BlockTable *table, const void *data, int dtype, int null_flag,
                   const void *null_value, const float *xyz, double *level, int *nnew, int **min_node,
                   int **max_node, int *ntris, int **connect, int *nconnect) {
-    return visit(
-        dtype,
-        [&]<class T>(ElementTag<T>) {
-            return trace<T>(mesh, table, static_cast<const T *>(data), null_flag,
-                            load_scalar<T>(null_flag, null_value), xyz, level,
-                            {nnew, min_node, max_node, ntris, connect, nconnect});
-        },
-        [mesh] { return narrowed_to_int(mesh); });
+    return trace_type<SheetWalk>(mesh, table, data, dtype, null_flag, null_value, xyz, level,
+                                 {nnew, min_node, max_node, ntris, connect, nconnect});
 }
 
 CellList *UTILinit_cell_list(int count) {

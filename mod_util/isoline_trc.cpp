@@ -9,8 +9,6 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr const char *kUnit = "mod_util/isoline_trc";
-
 // A slot of a set of cells, and of the new nodes of edges; keys start at 1.
 struct DoneCell {
     std::uint32_t key_;
@@ -25,6 +23,10 @@ struct NumberedEdge {
 template <class T>
 class LineWalk {
   public:
+    static constexpr const char *kUnit = "mod_util/isoline_trc";
+    static constexpr int kNodes = 2;
+    static bool serves(int ndim) { return ndim >= 2; }
+
     LineWalk(const MeshInfo *mesh, const T *data, bool has_nulls, T null_value, double level, WalkOutput &out)
         : data_(data),
           has_nulls_(has_nulls),
@@ -35,15 +37,14 @@ class LineWalk {
           dims_{mesh->dims[0], mesh->dims[1]},
           offset_{0, 1, dims_[0] + 1, dims_[0]} {}
 
-    // False when there is no memory.
-    bool run(int seed) {
-        if (!waiting_.create() || !done_.create() || !edges_.create()) return false;
+    Outcome run(int seed) {
+        if (!waiting_.create() || !done_.create() || !edges_.create()) return Outcome::kFailed;
         if (holds(seed)) waiting_.push(seed);
         while (!waiting_.empty()) {
             const int cell = waiting_.pop();
-            if (done_.find(key_of(cell)).key_ == 0 && !visit_cell(cell)) return false;
+            if (done_.find(key_of(cell)).key_ == 0 && !visit_cell(cell)) return Outcome::kFailed;
         }
-        return true;
+        return Outcome::kDone;
     }
 
   private:
@@ -55,6 +56,7 @@ class LineWalk {
         return (a <= level_ && b > level_) || (a >= level_ && b < level_) || (a == level_ && b == level_);
     }
 
+    // False when there is no memory; so below.
     bool visit_cell(int cell) {
         double value[4];
         for (std::size_t q = 0; q < 4; ++q) {
@@ -134,22 +136,14 @@ class LineWalk {
 };
 
 template <class T>
-int trace(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByValue<T> null_by_value,
-          const float *xyz, double *level, const WalkResults &out) {
-    out.clear();
-    const T null_value = static_cast<T>(null_by_value);
-    int seed = -1;
-    if (!find_start(mesh, table, data, null_flag, null_value, xyz, &seed, level) || mesh->ndim < 2) return 0;
-    WalkOutput made(kUnit);
-    if (!made.create() || !LineWalk<T>(mesh, data, null_flag != 0, null_value, *level, made).run(seed))
-        return 0;
-    made.hand_over(2, out);
-    return 1;
+int trace_line(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag, ByValue<T> null_value,
+               const float *xyz, double *level, const WalkResults &out) {
+    return trace<LineWalk, T>(mesh, table, data, null_flag, null_value, xyz, level, out);
 }
 
 }  // namespace
 
-ISOFIELD_STAMP(UTILisoline_trace, trace,
+ISOFIELD_STAMP(UTILisoline_trace, trace_line,
                (MeshInfo * mesh, BlockTable *table, const T *data, int null_flag, V null_value,
                 const float *xyz, double *level, int *nnew, int **min_node, int **max_node, int *nlines,
                 int **connect, int *nconnect),
@@ -159,12 +153,6 @@ ISOFIELD_STAMP(UTILisoline_trace, trace,
 int UTILisoline_trace(MeshInfo *mesh, BlockTable *table, const void *data, int dtype, int null_flag,
                       const void *null_value, const float *xyz, double *level, int *nnew, int **min_node,
                       int **max_node, int *nlines, int **connect, int *nconnect) {
-    return visit(
-        dtype,
-        [&]<class T>(ElementTag<T>) {
-            return trace<T>(mesh, table, static_cast<const T *>(data), null_flag,
-                            load_scalar<T>(null_flag, null_value), xyz, level,
-                            {nnew, min_node, max_node, nlines, connect, nconnect});
-        },
-        [mesh] { return narrowed_to_int(mesh); });
+    return trace_type<LineWalk>(mesh, table, data, dtype, null_flag, null_value, xyz, level,
+                                {nnew, min_node, max_node, nlines, connect, nconnect});
 }
