@@ -157,8 +157,7 @@ class CellTracker {
     bool place(const Tracked &tracked, const float *xyz, float *uvw) {
         if (tracked.kind == Kind::kTet) return tracked.tet.place(xyz, uvw);
         if (tracked.kind == Kind::kOther) return tracked.funcs->rev_par_func(tracked.node_xyz, xyz, uvw) > 0;
-        hex_ = tracked.start;
-        const bool regular = hex_.approach(tracked.node, xyz);
+        const bool regular = hex_.approach(tracked.start, tracked.node, xyz);
         std::copy_n(hex_.at, 3, uvw);
         return regular && within_cube(uvw);
     }

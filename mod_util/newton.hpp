@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "jacobians.hpp"
+#include "lanes.hpp"
 
 namespace isofield::detail {
 
@@ -56,15 +57,6 @@ void pad_nodes(const float *node_xyz, PaddedNodes<Cell> &node) {
     }
 }
 
-template <int kNodes>
-void multiply_padded(const float *weights, const float (&node)[kNodes][4], float *out) {
-    float sum[4] = {};
-    for (int k = 0; k < kNodes; ++k) {
-        for (int d = 0; d < 4; ++d) sum[d] += weights[k] * node[k][d];
-    }
-    std::copy_n(sum, 3, out);
-}
-
 // A place in a volume, and what belongs to it: the weights of the nodes, the point in space, and the inverse
 // of the Jacobian where that is regular.
 template <class Cell>
@@ -78,10 +70,17 @@ struct Iterate {
         float derivs[3 * Cell::kNodes];
         Cell::weights(at, weights);
         Cell::derivs(at, derivs);
-        for (int axis = 0; axis < 3; ++axis)
-            multiply_padded(derivs + axis * Cell::kNodes, node, jinv + 3 * axis);
+        Lanes sum = splat(0), along[3] = {sum, sum, sum};
+        for (int k = 0; k < Cell::kNodes; ++k) {
+            const Lanes xyz = load_lanes(node[k]);
+            sum += splat(weights[k]) * xyz;
+            for (int axis = 0; axis < 3; ++axis) along[axis] += splat(derivs[axis * Cell::kNodes + k]) * xyz;
+        }
+        for (int d = 0; d < 3; ++d) {
+            x[d] = sum[d];
+            for (int axis = 0; axis < 3; ++axis) jinv[3 * axis + d] = along[axis][d];
+        }
         regular = !(orientation.size(MATmat3_inverse(jinv, jinv)) <= 0.0);
-        multiply_padded(weights, node, x);
     }
 
     // The iterate that the steps towards all points of a cell start from.
@@ -92,20 +91,28 @@ struct Iterate {
         return first;
     }
 
-    // Goes on to the last iterate before a step below kNewtonStep. False when a Jacobian is degenerate.
-    bool approach(const PaddedNodes<Cell> &node, const float *xyz) {
+    // Goes from a first iterate on to the last one before a step below kNewtonStep: its place and weights.
+    // False when a Jacobian is degenerate.
+    bool approach(const Iterate &first, const PaddedNodes<Cell> &node, const float *xyz) {
+        std::copy_n(first.at, 3, at);
+        orientation = first.orientation;
+        const Iterate *here = &first;
         for (int step = 1;; ++step) {
-            if (!regular) return false;
+            if (!here->regular) return false;
             float residual[3], move[3];
-            for (int d = 0; d < 3; ++d) residual[d] = xyz[d] - x[d];
-            multiply(residual, jinv, move, 1, 3, 3);
-            if (converged(move, 3)) return true;
+            for (int d = 0; d < 3; ++d) residual[d] = xyz[d] - here->x[d];
+            multiply(residual, here->jinv, move, 1, 3, 3);
+            if (converged(move, 3)) {
+                if (here == &first) std::copy_n(first.weights, Cell::kNodes, weights);
+                return true;
+            }
             for (int d = 0; d < 3; ++d) at[d] += move[d];
             if (step == kNewtonMaxSteps) {
                 Cell::weights(at, weights);
                 return true;
             }
             form(node);
+            here = this;
         }
     }
 };

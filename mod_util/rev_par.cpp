@@ -64,8 +64,8 @@ template <class Cell>
 bool iterate_in_volume(const float *node_xyz, const float *xyz, const float *start, float *uvw) {
     PaddedNodes<Cell> node;
     pad_nodes<Cell>(node_xyz, node);
-    auto iterate = Iterate<Cell>::start(node, start);
-    const bool regular = iterate.approach(node, xyz);
+    Iterate<Cell> iterate;
+    const bool regular = iterate.approach(Iterate<Cell>::start(node, start), node, xyz);
     std::copy_n(iterate.at, 3, uvw);
     return regular;
 }

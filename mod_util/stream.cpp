@@ -87,6 +87,14 @@ bool all_finite(const float *values, int count) {
     return finite;
 }
 
+// A few values, without a call.
+void copy_few(const float *from, int count, float *to) {
+    if (count > 0) to[0] = from[0];
+    if (count > 1) to[1] = from[1];
+    if (count > 2) to[2] = from[2];
+    for (int i = 3; i < count; ++i) to[i] = from[i];
+}
+
 // ---- One step
 
 // Steps from `x` with k1 known. Places move in the components that position and vector have in common; the
@@ -288,13 +296,13 @@ void trace(const Flow &flow, Sampler sampler, const LineSettings &settings, cons
             out.speeds[row] = speed;
             std::copy_n(at.uvw, 3, out.uvw + row * 3);
         }
-        std::copy_n(vector, veclen, out.vectors + row * veclen);
-        std::copy_n(position, nspace, out.coords + row * nspace);
+        copy_few(vector, veclen, out.vectors + row * veclen);
+        copy_few(position, nspace, out.coords + row * nspace);
         ++n;
         if (!std::isfinite(speed) ||
             !integrate(flow, sampler, step, settings.order, position, next_point, vector, blend))
             return;
-        std::copy_n(next_point, nspace, position);
+        copy_few(next_point, nspace, position);
     }
 }
 
