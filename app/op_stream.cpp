@@ -364,13 +364,15 @@ void add_tracing_options(CLI::App &command, StreamOptions &options) {
     command.add_option("--steps-per-cell", tracing.steps_per_cell, "Steps aimed for in a cell (4)")
         ->type_name("N");
     command
-        .add_option("--min-speed", tracing.min_speed,
-                    "A line ends where it is slower (a millionth of the largest speed). Where there is next "
-                    "to no flow "
-                    "steps grow, and lines may leap away: raise it")
+        .add_option(
+            "--min-speed", tracing.min_speed,
+            "A line ends where it is slower (a millionth of the largest speed), or turns back within a "
+            "step, as it does around a sink")
         ->check(finite_number());
-    command.add_flag("--native", tracing.native,
-                     "Leave uvw as the library's search does: a few hundredths off in curved cells");
+    command.add_flag(
+        "--native", tracing.native,
+        "Leave uvw as the library's search does, a few hundredths off in curved cells, and let lines go "
+        "on around sinks");
 }
 
 }  // namespace
