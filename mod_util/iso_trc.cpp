@@ -1,9 +1,12 @@
 // The sheet of an isosurface through a point, by a walk over a grid's cells; and the list and the table of
 // cells that walks may keep.
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <limits>
 
 #include "brick_map.hpp"
 #include "case_rows.hpp"

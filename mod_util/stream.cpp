@@ -279,7 +279,9 @@ template <class Sampler>
 void trace(const Flow &flow, Sampler sampler, const LineSettings &settings, const float *start,
            const LineResults &out, float *next_point) {
     const int nspace = flow.nspace(), veclen = flow.veclen();
-    float position[kRoom] = {}, vector[kRoom] = {}, blend[kRoom];
+    float position[kRoom] = {}, components[kRoom] = {}, blend[kRoom];
+    // A vector that is too long for a step has the one row that its line gets.
+    float *const vector = veclen <= kRoom ? components : out.vectors;
     std::copy_n(start, nspace, position);
     StepControl control(flow, settings);
     CellPlace at;
