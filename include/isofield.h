@@ -805,6 +805,205 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 #undef ISOFIELD_DECLARE_PAIR
 
+/* Keeps every factors[a]-th element along each axis a, from the first on, so that an axis of d elements keeps
+ * ceil(d / factor) of them; packed into `out`. Counts single elements: give the components of vector data as
+ * a first axis of factor 1.
+ *   dims, factors  ndim elements each, the first axis fastest; ndim 1 to 16. Not changed
+ * Result 1; 0 without a report, and nothing written, when ndim is above 16 or a factor is below 1. An unknown
+ * type is reported under "UTILclamp".
+ * Members are handed the axes as the dispatcher folds them: leading axes that are kept whole have become runs
+ * on the next one, and axes of one element are dropped.
+ *   runs  contiguous elements that one step along the lowest axis copies (runs[0]; the others are not read)
+ *   pos   elements written so far: where the call starts in `out`, and is left */
+ISOFIELD_API int UTILdownsize(int ndim, const int *dims, const int *factors, int dtype, const void *in,
+                              void *out);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                     \
+    ISOFIELD_API int UTILdownsize_##suffix(int ndim, const int *dims, const int *factors, const int *runs, \
+                                           const T *in, T *out, int *pos);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Brings an array to other dimensions: row j along an axis is row (int)(ratio * j) of `in`, with ratio =
+ * (in_dims - 1.0) / (out_dims - 1.0), so that the ends of both fall together and the rows between are the
+ * nearest below.
+ *   in_dims, out_dims  ndim counts of rows of veclen elements, the first axis fastest; ndim 1 to 3
+ * With ndim 2 and 3 the ratio is summed up rather than multiplied, so that its rounding may take the row
+ * below where a row of `in` is met exactly, at the last row too. An axis of one row in `out` takes row 0.
+ * Result 1; 0 without a report, and nothing written, for another ndim, when a dimension is below 1 or memory
+ * is short. */
+ISOFIELD_API int UTILresample(int ndim, const int *in_dims, const int *out_dims, int veclen, int dtype,
+                              const void *in, void *out);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                    \
+    ISOFIELD_API int UTILresample_##suffix(int ndim, const int *in_dims, const int *out_dims, int veclen, \
+                                           const T *in, T *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Runs a kernel along an array of n rows: out[p] is the sum over j of kernel[j] * in[p - nk / 2 + j]. The
+ * kernel is not reversed, and is divided by its sum unless that is 1. Sums are made in double; the integer
+ * members truncate them to int, which wraps around in an 8 or 16 bit type.
+ *   kernel   nk floats, whatever the type
+ *   in, out  n x veclen, apart from each other; veclen at most 64
+ * The nk / 2 rows at the start and the nk - nk / 2 - 1 at the end, which the kernel does not cover, are not
+ * smoothed: they come as they are, up to rounding, or 0 where the part of the kernel that would lie inside
+ * sums to 0.
+ * Result 1; 0 without a report, and nothing written, when the kernel sums to exactly 0, n is below nk, veclen
+ * is above 64 or memory is short. An unknown type is reported under "UTILfilter". */
+ISOFIELD_API int UTILfilter_1d(int nk, const float *kernel, int n, int veclen, int dtype, const void *in,
+                               void *out);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                   \
+    ISOFIELD_API int UTILfilter_1d_##suffix(int nk, const float *kernel, int n, int veclen, const T *in, \
+                                            T *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Blends two arrays of n elements: out = a + weight * (b - a). The difference is taken in the element's type
+ * (in int for the integer ones), the rest in double; the integer members truncate to int, which wraps around
+ * in an 8 or 16 bit type. `out` may be `a` or `b`. */
+ISOFIELD_API int UTILinterpolate(int n, double weight, int dtype, const void *a, const void *b, void *out);
+#define ISOFIELD_DECLARE(suffix, T, V) \
+    ISOFIELD_API int UTILinterpolate_##suffix(int n, double weight, const T *a, const T *b, T *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Fills component `comp` of `out` (n x stride) with a polynomial of the nodes' coordinates, summed up in
+ * float in this order, or with a constant. Integer types truncate.
+ *   nspace       1: c0 + c1 x + c2 x x
+ *                2: c0 + c1 x + c2 y + c3 x y + c4 x x + c5 y y
+ *                3: c0 + c1 x + c2 y + c3 z + c4 x y + c5 x z + c6 y z + c7 x x + c8 y y + c9 z z
+ *                any other: nothing is written, result 1
+ *   coords       n x nspace
+ *   coef         3, 6 or 10 coefficients; not read when const_flag is set
+ *   const_flag   set: every element is const_value */
+ISOFIELD_API int UTILgen_data(int n, int stride, int comp, int dtype, void *out, int nspace,
+                              const float *coords, const float *coef, int const_flag, double const_value);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                             \
+    ISOFIELD_API int UTILgen_data_##suffix(int n, int stride, int comp, T *out, int nspace,        \
+                                           const float *coords, const float *coef, int const_flag, \
+                                           double const_value);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* ====================================================================================================
+ * Least squares
+ * ====================================================================================================
+ * Polynomials by the normal equations over power sums, as in P. R. Bevington, "Data Reduction and Error
+ * Analysis for the Physical Sciences", McGraw-Hill 1969, chapter 8. The equations lose digits with every
+ * order and with abscissas far from 0: shift and scale these to [-1, 1] for orders above 4, and where x * x
+ * would lose them. */
+
+/* Fits the polynomial of `order` coefficients to y over x. Power sums are made in double, sample after
+ * sample.
+ *   x       n floats
+ *   y       n elements of dtype
+ *   coeffs  receives `order` doubles, the constant first
+ * The solver's permutation is taken the wrong way round: coeffs[k] = solution[perm[k]] (see UTILgauss_solve).
+ * That gives each coefficient its place unless the pivots' permutation holds a cycle of three or more, as may
+ * be from order 3 on; then the coefficients come permuted. Solve through UTILgauss_solve, or with
+ * isofield.hpp, where that must not be.
+ * Result 1; 0 without a report, and nothing written, for a singular system (fewer distinct abscissas than
+ * coefficients), an order below 1 or when memory is short. */
+ISOFIELD_API int UTILleast_squares(int n, const float *x, int dtype, const void *y, int order,
+                                   double *coeffs);
+#define ISOFIELD_DECLARE(suffix, T, V) \
+    ISOFIELD_API int UTILleast_squares_##suffix(int n, const float *x, const T *y, int order, double *coeffs);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Evaluates a polynomial of `ncoef` coefficients, the constant first, by Horner's rule in double.
+ *   x, out  n elements of dtype; `out` may be `x`. Integer types truncate
+ * Nothing is written when ncoef is below 1. Result 1. */
+ISOFIELD_API int UTILeval_polynom(int ncoef, const double *coeffs, int n, const void *x, void *out,
+                                  int dtype);
+#define ISOFIELD_DECLARE(suffix, T, V) \
+    ISOFIELD_API int UTILeval_polynom_##suffix(int ncoef, const double *coeffs, int n, const T *x, T *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* Solves a dense system by Gaussian elimination with row pivots. The elimination goes by columns: the system
+ * is the transpose of `a`, sum over r of a[r][c] * v[r] = b[c], and the variables come in the order of the
+ * pivots: v[perm[k]] = x[k].
+ *   a     n x n, row-major; destroyed
+ *   b     n; destroyed
+ *   perm  receives n ints
+ *   x     receives the n solutions
+ *   tol   a pivot below it in absolute value fails, as does a last one that is not above it
+ * Result 1; 0 without a report, and x not written, for a singular system or an n below 1. */
+ISOFIELD_API int UTILgauss_solve(double *a, double *b, int *perm, double *x, int n, double tol);
+
+/* ====================================================================================================
+ * Scattered data
+ * ====================================================================================================
+ * Values at points anywhere, brought to the nodes of a regular grid by inverse distance weighting: D.
+ * Shepard, "A two-dimensional interpolation function for irregularly-spaced data", Proceedings of the 23rd
+ * ACM National Conference (1968), pages 517-524. Each point gives its value to the nodes in a box around it,
+ * so that the time goes with points x nodes of a box, whatever the size of the grid. */
+
+/* Interpolates scattered data onto a grid of one to three dimensions.
+ *   coords      npoints x nspace, nspace at least ndim. A point with a NaN among its first ndim coordinates
+ *               gives nothing
+ *   data        npoints x veclen, of dtype
+ *   min, max    the grid's corners, ndim each
+ *   dims        ndim node counts; node (i, j, k) is i + dims[0] * (j + dims[1] * k)
+ *   radius      ndim ints: how many nodes along an axis a point reaches, to either side of the node at or
+ *               below it. A 0 is overwritten with 1
+ *   power       weights are 1 / distance^power
+ *   null_flag   in: set when `data` holds nulls; points whose first component is the null give nothing. When
+ *               it came in as 0 it goes out 1 if a node had no point, else 0; otherwise it stays
+ *   null_value  one element of dtype, read whatever the flag: what nodes that no point reaches receive
+ *   out         (product of dims) x veclen, of dtype
+ * A node closer than 1e-37 in square (power 3 and above: whose distance^power is below 1e-37) to a point
+ * takes the value of the first such point alone. A node whose weights have summed up to 1e37 takes no more.
+ * Weights and sums are floats in every type, added up in the order of the points; integer types truncate.
+ * With ndim 1 the point's node is brought into the grid first, so that far points give to the end nodes, and
+ * one node fewer is reached on the high side: a radius of r reaches r nodes below and r - 1 above. With ndim
+ * 2 and 3 points outside give to those nodes of their box that are inside; their node is truncated towards 0.
+ * An axis of one node, or whose corners are closer than 1e-37, has all nodes at `min`.
+ * Polls every 129th point, with ndim 2 and 3. Result 1; 0, with `out` and the flag untouched, when interrupted
+ * and, with a report under "UTILscat_interp", when memory is short, for another ndim or an unknown type. */
+ISOFIELD_API int UTILscat_data_interp2(int npoints, int nspace, const float *coords, int data_type,
+                                       int veclen, const void *data, const float *min, const float *max,
+                                       int ndim, const int *dims, int *radius, int power, int *null_flag,
+                                       const void *null_value, void *out);
+#define ISOFIELD_DECLARE(suffix, T, V)                                                                     \
+    ISOFIELD_API int UTILscat_data_interp2_##suffix(                                                       \
+        int npoints, int nspace, const float *coords, int veclen, const T *data, const float *min,         \
+        const float *max, int ndim, const int *dims, int *radius, int power, int *null_flag, V null_value, \
+        T *out);
+ISOFIELD_FAMILY(ISOFIELD_DECLARE)
+#undef ISOFIELD_DECLARE
+
+/* The points by the cells of a grid. bins, point_ids and next are from ARRalloc_f, the record from malloc. */
+typedef struct ScatBins {
+    int *bins;    /* nbins: head of each bin's chain, a slot; 0 for none */
+    int nbins;    /* product of dims - 1 */
+    int reserved; /* never set */
+    int ndim;
+    float unused_min[3], unused_max[3]; /* 0 */
+    int *point_ids;                     /* nslots: the point in a slot; slots from free_slot on are not set */
+    int *next;                          /* nslots: the next slot of the chain; 0 ends it */
+    int nslots;                         /* npoints + 1 */
+    int reserved2;                      /* never set */
+    int free_slot;                      /* the next to be taken; from 1 */
+} ScatBins;
+
+/* Makes the index of the points, for the host's own use. Points outside the corners are left out; on an axis
+ * without extent all fall into its first bin. New points stand at the head of their bin's chain.
+ *   coords    npoints x nspace
+ *   min, max  ndim corners
+ *   dims      ndim node counts, ndim 1 to 3: a bin is a cell. With an axis of one node there is none, and no
+ *             point is kept
+ * Result 1; 0 with *bins null when nspace is below ndim, or where UTILscat_interp_alloc fails. */
+ISOFIELD_API int UTILscat_interp_init(int npoints, int nspace, const float *coords, const float *min,
+                                      const float *max, int ndim, const int *dims, ScatBins **bins);
+
+/* Makes an index without points, over any number of axes. Result 1; 0 with *bins null when ndim is below 1,
+ * there are more bins or slots than an int counts, or memory is short. */
+ISOFIELD_API int UTILscat_interp_alloc(int npoints, int ndim, const int *dims, ScatBins **bins);
+
+/* Releases an index. Result 1; 0 for a null one. */
+ISOFIELD_API int UTILscat_interp_end(ScatBins *bins);
+
 /* ====================================================================================================
  * Case tables
  * ====================================================================================================
