@@ -959,7 +959,7 @@ ISOFIELD_API int UTILgauss_solve(double *a, double *b, int *perm, double *x, int
  * one node fewer is reached on the high side: a radius of r reaches r nodes below and r - 1 above. With ndim
  * 2 and 3 points outside give to those nodes of their box that are inside; their node is truncated towards 0.
  * An axis of one node, or whose corners are closer than 1e-37, has all nodes at `min`.
- * Polls every 129th point, with ndim 2 and 3. Result 1; 0, with `out` and the flag untouched, when interrupted
+ * Polls every 129th point, with ndim 2 and 3. Result 1; 0, with `out` and the flag untouched, when stopped
  * and, with a report under "UTILscat_interp", when memory is short, for another ndim or an unknown type. */
 ISOFIELD_API int UTILscat_data_interp2(int npoints, int nspace, const float *coords, int data_type,
                                        int veclen, const void *data, const float *min, const float *max,
