@@ -1,5 +1,5 @@
-// Operations on typed arrays without a mesh: gather, extraction of components, clamping, masks and
-// replacement.
+// Operations on typed arrays without a mesh: gather, extraction of components, clamping, masks, replacement
+// and blends.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -133,6 +133,22 @@ int threshold(int n, const A *in, int stride, int comp, bool has_null, A null_va
     return 1;
 }
 
+// Integers are subtracted as ints, which wrap around.
+template <class T>
+double difference(T b, T a) {
+    if constexpr (std::is_integral_v<T>) {
+        return static_cast<int>(static_cast<unsigned>(b) - static_cast<unsigned>(a));
+    } else {
+        return b - a;
+    }
+}
+
+template <class T>
+int interpolate(int n, double weight, const T *a, const T *b, T *out) {
+    for (int i = 0; i < n; ++i) out[i] = wrapped<T>(a[i] + weight * difference(b[i], a[i]));
+    return 1;
+}
+
 }  // namespace
 
 ISOFIELD_STAMP(UTILcopy_array_list, copy_array_list,
@@ -220,5 +236,15 @@ int UTILthreshold(int n, const void *in, int stride, int comp, int in_type, int 
                                    static_cast<const B *>(src), out_veclen,
                                    static_cast<B>(limit_of<B>(replacement)), static_cast<B *>(out));
         });
+    });
+}
+
+ISOFIELD_STAMP(UTILinterpolate, interpolate, (int n, double weight, const T *a, const T *b, T *out),
+               (n, weight, a, b, out))
+
+int UTILinterpolate(int n, double weight, int dtype, const void *a, const void *b, void *out) {
+    return visit_or_report(dtype, "UTILinterpolate", [&]<class T>(ElementTag<T>) {
+        return interpolate(n, weight, static_cast<const T *>(a), static_cast<const T *>(b),
+                           static_cast<T *>(out));
     });
 }

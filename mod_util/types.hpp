@@ -77,16 +77,24 @@ ByValue<T> load_scalar(int flag, const void *value) {
 }
 
 // Brings a double to the by-value type of T: truncated towards zero to an int, saturating, NaN to 0; or
-// narrowed to float.
+// narrowed to float. Without branches, for loops that vectorise.
 template <class T>
 ByValue<T> limit_of(double value) {
     if constexpr (std::is_integral_v<T>) {
         using Int = std::numeric_limits<int>;
-        if (!(value > Int::min())) return value == value ? Int::min() : 0;
-        return value < Int::max() ? static_cast<int>(value) : Int::max();
+        double held = value < Int::max() ? value : Int::max();
+        held = held > Int::min() ? held : Int::min();
+        return static_cast<int>(value == value ? held : 0.0);
     } else {
         return static_cast<T>(value);
     }
+}
+
+// Stores the result of double arithmetic in an element by way of an int, which wraps around in a type of 8 or
+// 16 bits.
+template <class T>
+T wrapped(double value) {
+    return static_cast<T>(limit_of<T>(value));
 }
 
 // Stores the result of float arithmetic in an element: integers truncate, saturating where T has no such
