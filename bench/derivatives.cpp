@@ -8,10 +8,10 @@
 
 #include <cmath>
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <utility>
 
+#include "filler.hpp"
 #include "lattice.hpp"
 #include "peer.hpp"
 
@@ -88,20 +88,10 @@ struct Inside {
     }
 };
 
-// Work that fills an array, kept from run to run, and returns the size.
 template <class Work>
 Contestant array_filler(const char *name, const Inside &inside, const Work &work) {
-    const auto out = std::make_shared<std::unique_ptr<float[]>>();
-    const auto run = [=]() -> long long {
-        const std::size_t n = static_cast<std::size_t>(inside.n);
-        if (!*out) *out = std::make_unique_for_overwrite<float[]>(n * n * n * inside.row);
-        return work(out->get());
-    };
-    const auto refresh = [=] {
-        out->reset();
-        isohost_trim_arrays();
-    };
-    return {name, run, refresh, [=] { return inside(out->get()); }};
+    const std::size_t n = static_cast<std::size_t>(inside.n);
+    return bench::array_filler(name, n * n * n * inside.row, work, inside);
 }
 
 Contestant ours(const FieldPtr &field, const Operator &op, const Inside &inside) {

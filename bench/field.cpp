@@ -3,6 +3,8 @@
 #include <vtkFloatArray.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
+#include <vtkPointSet.h>
+#include <vtkPoints.h>
 #include <vtkRectilinearGrid.h>
 
 #include <algorithm>
@@ -14,6 +16,11 @@ namespace bench {
 
 const void *Field::data() const {
     return dataset->GetPointData()->GetScalars()->GetVoidPointer(0);
+}
+
+const float *Field::coords() const {
+    auto *points = vtkPointSet::SafeDownCast(dataset)->GetPoints();
+    return static_cast<const float *>(points->GetVoidPointer(0));
 }
 
 const float *Field::vectors() const {

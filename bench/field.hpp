@@ -33,6 +33,7 @@ struct Field {
     double level = 0.013;
 
     const void *data() const;
+    const float *coords() const;  // of structured grids, cells and points
     const float *vectors() const;
     int dtype() const;
 };

@@ -5,7 +5,6 @@
 #include <vtkGlyph3D.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
-#include <vtkPointSet.h>
 #include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkSphereSource.h>
@@ -38,11 +37,6 @@ FieldPtr random_nodes() {
     field->dataset->GetPointData()->SetScalars(nullptr);  // a peer would carry them
     bench::add_vectors(*field);
     return field;
-}
-
-const float *places(const bench::Field &field) {
-    auto *points = vtkPointSet::SafeDownCast(field.dataset)->GetPoints();
-    return static_cast<const float *>(points->GetVoidPointer(0));
 }
 
 struct Template {
@@ -120,7 +114,7 @@ void plain_glyph(const float *xyz, const float *vector, const Template &glyph, f
 
 long long plain_glyphs(const bench::Field &field, const Template &glyph, Glyphs &out) {
     const int nnodes = glyph.nnodes();
-    const float *xyz = places(field);
+    const float *xyz = field.coords();
     for (std::ptrdiff_t node = 0; node < kNodes; ++node) {
         plain_glyph(xyz + 3 * node, field.vectors() + 3 * node, glyph, out.coords.data() + 3 * nnodes * node,
                     out.values.data() + nnodes * node);
@@ -132,7 +126,7 @@ long long plain_glyphs(const bench::Field &field, const Template &glyph, Glyphs 
 // Of every 100th vertex its value, how far it is along the vector and how far from the node.
 std::vector<float> measures(const bench::Field &field, int nnodes, const float *coords, const float *values) {
     std::vector<float> result;
-    const float *xyz = places(field);
+    const float *xyz = field.coords();
     for (std::ptrdiff_t vertex = 0; vertex < std::ptrdiff_t{kNodes} * nnodes; vertex += 101) {
         const float *node = xyz + vertex / nnodes * 3;
         const float *vector = field.vectors() + vertex / nnodes * 3;

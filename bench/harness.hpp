@@ -53,5 +53,8 @@ std::vector<bench::Case> streamline_cases();
 std::vector<bench::Case> glyph_cases();
 std::vector<bench::Case> trace_cases();
 std::vector<bench::Case> slice_cases();
+std::vector<bench::Case> scatter_cases();
+std::vector<bench::Case> array_cases();
+std::vector<bench::Case> fit_cases();
 
 #endif

@@ -1,6 +1,5 @@
 // Kernels that run along arrays.
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstring>
 #include <numeric>
@@ -9,6 +8,7 @@
 
 #include "output_array.hpp"
 #include "types.hpp"
+#include "wide.hpp"
 
 namespace {
 
@@ -16,7 +16,6 @@ using namespace isofield::detail;
 
 constexpr int kMaxVeclen = 64;
 constexpr std::ptrdiff_t kBlock = 1024;  // elements that are summed up at a time
-constexpr int kMaxTaps = 8;
 
 struct Kernel {
     int size;
@@ -26,43 +25,67 @@ struct Kernel {
     int after() const { return size - 1 - before(); }  // and ahead
 };
 
-// Adds so many taps, `stride` elements apart, to the sums of n elements, which start at 0 with the first.
-template <int kTaps>
-void add_taps(const double *__restrict in, std::ptrdiff_t stride, const double *kernel, bool first,
-              std::ptrdiff_t n, double *__restrict sums) {
-    const auto add = [&]<int... kTap>(std::integer_sequence<int, kTap...>, auto start) {
-        const double weights[] = {kernel[kTap]...};
-        for (std::ptrdiff_t i = 0; i < n; ++i) {
-            double sum = start(i);
-            ((sum += weights[kTap] * in[i + kTap * stride]), ...);
-            sums[i] = sum;
-        }
-    };
-    constexpr auto kAll = std::make_integer_sequence<int, kTaps>();
-    if (first) {
-        add(kAll, [](std::ptrdiff_t) { return 0.0; });
-    } else {
-        add(kAll, [sums](std::ptrdiff_t i) { return sums[i]; });
+// Adds so many taps, `stride` elements apart, to the sums of n elements, which `start` begins.
+template <int... kTap, class Start>
+ISOFIELD_INLINE void add_taps(std::integer_sequence<int, kTap...>, const double *__restrict in,
+                              std::ptrdiff_t stride, const double *kernel, Start start, std::ptrdiff_t n,
+                              double *__restrict sums) {
+    const double weights[] = {kernel[kTap]...};
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        double sum = start(i);
+        ((sum += weights[kTap] * in[i + kTap * stride]), ...);
+        sums[i] = sum;
     }
 }
 
-// The kernel's sums for n elements. `in` starts with the first row that they reach.
-void sum_up(const Kernel &kernel, int veclen, const double *in, std::ptrdiff_t n, double *sums) {
-    constexpr auto kAddTaps = []<int... kTap>(std::integer_sequence<int, kTap...>) {
-        return std::array{add_taps<kTap + 1>...};
+template <int kTaps>
+ISOFIELD_INLINE void add_taps(const double *in, std::ptrdiff_t stride, const double *kernel, bool first,
+                              std::ptrdiff_t n, double *sums) {
+    constexpr auto kAll = std::make_integer_sequence<int, kTaps>();
+    if (first) {
+        add_taps(
+            kAll, in, stride, kernel, [](std::ptrdiff_t) { return 0.0; }, n, sums);
+    } else {
+        add_taps(
+            kAll, in, stride, kernel, [sums](std::ptrdiff_t i) { return sums[i]; }, n, sums);
     }
-    (std::make_integer_sequence<int, kMaxTaps>());
-    for (int tap = 0; tap < kernel.size; tap += kMaxTaps) {
-        const int taps = std::min(kernel.size - tap, kMaxTaps);
-        kAddTaps[static_cast<std::size_t>(taps - 1)](in + static_cast<std::ptrdiff_t>(tap) * veclen, veclen,
-                                                     kernel.weights + tap, tap == 0, n, sums);
+}
+
+// The kernel's sums for n elements, some taps at a time. `in` starts with the first row that they reach.
+ISOFIELD_INLINE void sum_taps(const Kernel &kernel, std::ptrdiff_t stride, const double *in, std::ptrdiff_t n,
+                              double *sums) {
+    const double *weight = kernel.weights;
+    int taps = kernel.size;
+    for (bool first = true; taps > 0; first = false) {
+        const int count = taps > 5 ? 4 : taps;
+        switch (count) {
+            case 1:
+                add_taps<1>(in, stride, weight, first, n, sums);
+                break;
+            case 2:
+                add_taps<2>(in, stride, weight, first, n, sums);
+                break;
+            case 3:
+                add_taps<3>(in, stride, weight, first, n, sums);
+                break;
+            case 4:
+                add_taps<4>(in, stride, weight, first, n, sums);
+                break;
+            default:
+                add_taps<5>(in, stride, weight, first, n, sums);
+                break;
+        }
+        taps -= count;
+        weight += count;
+        in += count * stride;
     }
 }
 
 // n elements whose rows the kernel covers, in blocks of doubles. `in` starts with the first row that they
 // reach; `window` has room for a block and the rows that it shares with the next.
 template <class T>
-void filter_inner(const Kernel &kernel, int veclen, std::ptrdiff_t n, const T *in, T *out, double *window) {
+ISOFIELD_INLINE void filter_blocks(const Kernel &kernel, int veclen, std::ptrdiff_t n, const T *in, T *out,
+                                   double *window) {
     constexpr bool kConvert = !std::is_same_v<T, double>;
     const std::ptrdiff_t shared = static_cast<std::ptrdiff_t>(kernel.size - 1) * veclen;
     double sums[kBlock];
@@ -71,12 +94,27 @@ void filter_inner(const Kernel &kernel, int veclen, std::ptrdiff_t n, const T *i
         const std::ptrdiff_t count = std::min(n - first, kBlock);
         if constexpr (kConvert) {
             std::copy_n(in + first + shared, count, window + shared);
-            sum_up(kernel, veclen, window, count, sums);
+            sum_taps(kernel, veclen, window, count, sums);
             std::memmove(window, window + count, static_cast<std::size_t>(shared) * sizeof *window);
         } else {
-            sum_up(kernel, veclen, in + first, count, sums);
+            sum_taps(kernel, veclen, in + first, count, sums);
         }
         for (std::ptrdiff_t i = 0; i < count; ++i) out[first + i] = wrapped<T>(sums[i]);
+    }
+}
+
+template <class T>
+ISOFIELD_WIDE void filter_wide(const Kernel &kernel, int veclen, std::ptrdiff_t n, const T *in, T *out,
+                               double *window) {
+    filter_blocks(kernel, veclen, n, in, out, window);
+}
+
+template <class T>
+void filter_inner(const Kernel &kernel, int veclen, std::ptrdiff_t n, const T *in, T *out, double *window) {
+    if (has_wide_registers()) {
+        filter_wide(kernel, veclen, n, in, out, window);
+    } else {
+        filter_blocks(kernel, veclen, n, in, out, window);
     }
 }
 

@@ -2,75 +2,120 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
+#include <numeric>
 
 #include "output_array.hpp"
 #include "types.hpp"
+#include "wide.hpp"
 
 namespace {
 
 using namespace isofield::detail;
 
 constexpr std::ptrdiff_t kBlock = 256;  // samples that are worked on at a time
+using Block = double[kBlock];
 
 // ---- Sums over samples
 //
-// A sum takes its terms sample after sample, so that it waits for itself at each. Many go side by side
-// instead: the terms of a block of samples stand in rows, one a sum, and two sums are the lanes of one
-// addition.
+// A sum takes its terms sample after sample, so that it waits for itself at each. Side by side they wait
+// together: the terms of some samples are turned round, so that sums are the lanes of one addition.
 
-constexpr int kLanes = 2;
-constexpr int kMaxGroups = 6;  // of sums side by side
+using Two = double __attribute__((vector_size(2 * sizeof(double))));
+using Four = double __attribute__((vector_size(4 * sizeof(double))));
 
-using Row = double[kBlock];
-using Pair = double __attribute__((vector_size(2 * sizeof(double))));
-
-Pair load_pair(const double *from) {
-    Pair pair;
-    std::memcpy(&pair, from, sizeof pair);
-    return pair;
+// Adds the terms of two samples to two sums.
+ISOFIELD_INLINE void add_turned(const Two *terms, Two &sum) {
+    sum += __builtin_shufflevector(terms[0], terms[1], 0, 2);
+    sum += __builtin_shufflevector(terms[0], terms[1], 1, 3);
 }
 
-// Adds the terms of kGroups * kLanes rows to their sums.
-template <int kGroups>
-void add_rows(const Row *rows, std::ptrdiff_t n, double *sums) {
-    Pair sum[kGroups];
-    std::memcpy(sum, sums, sizeof sum);
+// And those of four samples to four.
+ISOFIELD_INLINE void add_turned(const Four *terms, Four &sum) {
+    const Four even01 = __builtin_shufflevector(terms[0], terms[1], 0, 4, 2, 6);
+    const Four even23 = __builtin_shufflevector(terms[2], terms[3], 0, 4, 2, 6);
+    const Four odd01 = __builtin_shufflevector(terms[0], terms[1], 1, 5, 3, 7);
+    const Four odd23 = __builtin_shufflevector(terms[2], terms[3], 1, 5, 3, 7);
+    sum += __builtin_shufflevector(even01, even23, 0, 1, 4, 5);
+    sum += __builtin_shufflevector(odd01, odd23, 0, 1, 4, 5);
+    sum += __builtin_shufflevector(even01, even23, 2, 3, 6, 7);
+    sum += __builtin_shufflevector(odd01, odd23, 2, 3, 6, 7);
+}
+
+// What a fit of kOrder coefficients sums up: y, x y, x x y ..., then x, x x ...
+template <int kOrder>
+constexpr int kTerms = 3 * kOrder - 1;
+template <int kOrder>
+constexpr int kSums = (kTerms<kOrder> + 3) / 4 * 4;  // with some that stay 0, for full lanes
+
+template <int kOrder, class Real>
+ISOFIELD_INLINE void make_terms(const Real &x, const Real &y, Real *terms) {
+    Real power = x;
+    terms[0] = y;
+#pragma GCC unroll 16
+    for (int k = 1; k < 2 * kOrder; ++k) {
+        terms[kOrder + k - 1] = power;
+        if (k < kOrder) terms[k] = power * y;
+        power = power * x;
+    }
+}
+
+template <int kOrder, class Lanes>
+ISOFIELD_INLINE void add_lanes(std::ptrdiff_t n, const Block &x, const Block &y, double *sums) {
+    constexpr int kLanes = sizeof(Lanes) / sizeof(double);
+    constexpr int kGroups = kSums<kOrder> / kLanes;
+    Lanes groups[kGroups];
+    std::memcpy(groups, sums, sizeof groups);
     std::ptrdiff_t i = 0;
-    for (; i + 1 < n; i += 2) {
-#pragma GCC unroll 8
-        for (int g = 0; g < kGroups; ++g) {
-            const Pair a = load_pair(rows[2 * g] + i), b = load_pair(rows[2 * g + 1] + i);
-            sum[g] += __builtin_shufflevector(a, b, 0, 2);
-            sum[g] += __builtin_shufflevector(a, b, 1, 3);
-        }
+    for (; i + kLanes <= n; i += kLanes) {
+        Lanes at, value, terms[kSums<kOrder>] = {};
+        std::memcpy(&at, x + i, sizeof at);
+        std::memcpy(&value, y + i, sizeof value);
+        make_terms<kOrder>(at, value, terms);
+#pragma GCC unroll 16
+        for (int g = 0; g < kGroups; ++g) add_turned(terms + g * kLanes, groups[g]);
     }
-    if (i < n) {
-        for (int g = 0; g < kGroups; ++g) sum[g] += Pair{rows[2 * g][i], rows[2 * g + 1][i]};
+    std::memcpy(sums, groups, sizeof groups);
+    for (; i < n; ++i) {
+        double terms[kTerms<kOrder>];
+        make_terms<kOrder>(x[i], y[i], terms);
+        for (int t = 0; t < kTerms<kOrder>; ++t) sums[t] += terms[t];
     }
-    std::memcpy(sums, sum, sizeof sum);
 }
 
-void add_rows(int count, const Row *rows, std::ptrdiff_t n, double *sums) {
-    for (; count >= kMaxGroups * kLanes; count -= kMaxGroups * kLanes) {
-        add_rows<kMaxGroups>(rows, n, sums);
-        rows += kMaxGroups * kLanes;
-        sums += kMaxGroups * kLanes;
-    }
-    for (; count >= 2 * kLanes; count -= 2 * kLanes, rows += 2 * kLanes, sums += 2 * kLanes)
-        add_rows<2>(rows, n, sums);
-    if (count > 0) add_rows<1>(rows, n, sums);
+template <int kOrder>
+ISOFIELD_WIDE void add_samples_wide(std::ptrdiff_t n, const Block &x, const Block &y, double *sums) {
+    add_lanes<kOrder, Four>(n, x, y, sums);
 }
 
-// The power sums of x, those of x^k y, and their working rows.
+template <int kOrder>
+void add_samples(int, std::ptrdiff_t n, const Block &x, const Block &y, double *sums) {
+    if (has_wide_registers()) {
+        add_samples_wide<kOrder>(n, x, y, sums);
+    } else {
+        add_lanes<kOrder, Two>(n, x, y, sums);
+    }
+}
+
+// The same sums one after the other, for any order.
+void add_samples_by_sums(int order, std::ptrdiff_t n, const Block &x, const Block &y, double *sums) {
+    Block power;
+    std::fill_n(power, n, 1.0);
+    for (int k = 0; k < 2 * order; ++k) {
+        if (k < order) sums[k] = std::inner_product(power, power + n, y, sums[k]);
+        if (k > 0) sums[order + k - 1] = std::accumulate(power, power + n, sums[order + k - 1]);
+        for (std::ptrdiff_t i = 0; i < n; ++i) power[i] *= x[i];
+    }
+}
+
 class PowerSums {
   public:
     explicit PowerSums(int order)
         : order_(order),
-          count_((3 * order + kLanes - 2) / kLanes * kLanes),
-          rows_(allocate_cleared<Row>(static_cast<std::size_t>(count_))),
-          sums_(allocate_cleared<double>(static_cast<std::size_t>(count_))) {}
+          sums_(allocate_cleared<double>(3 * static_cast<std::size_t>(order) + 3)) {
+    }  // with room for full lanes
 
-    bool allocated() const { return rows_ && sums_; }
+    bool allocated() const { return sums_ != nullptr; }
 
     // Of x^k, k below 2 * order; and of x^k y, k below order.
     double of_power(int k) const {
@@ -80,29 +125,27 @@ class PowerSums {
 
     template <class T>
     void add(std::ptrdiff_t n, const float *x, const T *y) {
-        for (std::ptrdiff_t i = 0; i < n; i += kBlock) add_block(std::min(n - i, kBlock), x + i, y + i);
+        for (std::ptrdiff_t first = 0; first < n; first += kBlock) {
+            const std::ptrdiff_t size = std::min(n - first, kBlock);
+            Block block_x, block_y;
+            std::copy_n(x + first, size, block_x);
+            std::copy_n(y + first, size, block_y);
+            adder()(order_, size, block_x, block_y, sums_.get());
+        }
         nsamples_ = static_cast<double>(std::max<std::ptrdiff_t>(n, 0));
     }
 
   private:
-    // Rows: y, x y, x x y ..., then x, x x ...
-    template <class T>
-    void add_block(std::ptrdiff_t n, const float *x, const T *y) {
-        Row *const products = rows_.get(), *const powers = products + order_;
-        std::copy_n(y, n, products[0]);
-        std::copy_n(x, n, powers[0]);
-        for (int k = 1; k < 2 * order_ - 1; ++k) multiply(n, powers[k - 1], powers[0], powers[k]);
-        for (int k = 1; k < order_; ++k) multiply(n, powers[k - 1], products[0], products[k]);
-        add_rows(count_, rows_.get(), n, sums_.get());
-    }
+    using Adder = void (*)(int, std::ptrdiff_t, const Block &, const Block &, double *);
 
-    static void multiply(std::ptrdiff_t n, const double *a, const double *b, double *__restrict out) {
-        for (std::ptrdiff_t i = 0; i < n; ++i) out[i] = a[i] * b[i];
+    Adder adder() const {
+        constexpr Adder kAdders[] = {add_samples<1>, add_samples<2>, add_samples<3>, add_samples<4>,
+                                     add_samples<5>, add_samples<6>, add_samples<7>, add_samples<8>};
+        constexpr int kCount = static_cast<int>(std::size(kAdders));
+        return order_ <= kCount ? kAdders[order_ - 1] : add_samples_by_sums;
     }
 
     int order_;
-    int count_;  // rows
-    Working<Row> rows_;
     Working<double> sums_;
     double nsamples_ = 0;
 };
@@ -136,7 +179,7 @@ int least_squares(int n, const float *x, const T *y, int order, double *coeffs) 
 template <class T>
 int evaluate(int count, const double *coeffs, int n, const T *x, T *out) {
     if (count < 1) return 1;
-    Row at, value;
+    Block at, value;
     for (std::ptrdiff_t first = 0; first < n; first += kBlock) {
         const std::ptrdiff_t size = std::min(n - first, kBlock);
         std::copy_n(x + first, size, at);

@@ -20,24 +20,39 @@ bool all_positive(int n, const int *values) {
     return std::all_of(values, values + std::max(n, 0), [](int value) { return value >= 1; });
 }
 
-// Copies `run` elements at every `step`-th of `n`. Returns the end of what was written.
+// Has a row fetched, or its start.
+template <class T>
+void prefetch(const T *row, std::int64_t n) {
+    constexpr std::int64_t kMostBytes = 2048, kLine = 64;
+    const std::int64_t bytes = std::min(n * static_cast<std::int64_t>(sizeof(T)), kMostBytes);
+    const char *const from = reinterpret_cast<const char *>(row);
+    for (std::int64_t at = 0; at < bytes; at += kLine) __builtin_prefetch(from + at);
+}
+
+// Runs of so many elements, if kRun and kStep are not 0, from which the loop is made. Returns the end of what
+// was written.
+template <int kRun, int kStep, class T>
+T *copy_runs_of(std::int64_t n, std::int64_t step, std::int64_t run, const T *in, T *out) {
+    if (kRun > 0) run = kRun;
+    if (kStep > 0) step = kStep;
+    const std::int64_t count = (n + step - 1) / step;
+    for (std::int64_t i = 0; i < count; ++i, out += run)
+        std::memcpy(out, in + i * step, static_cast<std::size_t>(run) * sizeof(T));
+    return out;
+}
+
+// Copies `run` elements at every `step`-th of `n`.
 template <class T>
 T *copy_runs(std::int64_t n, std::int64_t step, std::int64_t run, const T *in, T *out) {
-    const std::size_t bytes = static_cast<std::size_t>(run) * sizeof(T);
-    switch (run) {
-        case 1:
-            for (std::int64_t i = 0; i < n; i += step) *out++ = in[i];
-            return out;
-        case 2:
-            for (std::int64_t i = 0; i < n; i += step, out += 2) std::memcpy(out, in + i, 2 * sizeof(T));
-            return out;
-        case 3:
-            for (std::int64_t i = 0; i < n; i += step, out += 3) std::memcpy(out, in + i, 3 * sizeof(T));
-            return out;
-        default:
-            for (std::int64_t i = 0; i < n; i += step, out += run) std::memcpy(out, in + i, bytes);
-            return out;
+    if (run == 1 && step == 2) return copy_runs_of<1, 2>(n, step, run, in, out);
+    if (run == 1) return copy_runs_of<1, 0>(n, step, run, in, out);
+    if (run == 2) return copy_runs_of<2, 0>(n, step, run, in, out);
+    if (run == 3) return copy_runs_of<3, 0>(n, step, run, in, out);
+    if (run == step && n % run == 0) {
+        std::memcpy(out, in, static_cast<std::size_t>(n) * sizeof(T));
+        return out + n;
     }
+    return copy_runs_of<0, 0>(n, step, run, in, out);
 }
 
 // Lists of axes are of ints where a caller gave them, and wider where axes were folded.
@@ -48,8 +63,11 @@ T *downsize(int ndim, const Int *dims, const Int *factors, Int run, const T *in,
     if (last == 0) return copy_runs(dims[0], factors[0], run, in, out);
     std::int64_t block = 1;
     for (int a = 0; a < last; ++a) block *= dims[a];
-    for (std::int64_t i = 0; i < dims[last]; i += factors[last])
+    for (std::int64_t i = 0; i < dims[last]; i += factors[last]) {
+        // Rows in between are passed over, where the machine does not foresee the next.
+        if (last == 1 && i + factors[1] < dims[1]) prefetch(in + (i + factors[1]) * block, block);
         out = downsize(last, dims, factors, run, in + i * block, out);
+    }
     return out;
 }
 
@@ -111,9 +129,11 @@ Working<int> nearest_below(int in, int out) {
 template <int kVeclen, class T, class RowOf>
 T *copy_rows_of(int n, RowOf row_of, int veclen, const T *in, T *out) {
     const std::size_t width = static_cast<std::size_t>(kVeclen > 0 ? kVeclen : veclen);
-    for (int j = 0; j < n; ++j, out += width)
-        std::memcpy(out, in + static_cast<std::size_t>(row_of(j)) * width, width * sizeof(T));
-    return out;
+#pragma GCC unroll 8
+    for (int j = 0; j < n; ++j)
+        std::memcpy(out + static_cast<std::size_t>(j) * width,
+                    in + static_cast<std::size_t>(row_of(j)) * width, width * sizeof(T));
+    return out + static_cast<std::size_t>(n) * width;
 }
 
 template <class T, class RowOf>

@@ -91,8 +91,7 @@ struct ScatterGrid {
 class ScatterTiles {
   public:
     explicit ScatterTiles(const ScatterGrid &grid)
-        : grid_(grid),
-          x_(grid.z.count > 1 ? 32 : 256, grid.x.count),
+        : x_(grid.z.count > 1 ? 32 : 256, grid.x.count),
           y_(grid.z.count > 1 ? 32 : 128, grid.y.count),
           z_(32, grid.z.count) {}
 
@@ -129,7 +128,6 @@ class ScatterTiles {
         }
     };
 
-    const ScatterGrid &grid_;
     Axis x_, y_, z_;
 };
 
