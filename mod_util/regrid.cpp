@@ -44,6 +44,7 @@ T *copy_runs_of(std::int64_t n, std::int64_t step, std::int64_t run, const T *in
 // Copies `run` elements at every `step`-th of `n`.
 template <class T>
 T *copy_runs(std::int64_t n, std::int64_t step, std::int64_t run, const T *in, T *out) {
+    if (n < 1) return out;
     if (run == 1 && step == 2) return copy_runs_of<1, 2>(n, step, run, in, out);
     if (run == 1) return copy_runs_of<1, 0>(n, step, run, in, out);
     if (run == 2) return copy_runs_of<2, 0>(n, step, run, in, out);

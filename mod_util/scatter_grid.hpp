@@ -28,10 +28,11 @@ struct ScatterAxis {
     ScatterAxis() = default;
     ScatterAxis(int nodes, int radius, float lower, float upper)
         : count(nodes), reach(radius), min(lower), extent(upper - lower) {
-        if (count != 1 && !flat()) spacing = extent / static_cast<float>(count - 1);
+        if (!flat()) spacing = extent / static_cast<float>(count - 1);
     }
 
-    bool flat() const { return !(static_cast<double>(extent) > kScatterTiny); }
+    // All its nodes are at `min`.
+    bool flat() const { return count == 1 || !(static_cast<double>(extent) > kScatterTiny); }
     float place(int node) const { return min + static_cast<float>(node) * spacing; }
 
     // The nodes that a point reaches.

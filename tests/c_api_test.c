@@ -1,6 +1,7 @@
 /* The library from C, through the shared libraries: a sphere's surface in a uniform grid, and on two sets of
- * cells a line, a band, a cut, values, gradients and a streamline. Exits with 0 when the sphere's area and
- * Euler number, the line and its cells, the parts, the values and the streamline come out right. */
+ * cells a line, a band, a cut, values, gradients and a streamline; and a fit to scattered data. Exits with 0
+ * when the sphere's area and Euler number, the line and its cells, the parts, the values, the streamline and
+ * the fit come out right. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -104,6 +105,19 @@ static int values_on_cells(void) {
            values[2] == 6 && null_flag == 1 && null_value[0] == 6;
 }
 
+/* Points on a line, brought to the nodes that they stand on, and fitted. */
+static int fit_of_points(void) {
+    const float x[] = {2, 0, 1}, y[] = {7, 1, 4}, min = 0, max = 2, null_value = -1, nodes[] = {0, 1, 2};
+    const int dims = 3;
+    int radius = 0, null_flag = 0;
+    float on_nodes[3];
+    double line[2];
+    return UTILscat_data_interp2(3, 1, x, 4, 1, y, &min, &max, 1, &dims, &radius, 2, &null_flag, &null_value,
+                                 on_nodes) == 1 &&
+           radius == 1 && null_flag == 0 && UTILleast_squares(3, nodes, 4, on_nodes, 2, line) == 1 &&
+           fabs(line[0] - 1) < 1e-9 && fabs(line[1] - 3) < 1e-9;
+}
+
 int main(void) {
     const int dims[3] = {kNodes, kNodes, kNodes};
     const float corners[6] = {0, 0, 0, kNodes - 1, kNodes - 1, kNodes - 1};
@@ -144,5 +158,6 @@ int main(void) {
     ARRfree_f(max_node, __FILE__, __LINE__);
     ARRfree_f(tris, __FILE__, __LINE__);
     isohost_mesh_free(mesh);
-    return fabs(area - sphere) < 0.01 * sphere && euler == 2 && line_on_cells() && values_on_cells() ? 0 : 1;
+    const int others = line_on_cells() && values_on_cells() && fit_of_points();
+    return fabs(area - sphere) < 0.01 * sphere && euler == 2 && others ? 0 : 1;
 }

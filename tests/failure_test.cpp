@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "plain_split.hpp"
@@ -725,6 +726,81 @@ TEST(GlyphFailures, NothingIsAllocated) {
         EXPECT_EQ(call(4), 0);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "UTILglyph_func: no glyph function found\n");
     }
+}
+
+// ---- Data arrays and scattered data
+
+TEST(DataArrayFailures, NothingIsWritten) {
+    const std::vector<double> in = {1, 2, 3, 4, 5, 6, 7, 8}, blank(8, 42);
+    const int in_dims[] = {2, 2, 2}, out_dims[] = {2, 1, 4};
+    const float kernel[] = {1, 2, 1}, x[] = {1, 2, 3, 4};
+    std::vector<double> out;
+    const auto expect_whole_or_blank = [&](auto call) {
+        const Recording whole = expect_all_or_nothing(0, [&] {
+            out = blank;
+            const int result = call();
+            EXPECT_EQ(out == blank, result == 0);
+            return result;
+        });
+        EXPECT_GT(whole.allocations, 0);
+        EXPECT_TRUE(whole.reports.empty());
+    };
+    expect_whole_or_blank([&] { return UTILresample(2, in_dims, out_dims, 2, 5, in.data(), out.data()); });
+    expect_whole_or_blank([&] { return UTILresample(3, in_dims, out_dims, 1, 5, in.data(), out.data()); });
+    expect_whole_or_blank([&] { return UTILfilter_1d(3, kernel, 4, 2, 5, in.data(), out.data()); });
+    expect_whole_or_blank([&] { return UTILleast_squares(4, x, 5, in.data(), 2, out.data()); });
+}
+
+TEST(ScatterFailures, NothingIsWritten) {
+    const int npoints = 400, dims[] = {400, 20, 20, 1};
+    const std::vector<float> min(4, 0.0f), max(4, 1.0f), blank(400 * 20 * 20, 42);
+    std::vector<float> coords = random_values<float>(4 * npoints, 1024, 3), out;
+    for (float &x : coords) x /= 1024;
+    coords[4 * 128] = NAN;  // counts all the same
+    const float null = 77;
+    for (const int ndim : {1, 2, 3, 0, 4}) {
+        const auto run = [&] {
+            int radius[] = {0, 0, 0, 0}, flag = 0;
+            out = blank;
+            const int result =
+                UTILscat_data_interp2(npoints, 4, coords.data(), 4, 1, coords.data(), min.data(), max.data(),
+                                      ndim, dims, radius, 2, &flag, &null, out.data());
+            EXPECT_EQ(out == blank, result == 0);
+            EXPECT_TRUE(result == 1 || flag == 0);
+            return result;
+        };
+        if (ndim % 4 == 0) {
+            EXPECT_EQ(watch(run).first, 0);
+            EXPECT_EQ(watch(run).second.reports, std::vector<std::string>{"UTILscat_interp: illegal ndim"});
+            continue;
+        }
+        // The large grid goes by tiles, which can be done without.
+        const int spared = ndim == 3 ? 2 : 0;
+        const Recording whole = expect_all_or_nothing(spared, run);
+        EXPECT_EQ(whole.percents, ndim == 1 ? std::vector<int>() : std::vector<int>({32, 64, 96, 100}));
+        EXPECT_EQ(whole.ranges.size(), ndim == 1 ? 0u : 1u);
+        EXPECT_TRUE(ndim == 1 || whole.ranges[0] == std::pair(0, 100));
+        EXPECT_GT(whole.allocations, 1 + spared);
+        EXPECT_EQ(whole.reports, std::vector<std::string>(whole.allocations - spared,
+                                                          "UTILscat_interp: cannot allocate arrays"));
+    }
+    const auto unknown = [] {
+        return UTILscat_data_interp2(0, 0, nullptr, 6, 1, nullptr, nullptr, nullptr, 0, nullptr, nullptr, 2,
+                                     nullptr, nullptr, nullptr);
+    };
+    EXPECT_EQ(watch(unknown).second.reports, std::vector<std::string>{"UTILscat_interp: unknown data type"});
+}
+
+TEST(ScatterFailures, BinsAreWholeOrNone) {
+    const int dims[] = {4, 5};
+    const float points[] = {0, 0, 1, 1}, max[] = {1, 1};
+    const auto run = [&] {
+        ScatBins *bins = nullptr;
+        const int result = UTILscat_interp_init(2, 2, points, points, max, 2, dims, &bins);
+        EXPECT_EQ(UTILscat_interp_end(bins), result) << "null without a result";
+        return result;
+    };
+    EXPECT_EQ(expect_all_or_nothing(0, run).allocations, 4);
 }
 
 // ---- Edge tables and records
