@@ -42,20 +42,32 @@
 //     isofield::PlaneSlice slice = mesh.plane_slice({1, 1, 0}, 100);
 //     std::vector<float> on_slice = slice.carry(voxels);  // NaN outside
 //
+// Arrays on grids and alone, fits, and scattered data; none needs a mesh:
+//
+//     std::vector<float> calm = isofield::smooth(voxels, dims, isofield::gaussian_kernel(1.5));
+//     std::span<const short> all(shorts);
+//     std::vector<short> eighth = isofield::downsize(all, dims, {{2, 2, 2}});
+//     std::vector<short> held = isofield::clamp(all, {.min = 0, .max = 255}, -9999);
+//     isofield::Fit trend = isofield::fit_polynomial(years, levels, 2);  // trend.polynomial(2030)
+//     isofield::Scattered map = isofield::scatter(stations, warmth, {{120, 60}, {-130, 20}, {-60, 55}});
+//
 // While a call of this front runs, its reports are not written to standard error: they stand in the
 // exception. A program's error handler still gets them.
 #ifndef ISOFIELD_HPP
 #define ISOFIELD_HPP
 
 #include "isofield.h"
+#include "isofield_array.hpp"
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
 #include "isofield_derivative.hpp"
+#include "isofield_fit.hpp"
 #include "isofield_glyph.hpp"
 #include "isofield_integral.hpp"
 #include "isofield_locator.hpp"
 #include "isofield_mesh.hpp"
 #include "isofield_part.hpp"
+#include "isofield_scatter.hpp"
 #include "isofield_slice.hpp"
 #include "isofield_streamline.hpp"
 #include "isofield_submesh.hpp"

@@ -217,6 +217,13 @@ class Call {
         throw Error(text.empty() ? std::string(operation) + " failed" : text);
     }
 
+    // Tells how far an operation of the front's own is. Throws Interrupted when it is to stop.
+    void poll(std::size_t done, std::size_t total, const char *operation) const {
+        int stop = 0;
+        OMstatus_check(static_cast<int>(100 * done / total), nullptr, &stop);
+        check(stop ? -1 : 1, operation);
+    }
+
     static std::string reports() {
         std::string text = isohost_errors();
         while (!text.empty() && text.back() == '\n') text.pop_back();
@@ -318,11 +325,43 @@ bool any_missing(std::span<const T> values) {
     return std::any_of(values.begin() + static_cast<std::ptrdiff_t>(i), values.end(), is_missing<T>);
 }
 
-inline void check_finite(const std::string &name, std::span<const float> values) {
-    const auto found = std::find_if(values.begin(), values.end(), is_missing<float>);
+template <class T>
+void check_finite(const std::string &name, std::span<const T> values) {
+    const auto found = std::find_if(values.begin(), values.end(), is_missing<T>);
     if (found == values.end()) return;
     throw BadInput(name + "[" + std::to_string(found - values.begin()) + "] is " + value_text(*found) +
                    ", but must be finite");
+}
+
+template <class Range>
+int int_size(const std::string &name, const Range &range) {
+    if (range.size() > INT_MAX) {
+        throw BadInput(name + " has " + std::to_string(range.size()) +
+                       " elements, but there can be at most " + std::to_string(INT_MAX));
+    }
+    return static_cast<int>(range.size());
+}
+
+// The nodes of a grid that is given by its node counts, whose data an int can count.
+inline std::size_t count_nodes(const std::string &name, std::span<const int> dims, int components,
+                               std::size_t max_axes) {
+    if (dims.empty() || dims.size() > max_axes) {
+        throw BadInput(name + " has " + std::to_string(dims.size()) + " elements, but must have 1 to " +
+                       std::to_string(max_axes));
+    }
+    std::int64_t nvalues = components;
+    for (std::size_t d = 0; d < dims.size(); ++d) {
+        if (dims[d] < 1) {
+            throw BadInput(name + "[" + std::to_string(d) + "] is " + std::to_string(dims[d]) +
+                           ", but must be at least 1");
+        }
+        nvalues *= dims[d];
+        if (nvalues > INT_MAX) {
+            throw BadInput(name + " makes more than " + std::to_string(INT_MAX) +
+                           " values, which is the most that there can be");
+        }
+    }
+    return static_cast<std::size_t>(nvalues / components);
 }
 
 inline std::size_t whole_points(const std::string &name, std::span<const float> points) {
@@ -430,44 +469,48 @@ class FiniteRows {
     std::unique_ptr<std::byte[]> copy_;
 };
 
-// Data as floats, in which all that is missing is NaN: nulls throughout their row, infinite values alone. A
-// view of the given data where they are so already.
-class FloatValues {
+// Data as floats or doubles, in which all that is missing is NaN: nulls throughout their row, infinite values
+// alone. A view of the given data where they are so already.
+template <class T>
+class ValuesAs {
   public:
-    FloatValues(const DataView &data, std::optional<double> null_value)
+    ValuesAs(const DataView &data, std::optional<double> null_value)
         : size_(data.rows() * static_cast<std::size_t>(data.components())) {
-        const std::optional<double> null = null_of(data.type(), null_value);
-        if (data.type() == ElementType::kFloat && !null) {
-            values_ = static_cast<const float *>(data.data());
+        const Null null(data.type(), null_value);
+        if (data.type() == element_type<T>() && !null.flag()) {
+            values_ = static_cast<const T *>(data.data());
             if (!any_missing(view())) return;
         }
-        constexpr float kMissing = std::numeric_limits<float>::quiet_NaN();
-        const int type = static_cast<int>(data.type());
-        const auto components = static_cast<std::size_t>(data.components());
-        const auto *from = static_cast<const std::byte *>(data.data());
         copy_.resize(size_);
-        bool is_null = false;
-        for (std::size_t i = 0; i < size_; ++i, from += size_of(data.type())) {
-            if (null && i % components == 0) {
-                double first;
-                UTILtype_to_double(&first, from, type);
-                is_null = first == *null;
-            }
-            UTILtype_to_float(&copy_[i], from, type);
-            if (is_null || is_missing(copy_[i])) copy_[i] = kMissing;
-        }
+        visit_type(data.type(), [&](auto type) {
+            using Element = typename decltype(type)::type;
+            copy(static_cast<const Element *>(data.data()), null,
+                 static_cast<std::size_t>(data.components()));
+        });
         values_ = copy_.data();
     }
-    FloatValues(const FloatValues &) = delete;
-    FloatValues &operator=(const FloatValues &) = delete;
+    ValuesAs(const ValuesAs &) = delete;
+    ValuesAs &operator=(const ValuesAs &) = delete;
 
-    std::span<const float> view() const { return {values_, size_}; }
+    std::span<const T> view() const { return {values_, size_}; }
 
   private:
+    template <class Element>
+    void copy(const Element *from, const Null &null, std::size_t components) {
+        bool is_null = false;
+        for (std::size_t i = 0; i < size_; ++i) {
+            if (null.flag() && i % components == 0) is_null = from[i] == null.get<Element>();
+            copy_[i] = static_cast<T>(from[i]);
+            if (is_null || is_missing(copy_[i])) copy_[i] = std::numeric_limits<T>::quiet_NaN();
+        }
+    }
+
     std::size_t size_;
-    std::vector<float> copy_;
-    const float *values_ = nullptr;
+    std::vector<T> copy_;
+    const T *values_ = nullptr;
 };
+using FloatValues = ValuesAs<float>;
+using DoubleValues = ValuesAs<double>;
 
 }  // namespace front
 

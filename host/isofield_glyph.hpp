@@ -174,7 +174,7 @@ class GlyphMaker {
 
     void check_shape() const {
         const std::size_t npoints = whole_points("shape.points", shape_.points);
-        check_finite("shape.points", shape_.points);
+        check_finite<float>("shape.points", shape_.points);
         for (const Triangle &triangle : shape_.triangles) {
             for (const int point : triangle) {
                 if (point >= 0 && static_cast<std::size_t>(point) < npoints) continue;

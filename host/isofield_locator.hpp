@@ -136,7 +136,7 @@ class Locator {
         const front::Call call(&options.progress);
         front::StreamlineMaker maker(record, table_.get(), vector, options);
         for (std::size_t i = 0; i < nseeds; ++i) {
-            ask(call, i, nseeds);
+            call.poll(i, nseeds, "locator");
             std::array<float, 3> seed;
             std::copy_n(&seeds[3 * i], 3, seed.begin());
             if (!table_ && !options.native) settle(seed.data());
@@ -226,12 +226,7 @@ class Locator {
     }
 
     static void poll(const front::Call &call, std::size_t done, std::size_t total) {
-        if ((done & 1023) == 1023) ask(call, done, total);
-    }
-    static void ask(const front::Call &call, std::size_t done, std::size_t total) {
-        int stop = 0;
-        OMstatus_check(static_cast<int>(100 * done / total), nullptr, &stop);
-        call.check(stop ? -1 : 1, "locator");
+        if ((done & 1023) == 1023) call.poll(done, total, "locator");
     }
 
     // Grids with axes are solved directly, a block of points at a time.

@@ -60,8 +60,8 @@ class Mesh {
         std::vector<float> corners = lower;
         corners.insert(corners.end(), upper.begin(), upper.end());
         return build([&](MeshInfo **out) {
-            return isohost_mesh_uniform(int_size("dims", dims), dims.data(), int_size("lower", lower),
-                                        corners.data(), out);
+            return isohost_mesh_uniform(front::int_size("dims", dims), dims.data(),
+                                        front::int_size("lower", lower), corners.data(), out);
         });
     }
 
@@ -70,11 +70,11 @@ class Mesh {
         std::vector<int> dims;
         std::vector<const float *> lines;
         for (const std::vector<float> &axis : axes) {
-            dims.push_back(int_size("axis", axis));
+            dims.push_back(front::int_size("axis", axis));
             lines.push_back(axis.data());
         }
         return build([&](MeshInfo **out) {
-            return isohost_mesh_rectilinear(int_size("axes", axes), dims.data(), lines.data(), out);
+            return isohost_mesh_rectilinear(front::int_size("axes", axes), dims.data(), lines.data(), out);
         });
     }
 
@@ -82,22 +82,23 @@ class Mesh {
     static Mesh structured(std::vector<int> dims, std::span<const float> coords, int nspace = 3) {
         check_length(dims, nspace, coords.size());
         return build([&](MeshInfo **out) {
-            return isohost_mesh_structured(int_size("dims", dims), dims.data(), nspace, coords.data(), out);
+            return isohost_mesh_structured(front::int_size("dims", dims), dims.data(), nspace, coords.data(),
+                                           out);
         });
     }
 
     // coords: nodes x nspace. coords and every connect are kept alive by the caller.
     static Mesh cells(std::span<const float> coords, std::span<const CellSet> sets, int nspace = 3) {
-        const int nnodes = whole_rows("coords", int_size("coords", coords), nspace);
+        const int nnodes = whole_rows("coords", front::int_size("coords", coords), nspace);
         std::vector<IsohostCellSet> records;
         for (const CellSet &set : sets) {
             const std::string name = "sets[" + std::to_string(records.size()) + "].connect";
-            const int rows =
-                whole_rows(name, int_size(name, set.connect), isohost_cell_type_nodes(set.type.c_str()));
+            const int rows = whole_rows(name, front::int_size(name, set.connect),
+                                        isohost_cell_type_nodes(set.type.c_str()));
             records.push_back({set.type.c_str(), rows, set.connect.data()});
         }
         return build([&](MeshInfo **out) {
-            return isohost_mesh_cells(nnodes, nspace, coords.data(), int_size("sets", records),
+            return isohost_mesh_cells(nnodes, nspace, coords.data(), front::int_size("sets", records),
                                       records.data(), out);
         });
     }
@@ -225,24 +226,17 @@ class Mesh {
     // Outside a box it is the distance from the farthest plane of a face: linear where one face cuts. Throws
     // BadInput.
     std::vector<double> signed_distances(const Body &body) {
-        constexpr std::size_t kChunk = 4096;
         const Body checked = front::checked(body);
         const front::Call call;
-        front::NodeCoords coords(*mesh_, call);
         std::vector<double> distances(static_cast<std::size_t>(mesh_->nnodes));
-        std::vector<int> nodes(kChunk);
-        std::vector<float> points(3 * kChunk);
-        for (std::size_t first = 0; first < distances.size(); first += kChunk) {
-            const std::size_t count = std::min(kChunk, distances.size() - first);
-            std::iota(nodes.begin(), nodes.end(), static_cast<int>(first));
-            coords.gather(std::span(nodes).first(count), points.data());
+        each_chunk(call, [&](std::size_t first, std::size_t size, const float *points) {
             std::visit(
                 [&](const auto &shape) {
-                    for (std::size_t i = 0; i < count; ++i)
+                    for (std::size_t i = 0; i < size; ++i)
                         distances[first + i] = front::signed_distance(shape, &points[3 * i]);
                 },
                 checked);
-        }
+        });
         return distances;
     }
 
@@ -313,6 +307,30 @@ class Mesh {
         return out;
     }
 
+    // A polynomial of the nodes' coordinates at the nodes, evaluated in float: a constant from 1 coefficient,
+    // one of x from 3, of x and y from 6, of x, y and z from 10, in the order that UTILgen_data in isofield.h
+    // tells. Coordinates that the mesh has none of are 0. Throws BadInput.
+    std::vector<float> polynomial(std::span<const float> coefficients) {
+        const std::size_t count = coefficients.size();
+        if (count != 1 && count != 3 && count != 6 && count != 10) {
+            throw BadInput("coefficients has " + std::to_string(count) +
+                           " elements, but must have 1, 3, 6 or 10");
+        }
+        front::check_finite("coefficients", coefficients);
+        std::vector<float> values(static_cast<std::size_t>(mesh_->nnodes), coefficients[0]);
+        if (count == 1) return values;
+        const int naxes = count == 10 ? 3 : count == 6 ? 2 : 1;
+        const front::Call call;
+        each_chunk(call, [&](std::size_t first, std::size_t size, float *points) {
+            for (std::size_t i = 1; naxes < 3 && i < size; ++i)
+                std::copy_n(&points[3 * i], naxes, &points[naxes * i]);
+            call.check(UTILgen_data_float(static_cast<int>(size), 1, 0, &values[first], naxes, points,
+                                          coefficients.data(), 0, 0),
+                       "polynomial");
+        });
+        return values;
+    }
+
   private:
     friend class Locator;
 
@@ -324,15 +342,6 @@ class Mesh {
         MeshInfo *mesh = nullptr;
         if (!build_record(&mesh)) throw BadInput(front::Call::reports());
         return Mesh(mesh);
-    }
-
-    template <class Range>
-    static int int_size(const std::string &name, const Range &range) {
-        if (range.size() > INT_MAX) {
-            throw BadInput(name + " has " + std::to_string(range.size()) +
-                           " elements, but there can be at most " + std::to_string(INT_MAX));
-        }
-        return static_cast<int>(range.size());
     }
 
     // A width that is no width is left to the builder to refuse.
@@ -367,6 +376,22 @@ class Mesh {
                              static_cast<std::size_t>(mesh_->cell_nnodes[set])};
     }
 
+    // Calls f(first node, count, coordinates), these count x 3 and f's own, for all nodes in chunks.
+    template <class F>
+    void each_chunk(const front::Call &call, F f) {
+        constexpr std::size_t kChunk = 4096;
+        front::NodeCoords coords(*mesh_, call);
+        const auto nnodes = static_cast<std::size_t>(mesh_->nnodes);
+        std::vector<int> nodes(kChunk);
+        std::vector<float> points(3 * kChunk);
+        for (std::size_t first = 0; first < nnodes; first += kChunk) {
+            const std::size_t count = std::min(kChunk, nnodes - first);
+            std::iota(nodes.begin(), nodes.end(), static_cast<int>(first));
+            coords.gather(std::span(nodes).first(count), points.data());
+            f(first, count, points.data());
+        }
+    }
+
     Integral integrate_values(int ndim, const float *values, const IntegralOptions &options) {
         if (ndim < 1 || ndim > 3) {
             throw BadInput("ndim is " + std::to_string(ndim) + ", but must be 1 to 3");
@@ -384,10 +409,8 @@ class Mesh {
             const int *nodes = nodes_of_set(call, s).data();
             for (int cell = 0; cell < mesh_->cell_ncells[s]; ++cell, nodes += nnodes) {
                 if ((cell & 4095) == 4095) {
-                    int stop = 0;
-                    OMstatus_check(static_cast<int>(100.0 * (mesh_->cell_first[s] + cell) / mesh_->ncells),
-                                   nullptr, &stop);
-                    call.check(stop ? -1 : 1, "integrate");
+                    call.poll(static_cast<std::size_t>(mesh_->cell_first[s] + cell),
+                              static_cast<std::size_t>(mesh_->ncells), "integrate");
                 }
                 if (values && std::any_of(nodes, nodes + nnodes,
                                           [values](int node) { return front::is_missing(values[node]); })) {
