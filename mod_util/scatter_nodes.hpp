@@ -25,12 +25,13 @@ inline float plain_weight(float d2, int power) {
 }
 
 // The same by multiplication, where that cannot come out otherwise: pow's result and the product are within
-// some units of the last place of a double of the true power, and nearly all of such spans round to one float.
+// some units of the last place of a double of the true power, and nearly all of such spans round to one
+// float.
 inline float power_weight(float d2, int power) {
     constexpr int kMostFactors = 16;
     constexpr double kSpan = 0x1p-47;
-    const int factors = std::abs(power);
-    if (factors == 0 || factors > kMostFactors) return plain_weight(d2, power);
+    if (power == 0 || power < -kMostFactors || power > kMostFactors) return plain_weight(d2, power);
+    const int factors = power > 0 ? power : -power;
     const double distance = std::sqrt(static_cast<double>(d2));
     double product = distance;
     for (int k = 1; k < factors; ++k) product *= distance;
@@ -47,8 +48,8 @@ inline float node_weight(float d2, int power) {
 
 // ---- Nodes
 
-// A node has a sum of weights, which is 0 until a point reaches it and kLocked once one has hit it; and values,
-// weighted unless the node is locked, which are not set while the sum is 0.
+// A node has a sum of weights, which is 0 until a point reaches it and kLocked once one has hit it; and
+// values, weighted unless the node is locked, which are not set while the sum is 0.
 class ScatterNodes {
   public:
     static constexpr float kLocked = -1.0f;

@@ -181,22 +181,12 @@ class Scatterer {
     ScatterNodes &nodes_;
 };
 
-// Writes the nodes' values. Returns whether a node has none.
-template <class T>
-bool finish(const ScatterNodes &nodes, std::size_t count, T null_value, T *out) {
-    const std::size_t veclen = nodes.veclen();
+// Writes the nodes' values, which have kVeclen components unless that is 0. Returns whether a node has none.
+// Without branches on the nodes: whether one has a value follows no pattern.
+template <int kVeclen, class T>
+bool write_values(const ScatterNodes &nodes, std::size_t count, T null_value, T *out) {
+    const std::size_t veclen = kVeclen > 0 ? kVeclen : nodes.veclen();
     int empty = 0;
-    if (veclen == 1) {
-        // Without branches: whether a node has a value follows no pattern.
-        for (std::size_t node = 0; node < count; ++node) {
-            const float weight = nodes.weight(node), value = *nodes.values(node);
-            const bool reached = (weight > 0.0f) | (weight < 0.0f);
-            const float mean = value / (weight > 0.0f ? weight : 1.0f);
-            out[node] = reached ? truncated<T>(mean) : null_value;
-            empty |= !reached;
-        }
-        return empty != 0;
-    }
     for (std::size_t node = 0; node < count; ++node, out += veclen) {
         const float weight = nodes.weight(node);
         const float *const values = nodes.values(node);
@@ -253,7 +243,8 @@ int interpolate(const Points<T> &points, const GridArguments &arguments, int pow
     } else if (!scatterer.scatter()) {
         return 0;
     }
-    const bool any_empty = finish(nodes, nnodes, points.null_value, out);
+    const bool any_empty = points.veclen == 1 ? write_values<1>(nodes, nnodes, points.null_value, out)
+                                              : write_values<0>(nodes, nnodes, points.null_value, out);
     if (*null_flag == 0) *null_flag = any_empty;
     return 1;
 }
