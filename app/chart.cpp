@@ -1,19 +1,20 @@
 #include "chart.hpp"
 
+#include <vtkAOSDataArrayTemplate.h>
 #include <vtkAxis.h>
 #include <vtkChartMatrix.h>
 #include <vtkChartXY.h>
 #include <vtkContextActor.h>
 #include <vtkContextScene.h>
 #include <vtkDoubleArray.h>
-#include <vtkFloatArray.h>
 #include <vtkPen.h>
-#include <vtkPlot.h>
+#include <vtkPlotPoints.h>
 #include <vtkStringArray.h>
 #include <vtkTable.h>
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "canvas.hpp"
 
@@ -22,10 +23,12 @@ namespace {
 
 constexpr std::size_t kMaxPanels = 6;
 constexpr unsigned char kCurveColor[3] = {31, 97, 141};
+constexpr unsigned char kFitColor[3] = {214, 64, 48};
 constexpr unsigned char kGridColor[3] = {222, 225, 230};
 
-vtkSmartPointer<vtkFloatArray> float_array(const char *name, std::span<const float> values) {
-    auto array = vtkSmartPointer<vtkFloatArray>::New();
+template <class T>
+vtkSmartPointer<vtkAOSDataArrayTemplate<T>> column_of(const char *name, const std::vector<T> &values) {
+    auto array = vtkSmartPointer<vtkAOSDataArrayTemplate<T>>::New();
     array->SetName(name);
     array->SetNumberOfTuples(static_cast<vtkIdType>(values.size()));
     std::copy(values.begin(), values.end(), array->GetPointer(0));
@@ -64,9 +67,10 @@ void set_axis(vtkAxis *axis, const std::string &title, double lower, double uppe
 }
 
 // Of the finite values, with some room around them.
-std::pair<double, double> range_of(const std::vector<float> &values) {
+template <class T>
+std::pair<double, double> range_of(const std::vector<T> &values) {
     double lower = INFINITY, upper = -INFINITY;
-    for (const float value : values) {
+    for (const T value : values) {
         if (!std::isfinite(value)) continue;
         lower = std::min(lower, double{value});
         upper = std::max(upper, double{value});
@@ -78,33 +82,43 @@ std::pair<double, double> range_of(const std::vector<float> &values) {
     return {lower - margin, upper + margin};
 }
 
-// The lowest panel alone has labels and a title on its horizontal axis.
-void fill_panel(vtkChart *chart, const Curve &curve, const std::string &title,
-                std::span<const float> positions, double height, const PictureStyle &style) {
+using Range = std::pair<double, double>;
+
+// The horizontal axis has labels where it has a title.
+void set_axes(vtkChart *chart, const std::string &x_title, const Range &x_range, const std::string &y_title,
+              const Range &y_range, double height, const PictureStyle &style) {
     const double font = font_size(style);
     vtkAxis *below = chart->GetAxis(vtkAxis::BOTTOM);
-    set_axis(below, title, positions.front(), positions.back(), style.width / (6 * font), style);
-    below->SetLabelsVisible(!title.empty());
-    const auto [lower, upper] = range_of(curve.values);
-    set_axis(chart->GetAxis(vtkAxis::LEFT), curve.title, lower, upper, height / (3 * font), style);
-    vtkNew<vtkTable> table;
-    table->AddColumn(float_array("position", positions));
-    table->AddColumn(float_array("value", curve.values));
-    vtkPlot *plot = chart->AddPlot(vtkChart::LINE);
-    plot->SetInputData(table, 0, 1);
-    plot->SetColor(kCurveColor[0], kCurveColor[1], kCurveColor[2], 255);
-    plot->SetWidth(std::max(1.5f, static_cast<float>(style.height) / 400));
+    set_axis(below, x_title, x_range.first, x_range.second, style.width / (6 * font), style);
+    below->SetLabelsVisible(!x_title.empty());
+    set_axis(chart->GetAxis(vtkAxis::LEFT), y_title, y_range.first, y_range.second, height / (3 * font),
+             style);
 }
 
-}  // namespace
+// A line, or points.
+template <class T>
+vtkPlot *add_plot(vtkChart *chart, int kind, const std::vector<T> &x, const std::vector<T> &y,
+                  const unsigned char (&color)[3], float width) {
+    vtkNew<vtkTable> table;
+    table->AddColumn(column_of("position", x));
+    table->AddColumn(column_of("value", y));
+    vtkPlot *plot = chart->AddPlot(kind);
+    plot->SetInputData(table, 0, 1);
+    plot->SetColor(color[0], color[1], color[2], 255);
+    plot->SetWidth(width);
+    return plot;
+}
 
-void draw_chart(const std::string &title, std::span<const float> positions, const std::vector<Curve> &curves,
-                const PictureStyle &style, OutputFile &file, Console &console) {
-    const std::size_t count = std::min(curves.size(), kMaxPanels);
-    if (count < curves.size()) {
-        console.note("the picture shows the first " + std::to_string(count) + " of " +
-                     std::to_string(curves.size()) + " arrays; choose with --array");
-    }
+float line_width(const PictureStyle &style) {
+    return std::max(1.5f, static_cast<float>(style.height) / 400);
+}
+
+// Fills a chart, panel `index` of several, of some height.
+using FillPanel =
+    std::function<void(vtkChart *chart, std::size_t index, double height, const PictureStyle &style)>;
+
+void draw_panels(std::size_t count, const FillPanel &fill, const PictureStyle &style, OutputFile &file,
+                 Console &console) {
     // Several samples a pixel leave marks around the letters of charts.
     const int oversize = std::max(style.width, style.height) <= kMaxPictureSize / 4 ? 2 : 1;
     Canvas canvas(style, console, oversize);
@@ -121,14 +135,46 @@ void draw_chart(const std::string &title, std::span<const float> positions, cons
     const double height = (drawn.height - below - beside) / static_cast<double>(count) - gap;
     for (std::size_t i = 0; i < count; ++i) {
         const int row = static_cast<int>(count - 1 - i);  // the first on top
-        fill_panel(matrix->GetChart(vtkVector2i(0, row)), curves[i], row == 0 ? title : "", positions, height,
-                   drawn);
+        fill(matrix->GetChart(vtkVector2i(0, row)), i, height, drawn);
     }
     vtkNew<vtkContextActor> actor;
     actor->GetScene()->AddItem(matrix);
     actor->GetScene()->SetRenderer(canvas.renderer());
     canvas.renderer()->AddActor(actor);
     canvas.finish(file);
+}
+
+}  // namespace
+
+void draw_chart(const std::string &title, const std::vector<float> &positions,
+                const std::vector<Curve> &curves, const PictureStyle &style, OutputFile &file,
+                Console &console) {
+    const std::size_t count = std::min(curves.size(), kMaxPanels);
+    if (count < curves.size()) {
+        console.note("the picture shows the first " + std::to_string(count) + " of " +
+                     std::to_string(curves.size()) + " arrays; choose with --array");
+    }
+    const auto fill = [&](vtkChart *chart, std::size_t i, double height, const PictureStyle &drawn) {
+        set_axes(chart, i + 1 == count ? title : "", {positions.front(), positions.back()}, curves[i].title,
+                 range_of(curves[i].values), height, drawn);
+        add_plot(chart, vtkChart::LINE, positions, curves[i].values, kCurveColor, line_width(drawn));
+    };
+    draw_panels(count, fill, style, file, console);
+}
+
+void draw_plot(const Plot &plot, const PictureStyle &style, OutputFile &file, Console &console) {
+    std::vector<double> heights = plot.y;
+    heights.insert(heights.end(), plot.curve_y.begin(), plot.curve_y.end());
+    const auto fill = [&](vtkChart *chart, std::size_t, double height, const PictureStyle &drawn) {
+        set_axes(chart, plot.x_title, range_of(plot.x), plot.y_title, range_of(heights), height, drawn);
+        const float width = line_width(drawn);
+        auto *points = vtkPlotPoints::SafeDownCast(
+            add_plot(chart, vtkChart::POINTS, plot.x, plot.y, kCurveColor, width));
+        points->SetMarkerStyle(vtkPlotPoints::CIRCLE);
+        points->SetMarkerSize(3 * width);
+        add_plot(chart, vtkChart::LINE, plot.curve_x, plot.curve_y, kFitColor, 1.5f * width);
+    };
+    draw_panels(1, fill, style, file, console);
 }
 
 }  // namespace app

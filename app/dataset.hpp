@@ -113,7 +113,17 @@ struct ArrayData {
     std::shared_ptr<const void> values;
 
     isofield::DataView view() const { return {type, values.get(), rows, components}; }
+    template <class T>  // that of `type`
+    std::span<const T> values_as() const {
+        return {static_cast<const T *>(values.get()), rows * static_cast<std::size_t>(components)};
+    }
 };
+template <class T>
+ArrayData owned_data(std::vector<T> given, int components) {
+    const auto values = std::make_shared<const std::vector<T>>(std::move(given));
+    const std::size_t rows = values->size() / static_cast<std::size_t>(components);
+    return {isofield::front::element_type<T>(), components, rows, {values, values->data()}};
+}
 // Tells a note when the type had to be changed.
 ArrayData array_data(const DataArray &array, Console &console);
 

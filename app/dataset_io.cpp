@@ -463,6 +463,20 @@ void take_nulls(Dataset &dataset, vtkFieldData *field) {
     }
 }
 
+Dataset make_dataset(const Loaded &source, const std::string &path) {
+    Dataset dataset;
+    dataset.path = path;
+    dataset.remarks = source.remarks;
+    dataset.step_text = source.step_text;
+    dataset.nnodes = static_cast<std::size_t>(source.data->GetNumberOfPoints());
+    dataset.ncells = static_cast<std::size_t>(source.data->GetNumberOfCells());
+    take_mesh(dataset, source);
+    take_arrays(dataset, source.data->GetPointData(), Association::kNode, dataset.nnodes);
+    take_arrays(dataset, source.data->GetCellData(), Association::kCell, dataset.ncells);
+    take_nulls(dataset, source.data->GetFieldData());
+    return dataset;
+}
+
 }  // namespace
 
 std::string readable_extensions() {
@@ -482,19 +496,12 @@ Dataset read_dataset(const std::string &path, std::optional<int> step, Console &
         refuse(path, "this kind of file has no steps; leave --step out");
     const Loaded source = reader->second(path, {step, array}, console);
     if (!source.data || source.data->GetNumberOfPoints() == 0) refuse(path, "it holds no nodes");
-
-    Dataset dataset;
-    dataset.path = path;
-    dataset.remarks = source.remarks;
-    dataset.step_text = source.step_text;
-    dataset.nnodes = static_cast<std::size_t>(source.data->GetNumberOfPoints());
-    dataset.ncells = static_cast<std::size_t>(source.data->GetNumberOfCells());
-    take_mesh(dataset, source);
-    take_arrays(dataset, source.data->GetPointData(), Association::kNode, dataset.nnodes);
-    take_arrays(dataset, source.data->GetCellData(), Association::kCell, dataset.ncells);
-    take_nulls(dataset, source.data->GetFieldData());
     if (original) *original = source.data;
-    return dataset;
+    return make_dataset(source, path);
+}
+
+Dataset dataset_of(vtkDataSet *data, const std::string &path) {
+    return make_dataset(loaded(data), path);
 }
 
 }  // namespace app

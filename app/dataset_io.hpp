@@ -30,6 +30,8 @@ std::string readable_extensions();
 // `original`, when there is one, is given the reader's own data, for writing them again.
 Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console,
                      vtkSmartPointer<vtkDataSet> *original = nullptr, const std::string &array = "");
+// The same of data that are at hand, as read from `path`.
+Dataset dataset_of(vtkDataSet *data, const std::string &path);
 
 }  // namespace app
 #endif

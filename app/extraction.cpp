@@ -78,6 +78,10 @@ void add_field_options(CLI::App &command, FieldOptions &options, const std::stri
     add_input_options(command, options);
 }
 
+Field field_of(Dataset dataset, isofield::Mesh mesh) {
+    return {std::move(dataset), std::move(mesh), LineCells::kLeaveOut, {}, {}, {}, {}};
+}
+
 Field read_field(const FieldOptions &options, Console &console, const FieldNeeds &needs) {
     const Stopwatch reading;
     Dataset dataset = read_dataset(options.path, options.step, console, needs.original, options.array);

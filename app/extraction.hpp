@@ -35,6 +35,9 @@ struct Field {
     ComponentRange range;                    // of its first component, without nulls
 };
 
+// A field whose arrays are yet to be set.
+Field field_of(Dataset dataset, isofield::Mesh mesh);
+
 enum class Attach {
     kNodeArrays,      // those that are named
     kEveryNodeArray,  // those that are named, or all

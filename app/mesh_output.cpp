@@ -14,6 +14,13 @@ void check_mesh_name(const std::string &output, const Dataset &dataset, vtkDataS
                      "; name a file that ends in it");
 }
 
+void check_is_grid(const Dataset &dataset, const char *operation) {
+    if (dataset.grid()) return;
+    throw UsageError("'" + dataset.path + "' is " + (dataset.description.starts_with('u') ? "an " : "a ") +
+                     dataset.description + ", but " + operation +
+                     " works on grids; bring it to one by isofield probe --grid");
+}
+
 std::vector<std::string> node_array_names(const Dataset &dataset) {
     std::vector<std::string> names;
     for (const DataArray &array : dataset.arrays) {

@@ -20,6 +20,9 @@ constexpr char kMeshExtensions[] = ".vti .vtp .vtr .vts .vtu";
 // Throws UsageError unless the output's name ends as VTK calls files of such data.
 void check_mesh_name(const std::string &output, const Dataset &dataset, vtkDataSet *original);
 
+// Throws UsageError unless the dataset is a grid, which `operation` needs.
+void check_is_grid(const Dataset &dataset, const char *operation);
+
 // The names of the mesh's node arrays, which new ones keep clear of.
 std::vector<std::string> node_array_names(const Dataset &dataset);
 

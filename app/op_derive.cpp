@@ -1,17 +1,12 @@
 // isofield grad, curl, div and derive: derivatives of node arrays, in a file of the same kind.
-#include <algorithm>
-#include <cmath>
-#include <limits>
 #include <memory>
 
 #include <CLI/Option.hpp>
 
+#include "array_output.hpp"
 #include "errors.hpp"
-#include "extraction.hpp"
-#include "field_picture.hpp"
 #include "mesh_output.hpp"
 #include "operations.hpp"
-#include "vtk_support.hpp"
 
 namespace app {
 namespace {
@@ -77,73 +72,6 @@ Source read_source(const DerivativeOptions &options,
     return {std::move(field), original};
 }
 
-struct Made {
-    std::vector<NamedArray> arrays;
-    std::string seconds;
-};
-
-void add_array(Made &made, const std::string &name, const Field &field, Values given, Console &console) {
-    std::vector<std::string> taken = node_array_names(field.dataset);
-    for (const NamedArray &array : made.arrays) taken.push_back(array.name);
-    const auto values = std::make_shared<const Values>(std::move(given));
-    const std::size_t rows = field.dataset.nnodes;
-    const ArrayData data{isofield::ElementType::kFloat,
-                         static_cast<int>(values->size() / rows),
-                         rows,
-                         {values, values->data()}};
-    made.arrays.push_back({free_name(name, "_new", taken, console), data, {}});
-}
-
-std::span<const float> values_of(const NamedArray &array) {
-    const ArrayData &data = array.data;
-    return {static_cast<const float *>(data.values.get()),
-            data.rows * static_cast<std::size_t>(data.components)};
-}
-
-// Of what is finite, or of the vectors' lengths.
-struct Summary {
-    double lower = std::numeric_limits<double>::infinity(), upper = -lower;
-    std::size_t without = 0;
-};
-
-Summary summary_of(const NamedArray &array) {
-    Summary summary;
-    const auto width = static_cast<std::size_t>(array.data.components);
-    const std::span<const float> values = values_of(array);
-    for (std::size_t first = 0; first < values.size(); first += width) {
-        double value = values[first];
-        if (width > 1) {
-            double square = 0;
-            for (const float x : values.subspan(first, width)) square += double{x} * x;
-            value = std::sqrt(square);
-        }
-        if (!std::isfinite(value)) {
-            ++summary.without;
-            continue;
-        }
-        summary.lower = std::min(summary.lower, value);
-        summary.upper = std::max(summary.upper, value);
-    }
-    return summary;
-}
-
-// "magnitude 0 to 2"
-std::string range_text(const char *what, const Summary &summary) {
-    if (summary.lower > summary.upper) return std::string(what) + "no value";
-    return what + format_number(summary.lower) + " to " + format_number(summary.upper);
-}
-
-// "made   t_gradient at 8 nodes (magnitude 0 to 2, 1 node without)"
-std::string made_text(const Made &made, const std::string &ranges) {
-    std::string names;
-    for (const NamedArray &array : made.arrays) add_item(names, array.name, ", ");
-    const std::size_t without = summary_of(made.arrays.front()).without;
-    std::string text = "made   " + names + " at " +
-                       format_count(made.arrays.front().data.rows, "node", "nodes") + " (" + ranges;
-    if (without > 0) text += ", " + format_count(without, "node", "nodes") + " without";
-    return text + ")";
-}
-
 Values differentiate(Field &field, const Operator &how, const DerivativeOptions &options, Console &console) {
     isofield::DerivativeOptions settings;
     settings.null_value = field.scalar.null_value;
@@ -156,20 +84,9 @@ Values differentiate(Field &field, const Operator &how, const DerivativeOptions 
     return values;
 }
 
-// Writes all that was made, and draws the array `shown`.
-void finish(Source &source, const Made &made, const NamedArray &shown, const std::string &ranges,
-            const OutputOptions &output, OutputFiles &files, Console &console) {
-    const Stopwatch writing;
-    std::vector<vtkSmartPointer<vtkDataArray>> arrays;
-    for (const NamedArray &array : made.arrays) arrays.push_back(view_array(array.name, array.data));
-    write_mesh(source.original, arrays, files.geometry, console);
-    console.say(made_text(made, ranges) + ", " + made.seconds + "; " + output.geometry + ", " +
-                writing.seconds());
-    if (!files.picture) return;
-
-    const Stopwatch drawing;
-    draw_field(source.field, shown, output.style, *files.picture, console);
-    say_drawn(output, drawing, console);
+void add_values(Made &made, const std::string &name, const Field &field, Values values, Console &console) {
+    const auto components = static_cast<int>(values.size() / field.dataset.nnodes);
+    add_array(made, name, field.dataset, owned_data(std::move(values), components), {}, console);
 }
 
 void run_operator(const Operator &how, const DerivativeOptions &options, Console &console) {
@@ -182,11 +99,10 @@ void run_operator(const Operator &how, const DerivativeOptions &options, Console
     const Stopwatch making;
     Made made;
     const std::string name = options.name.empty() ? field.scalar.name + how.suffix : options.name;
-    add_array(made, name, field, differentiate(field, how, options, console), console);
+    add_values(made, name, field, differentiate(field, how, options, console), console);
     made.seconds = making.seconds();
-    const NamedArray &array = made.arrays.front();
-    const char *what = array.data.components > 1 ? "magnitude " : "";
-    finish(source, made, array, range_text(what, summary_of(array)), output, files, console);
+    write_made(made, ranges_text(made), source.original, output, files, console);
+    draw_made(field, made.arrays.front(), output, files, console);
 }
 
 // Rows of two components' gradients, with those of a third that is 0 everywhere.
@@ -207,21 +123,22 @@ void run_derive(const DerivativeOptions &options, Console &console) {
     if (!options.show.empty() && output.picture.empty()) throw UsageError("--show goes with --png");
     OutputFiles files(output, kMeshExtensions, {options.field.path});
     Source source = read_source(options, choose_vector, console);
-    const Field &field = source.field;
+    Field &field = source.field;
     const std::string &name = field.scalar.name;
 
     const Stopwatch making;
-    Values gradients = differentiate(source.field, kOperators[0], options, console);
+    Values gradients = differentiate(field, kOperators[0], options, console);
     if (field.scalar.data.components == 2) gradients = with_third_component(gradients);
     Made made;
-    add_array(made, name + "_vorticity", field, isofield::vorticity(gradients), console);
-    add_array(made, name + "_vorticity_magnitude", field, isofield::vorticity_magnitude(gradients), console);
-    add_array(made, name + "_q_criterion", field, isofield::q_criterion(gradients), console);
+    add_values(made, name + "_vorticity", field, isofield::vorticity(gradients), console);
+    add_values(made, name + "_vorticity_magnitude", field, isofield::vorticity_magnitude(gradients), console);
+    add_values(made, name + "_q_criterion", field, isofield::q_criterion(gradients), console);
     made.seconds = making.seconds();
     const NamedArray &magnitude = made.arrays[1], &q = made.arrays[2];
-    finish(source, made, options.show == "q" ? q : magnitude,
-           range_text("magnitude ", summary_of(magnitude)) + range_text(", Q ", summary_of(q)), output, files,
-           console);
+    const std::string ranges =
+        range_text("magnitude ", summary_of(magnitude)) + range_text(", Q ", summary_of(q));
+    write_made(made, ranges, source.original, output, files, console);
+    draw_made(field, options.show == "q" ? q : magnitude, output, files, console);
 }
 
 void add_options(CLI::App &command, DerivativeOptions &options, const std::string &array_help) {

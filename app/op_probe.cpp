@@ -5,7 +5,6 @@
 #include <numeric>
 
 #include <vtkCellArray.h>
-#include <vtkImageData.h>
 #include <vtkPointData.h>
 #include <vtkUnstructuredGrid.h>
 #include <CLI/Option.hpp>
@@ -36,7 +35,7 @@ struct ProbeOptions : InputOptions {
 // What can be told before a file is read.
 void check_options(const ProbeOptions &options) {
     if (options.points.count() != 1) throw UsageError("name the points by one of POINTS, --line and --grid");
-    check_grid(options.points);
+    check_grid(options.points.grid);
     if (!options.output.picture.empty() && options.points.line.empty() && !options.points.flat_grid()) {
         throw UsageError("--png draws a --line, or a --grid with one node along just one axis");
     }
@@ -142,11 +141,7 @@ vtkSmartPointer<vtkDataSet> to_dataset(const Probed &probed, const OutputSurface
         return data;
     }
     if (extension == ".vti") {
-        vtkNew<vtkImageData> image;
-        image->SetDimensions(at.dims.data());
-        image->SetOrigin(at.origin.data());
-        image->SetSpacing(at.spacing.data());
-        result = image;
+        result = image_of(at);
     } else {
         vtkNew<vtkUnstructuredGrid> cells;
         cells->SetPoints(data->GetPoints());

@@ -43,7 +43,7 @@ void check_options(const StreamOptions &options) {
     if (options.points.count() + options.seeds.has_value() > 1) {
         throw UsageError("name the seeds by one of --points, --line, --grid and --seeds");
     }
-    check_grid(options.points);
+    check_grid(options.points.grid);
     if (options.seeds && *options.seeds < 1) throw UsageError("--seeds is at least 1");
     if (options.both && options.upstream) throw UsageError("choose one of --both and --upstream");
     if (options.tracing.max_points < 1) throw UsageError("--max is at least 1");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <cmath>
 
 #include "errors.hpp"
@@ -72,9 +73,7 @@ void add_quiet(CLI::App &command, OutputOptions &options, const std::string &mea
     command.add_flag("-q,--quiet", options.quiet, meaning)->group(kGroup);
 }
 
-void add_output_options(CLI::App &command, OutputOptions &options, const std::string &what,
-                        const std::string &formats) {
-    add_output_file(command, options, what, formats)->required();
+void add_picture_options(CLI::App &command, OutputOptions &options) {
     command.add_option("--png", options.picture, "Also draw a picture")->type_name("PICTURE")->group(kGroup);
     command
         .add_option_function<std::string>(
@@ -82,6 +81,12 @@ void add_output_options(CLI::App &command, OutputOptions &options, const std::st
             "Size of the picture in pixels (1200x900)")
         ->type_name("WxH")
         ->group(kGroup);
+}
+
+void add_output_options(CLI::App &command, OutputOptions &options, const std::string &what,
+                        const std::string &formats) {
+    add_output_file(command, options, what, formats)->required();
+    add_picture_options(command, options);
     command
         .add_option_function<std::string>(
             "--view", [&options](const std::string &text) { set_view(text, options.style); },
@@ -99,18 +104,36 @@ std::optional<double> finite_number_of(std::string_view text) {
     return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
-std::vector<double> numbers_of(const std::string &text, const std::string &option, std::size_t count,
-                               const std::string &form) {
+void refuse_form(const std::string &text, const std::string &option, const std::string &form) {
+    throw UsageError(option + ": '" + text + "' is not " + form);
+}
+
+std::vector<double> numbers_of(const std::string &text, const std::string &option, const std::string &form) {
     std::vector<double> numbers;
     for (std::size_t start = 0; start <= text.size();) {
         const std::size_t end = std::min(text.find(',', start), text.size());
         const auto number = finite_number_of(std::string_view(text).substr(start, end - start));
-        if (!number) break;
+        if (!number) refuse_form(text, option, form);
         numbers.push_back(*number);
         start = end + 1;
-        if (end == text.size() && numbers.size() == count) return numbers;
     }
-    throw UsageError(option + ": '" + text + "' is not " + form);
+    return numbers;
+}
+
+std::vector<double> numbers_of(const std::string &text, const std::string &option, std::size_t count,
+                               const std::string &form) {
+    std::vector<double> numbers = numbers_of(text, option, form);
+    if (numbers.size() != count) refuse_form(text, option, form);
+    return numbers;
+}
+
+std::vector<int> counts_of(const std::string &text, const std::string &option, const std::string &form) {
+    std::vector<int> counts;
+    for (const double number : numbers_of(text, option, form)) {
+        if (number != std::floor(number) || number < 1 || number > INT_MAX) refuse_form(text, option, form);
+        counts.push_back(static_cast<int>(number));
+    }
+    return counts;
 }
 
 std::array<float, 3> point_of(const std::string &text, const std::string &option) {

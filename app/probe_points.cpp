@@ -1,10 +1,5 @@
 #include "probe_points.hpp"
 
-#include <vtkDelimitedTextReader.h>
-#include <vtkNew.h>
-#include <vtkStringArray.h>
-#include <vtkTable.h>
-
 #include <CLI/Option.hpp>
 #include <algorithm>
 #include <climits>
@@ -13,77 +8,33 @@
 
 #include "dataset_io.hpp"
 #include "options.hpp"
+#include "point_table.hpp"
 #include "reader_support.hpp"
 
 namespace app {
 namespace {
 
-constexpr char kCsv[] = ".csv";
+// ---- Tables ----
 
-// ---- CSV ----
-
-using Cells = std::vector<vtkStringArray *>;  // one column each
-
-Cells columns_of(vtkTable *table) {
-    Cells columns;
-    for (vtkIdType c = 0; c < table->GetNumberOfColumns(); ++c) {
-        if (auto *column = vtkStringArray::SafeDownCast(table->GetColumn(c))) columns.push_back(column);
+// With a header the columns of the axes, y and z as 0 where there are none; else the first that hold numbers.
+std::vector<float> read_table(const std::string &path, Console &console) {
+    const PointTable table(path, console);
+    auto columns = table.axes();
+    if (table.has_header() && !columns[0]) {
+        refuse(path, "its columns are " + table.names() + "; name those of the points x, y and z");
     }
-    return columns;
-}
-
-bool is_axis(std::string name, char axis) {
-    std::erase_if(name, [](unsigned char c) { return std::isspace(c); });
-    return name.size() == 1 && std::tolower(static_cast<unsigned char>(name[0])) == axis;
-}
-
-// Per axis its column, or null. A first row without any number is a header.
-struct Layout {
-    bool header = false;
-    std::array<vtkStringArray *, 3> axes = {};
-};
-
-Layout layout_of(const Cells &columns, const std::string &path) {
-    Layout layout;
-    std::size_t count = 0;
-    for (vtkStringArray *column : columns) {
-        if (count < 3 && finite_number_of(column->GetValue(0))) layout.axes[count++] = column;
-    }
-    layout.header = count == 0;
-    if (!layout.header) return layout;
-    std::string names;
-    for (vtkStringArray *column : columns) {
-        add_item(names, "'" + column->GetValue(0) + "'", ", ");
-        for (std::size_t d = 0; d < 3; ++d) {
-            if (is_axis(column->GetValue(0), "xyz"[d])) layout.axes[d] = column;
+    std::vector<std::size_t> taken;
+    std::vector<float> points(3 * table.rows());
+    for (std::size_t d = 0; d < 3; ++d) {
+        if (!table.has_header()) columns[d] = table.next_numeric(taken);
+        if (!columns[d]) continue;
+        taken.push_back(*columns[d]);
+        const std::vector<double> numbers = table.numbers(*columns[d]);
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            points[3 * i + d] = static_cast<float>(numbers[i]);
         }
     }
-    if (!layout.axes[0]) {
-        refuse(path, "its columns are " + names + "; name those of the points x, y and z");
-    }
-    return layout;
-}
-
-ProbePoints read_csv(const std::string &path, Console &console) {
-    vtkNew<vtkDelimitedTextReader> reader;
-    reader->SetFileName(path.c_str());
-    run_reader(reader.Get(), path, console);
-    const Cells columns = columns_of(reader->GetOutput());
-    const vtkIdType rows = columns.empty() ? 0 : reader->GetOutput()->GetNumberOfRows();
-    if (rows == 0) refuse(path, "it holds no points");
-    const Layout layout = layout_of(columns, path);
-    ProbePoints result;
-    for (vtkIdType row = layout.header; row < rows; ++row) {
-        for (vtkStringArray *column : layout.axes) {
-            const auto number = column ? finite_number_of(column->GetValue(row)) : 0.0;
-            if (!number) {
-                refuse(path, "row " + std::to_string(row + 1) + " has '" + column->GetValue(row) +
-                                 "' where a coordinate should be");
-            }
-            result.points.push_back(static_cast<float>(*number));
-        }
-    }
-    return result;
+    return points;
 }
 
 // ---- Grids ----
@@ -108,26 +59,11 @@ std::vector<float> grid_lines(double lower, double upper, int count) {
     return lines;
 }
 
-// ---- Meshes ----
-
-ProbePoints nodes_of_file(const std::string &path, Console &console) {
-    const Dataset dataset = read_dataset(path, {}, console);
-    if (dataset.coords) {
-        return {{dataset.coords.get(), dataset.coords.get() + 3 * dataset.nnodes}, {}, {}, {}, {}};
-    }
-    std::array<std::vector<float>, 3> axes;
-    for (std::size_t d = 0; d < 3; ++d) {
-        axes[d] = dataset.kind == MeshKind::kRectilinear
-                      ? dataset.axes[d]
-                      : grid_lines(dataset.lower[d], dataset.upper[d], dataset.dims[d]);
-    }
-    return {nodes_of(axes), {}, {}, {}, {}};
-}
+// ---- Points ----
 
 ProbePoints read_points(const std::string &path, Console &console) {
-    const bool csv = extension_of(path) == kCsv;
-    if (csv) check_readable(path);
-    ProbePoints result = csv ? read_csv(path, console) : nodes_of_file(path, console);
+    ProbePoints result;
+    result.points = is_table(path) ? read_table(path, console) : node_coords(read_dataset(path, {}, console));
     if (result.size() == 0) refuse(path, "it holds no points");
     const auto bad = std::find_if_not(result.points.begin(), result.points.end(),
                                       [](float x) { return std::isfinite(x); });
@@ -162,6 +98,17 @@ ProbePoints line_points(const std::vector<std::string> &line) {
 
 }  // namespace
 
+std::vector<float> node_coords(const Dataset &dataset) {
+    if (dataset.coords) return {dataset.coords.get(), dataset.coords.get() + 3 * dataset.nnodes};
+    std::array<std::vector<float>, 3> axes;
+    for (std::size_t d = 0; d < 3; ++d) {
+        axes[d] = dataset.kind == MeshKind::kRectilinear
+                      ? dataset.axes[d]
+                      : grid_lines(dataset.lower[d], dataset.upper[d], dataset.dims[d]);
+    }
+    return nodes_of(axes);
+}
+
 bool PointOptions::flat_grid() const {
     return std::count(grid.begin(), grid.end(), 1) == 1;
 }
@@ -172,9 +119,9 @@ void add_point_options(CLI::App &command, PointOptions &options, const std::stri
     command.add_option("--grid", options.grid, grid_help)->expected(3)->type_name("NX NY NZ");
 }
 
-void check_grid(const PointOptions &options) {
+void check_grid(const std::vector<int> &grid) {
     double nodes = 1;
-    for (const int n : options.grid) {
+    for (const int n : grid) {
         if (n < 1) throw UsageError("--grid needs at least one node an axis");
         nodes *= n;
     }
@@ -186,23 +133,36 @@ ProbePoints given_points(const PointOptions &options, Console &console) {
     return options.line.empty() ? ProbePoints() : line_points(options.line);
 }
 
-ProbePoints grid_points(const PointOptions &options, const std::array<double, 6> &box) {
+ProbePoints grid_frame(const std::vector<int> &grid, const std::array<double, 6> &box) {
     ProbePoints result;
-    const std::array<int, 3> dims = {options.grid[0], options.grid[1], options.grid[2]};
-    result.dims = dims;
-    std::array<std::vector<float>, 3> axes;
     for (std::size_t d = 0; d < 3; ++d) {
         const double lower = box[2 * d], upper = box[2 * d + 1];
-        if (dims[d] > 1 && !(lower < upper)) {
-            throw UsageError(std::string("the field has no extent along ") + "xyz"[d] +
+        const int count = d < grid.size() ? grid[d] : 1;
+        if (count > 1 && !(lower < upper)) {
+            throw UsageError(std::string("the box has no extent along ") + "xyz"[d] +
                              "; give --grid one node there");
         }
-        axes[d] = grid_lines(lower, upper, dims[d]);
-        result.origin[d] = dims[d] > 1 ? lower : (lower + upper) / 2;
-        result.spacing[d] = dims[d] > 1 ? (upper - lower) / (dims[d] - 1) : 1;
+        result.dims[d] = count;
+        result.origin[d] = count > 1 ? lower : (lower + upper) / 2;
+        result.spacing[d] = count > 1 ? (upper - lower) / (count - 1) : 1;
     }
+    return result;
+}
+
+ProbePoints grid_points(const PointOptions &options, const std::array<double, 6> &box) {
+    ProbePoints result = grid_frame(options.grid, box);
+    std::array<std::vector<float>, 3> axes;
+    for (std::size_t d = 0; d < 3; ++d) axes[d] = grid_lines(box[2 * d], box[2 * d + 1], result.dims[d]);
     result.points = nodes_of(axes);
     return result;
+}
+
+vtkSmartPointer<vtkImageData> image_of(const ProbePoints &grid) {
+    auto image = vtkSmartPointer<vtkImageData>::New();
+    image->SetDimensions(grid.dims.data());
+    image->SetOrigin(grid.origin.data());
+    image->SetSpacing(grid.spacing.data());
+    return image;
 }
 
 }  // namespace app

@@ -2,6 +2,8 @@
 #ifndef ISOFIELD_APP_PROBE_POINTS_HPP
 #define ISOFIELD_APP_PROBE_POINTS_HPP
 
+#include <vtkImageData.h>
+#include <vtkSmartPointer.h>
 #include <CLI/App.hpp>
 
 #include <array>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "console.hpp"
+#include "dataset.hpp"
 
 namespace app {
 
@@ -40,13 +43,19 @@ void add_point_options(CLI::App &command, PointOptions &options, const std::stri
                        const std::string &grid_help);
 
 // What can be told of a grid before a file is read. Throws UsageError.
-void check_grid(const PointOptions &options);
+void check_grid(const std::vector<int> &grid);
 // The points of the one way that is used; none of a grid, which needs the field. A file's are the rows of a
 // CSV file, or the nodes of one that holds a field. Throws UsageError.
 ProbePoints given_points(const PointOptions &options, Console &console);
 // The nodes of the grid over a box, lower and upper per axis; one node stands in the middle. Throws UsageError
 // where several would stand on one spot.
 ProbePoints grid_points(const PointOptions &options, const std::array<double, 6> &box);
+// The same without the nodes, of one to three axes.
+ProbePoints grid_frame(const std::vector<int> &grid, const std::array<double, 6> &box);
+// The grid as VTK's, without arrays.
+vtkSmartPointer<vtkImageData> image_of(const ProbePoints &grid);
+
+std::vector<float> node_coords(const Dataset &dataset);  // nnodes x 3
 
 }  // namespace app
 #endif

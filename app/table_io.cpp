@@ -12,6 +12,13 @@
 namespace app {
 namespace {
 
+template <class T>
+std::string shortest_text(T value) {
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return {text, result.ptr};
+}
+
 // In quotes where commas, quotes or line ends would break it.
 std::string csv_field(const std::string &text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
@@ -39,9 +46,11 @@ Column column_of(const OutputArray &array, const std::string &name, std::size_t 
 }  // namespace
 
 std::string exact_text(float value) {
-    char text[32];
-    const auto result = std::to_chars(text, text + sizeof text, value);
-    return {text, result.ptr};
+    return shortest_text(value);
+}
+
+std::string exact_text(double value) {
+    return shortest_text(value);
 }
 
 void add_columns(std::vector<Column> &columns, const OutputArray &array, Console &console) {

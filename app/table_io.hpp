@@ -19,6 +19,7 @@ struct Column {
 
 // The text of a number from which the same number is read.
 std::string exact_text(float value);
+std::string exact_text(double value);
 
 // Component `component` of rows of `components` values.
 template <class T>

@@ -111,14 +111,6 @@ vtkSmartPointer<vtkCellArray> view_cells(std::span<const int> offsets, std::span
     return cells;
 }
 
-void declare_null(vtkDataSet *data, const OutputArray &array) {
-    if (!array.null_value) return;
-    vtkNew<vtkDoubleArray> null;
-    null->SetName((array.name + kNullSuffix).c_str());
-    null->InsertNextValue(*array.null_value);
-    data->GetFieldData()->AddArray(null);
-}
-
 // The first scalar on the nodes becomes the active one.
 void view_arrays(vtkDataSet *data, const std::vector<OutputArray> &arrays,
                  const std::vector<OutputArray> &cell_arrays) {
@@ -128,11 +120,11 @@ void view_arrays(vtkDataSet *data, const std::vector<OutputArray> &arrays,
         if (array.components == 1 && !data->GetPointData()->GetScalars()) {
             data->GetPointData()->SetActiveScalars(array.name.c_str());
         }
-        declare_null(data, array);
+        declare_null(data, array.name, array.null_value);
     }
     for (const OutputArray &array : cell_arrays) {
         data->GetCellData()->AddArray(view_array(array));
-        declare_null(data, array);
+        declare_null(data, array.name, array.null_value);
     }
 }
 
@@ -163,6 +155,14 @@ vtkSmartPointer<vtkDataArray> view_array(const std::string &name, const ArrayDat
     view->SetNumberOfComponents(data.components);
     view_memory(view, data.values.get(), data.rows * static_cast<std::size_t>(data.components));
     return view;
+}
+
+void declare_null(vtkDataSet *data, const std::string &name, std::optional<double> null_value) {
+    if (!null_value) return;
+    vtkNew<vtkDoubleArray> null;
+    null->SetName((name + kNullSuffix).c_str());
+    null->InsertNextValue(*null_value);
+    data->GetFieldData()->AddArray(null);
 }
 
 void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console) {

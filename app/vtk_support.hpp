@@ -4,6 +4,7 @@
 
 #include <vtkAlgorithm.h>
 #include <vtkDataArray.h>
+#include <vtkDataSet.h>
 #include <vtkPolyData.h>
 #include <vtkScalarsToColors.h>
 #include <vtkSmartPointer.h>
@@ -11,6 +12,7 @@
 #include <vtkUnstructuredGrid.h>
 
 #include <array>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -51,6 +53,8 @@ void show_progress(vtkAlgorithm *algorithm, const char *stage, Console &console)
 
 // An array that views the data.
 vtkSmartPointer<vtkDataArray> view_array(const std::string &name, const ArrayData &data);
+// Writes into the field data what stands for missing data in the array.
+void declare_null(vtkDataSet *data, const std::string &name, std::optional<double> null_value);
 // VTK's data, which views the arrays and does not copy them.
 vtkSmartPointer<vtkPolyData> to_polydata(const OutputSurface &surface);
 vtkSmartPointer<vtkUnstructuredGrid> to_unstructured(const OutputPart &part);

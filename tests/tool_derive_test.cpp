@@ -44,12 +44,6 @@ class ToolOnDerivatives : public ToolOnParts {
                                                   {VTK_TETRA, {1, 9, 5, 11}}});
         write_file("in.vtu", cells.insert(cells.find("</PointData>"), linear_fields(points)));
     }
-
-    static Outcome make(const Arguments &arguments) {
-        const Outcome outcome = run(arguments, without_display);
-        EXPECT_EQ(outcome.code, 0) << outcome.err;
-        return outcome;
-    }
 };
 
 void expect_all(const Rows &rows, std::size_t count, const std::vector<double> &wanted) {

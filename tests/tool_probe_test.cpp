@@ -142,13 +142,13 @@ TEST_F(ToolOnPoints, RefusesWhatCannotBeProbedIntegratedOrBrought) {
     write_file("in.vtu", unstructured(block_points(), {kCube}, data_array("Float32", "c", "1")));
     write_file("flat.vti", flat_image());
     write_file("empty.csv", "");
-    write_file("other.csv", "lon,lat\n1,2\n");
+    write_file("other.csv", "u,v\n1,2\n");
     write_file("words.csv", "x,y\n1,2\n3,far\n");
     expect_refused({
         {{"probe", "in.vtu", "-o", "o.csv"}, "by one of POINTS, --line and --grid"},
         {{"probe", "in.vtu", "p.csv", "--grid", "2", "2", "2", "-o", "o.csv"}, "by one of POINTS"},
         {{"probe", "in.vtu", "empty.csv", "-o", "o.csv"}, "'empty.csv': the file is empty"},
-        {{"probe", "in.vtu", "other.csv", "-o", "o.csv"}, "its columns are 'lon', 'lat'; name those"},
+        {{"probe", "in.vtu", "other.csv", "-o", "o.csv"}, "its columns are 'u', 'v'; name those"},
         {{"probe", "in.vtu", "words.csv", "-o", "o.csv"}, "row 3 has 'far'"},
         {{"probe", "in.vtu", "words.csv", "-o", "words.csv"}, "is the input file"},
         {{"probe", "in.vtu", "in.vtu", "-o", "o.vti"}, "ends in one of .csv .vtp .vtu"},

@@ -276,6 +276,23 @@ inline Rows rows_of(const std::string &file, const char *name) {
     return rows;
 }
 
+// The first components of a node array, which may have to be of a type.
+inline void expect_values(const std::string &file, const char *name, const std::vector<double> &wanted,
+                          const std::string &type = "") {
+    SCOPED_TRACE(file + " " + name);
+    const Rows rows = rows_of(file, name);
+    ASSERT_EQ(rows.size(), wanted.size());
+    if (!type.empty()) {
+        EXPECT_EQ(read_mesh(file)->GetPointData()->GetArray(name)->GetDataTypeAsString(), type);
+    }
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const bool missing = std::isnan(rows[i][0]) && std::isnan(wanted[i]);
+        if (!missing) {
+            EXPECT_NEAR(rows[i][0], wanted[i], 1e-5) << "row " << i;
+        }
+    }
+}
+
 // To run in the child.
 inline void without_display() {
     unsetenv("DISPLAY");
@@ -298,6 +315,13 @@ class Tool : public ::testing::Test {
 
     static Outcome run(const Arguments &arguments, const std::function<void()> &prepare = {}) {
         return Process(arguments, prepare).finish();
+    }
+
+    // The same of one that succeeds.
+    static Outcome make(const Arguments &arguments) {
+        const Outcome outcome = run(arguments, without_display);
+        EXPECT_EQ(outcome.code, 0) << outcome.err;
+        return outcome;
     }
 
     // The names of all files, hidden ones too.
@@ -355,8 +379,7 @@ class ToolOnParts : public Tool {
     // What a run writes.
     static Part part(Arguments arguments, Outcome *told = nullptr) {
         arguments.insert(arguments.end(), {"-o", "out.vtu"});
-        const Outcome outcome = run(arguments, without_display);
-        EXPECT_EQ(outcome.code, 0) << outcome.err;
+        const Outcome outcome = make(arguments);
         if (told) *told = outcome;
         vtkNew<vtkXMLUnstructuredGridReader> reader;
         reader->SetFileName("out.vtu");

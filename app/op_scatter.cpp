@@ -1,0 +1,398 @@
+// isofield scatter: values at points anywhere, brought to the nodes of a uniform grid.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <numbers>
+#include <optional>
+
+#include <vtkImageData.h>
+#include <vtkPointData.h>
+#include <CLI/Option.hpp>
+
+#include "array_output.hpp"
+#include "dataset_io.hpp"
+#include "errors.hpp"
+#include "operations.hpp"
+#include "point_table.hpp"
+#include "probe_points.hpp"
+#include "sheet.hpp"
+#include "writer_support.hpp"
+
+namespace app {
+namespace {
+
+constexpr char kExtensions[] = ".vti";
+
+struct ScatterOptions : InputOptions {
+    std::array<std::string, 3> axes;  // columns
+    std::vector<std::string> values;
+    std::vector<int> grid;
+    std::string box, radius = "3";
+    int power = 2;
+    OutputOptions output;
+};
+
+// In the directions of the grid alone.
+using Box = std::array<double, 6>;
+
+struct Points {
+    std::array<std::vector<double>, 3> coords;  // per axis of the grid; others are empty
+    std::vector<NamedArray> arrays;
+
+    std::size_t size() const { return coords[0].size(); }
+};
+
+// ---- What is asked for ----
+
+std::optional<Box> given_box(const ScatterOptions &options) {
+    if (options.box.empty()) return {};
+    const std::size_t naxes = options.grid.size();
+    const std::string form = naxes == 3 ? "X0,X1,Y0,Y1,Z0,Z1" : "X0,X1,Y0,Y1";
+    const std::vector<double> given = numbers_of(options.box, "--box", 2 * naxes, form);
+    Box box = {};
+    std::copy(given.begin(), given.end(), box.begin());
+    for (std::size_t d = 0; d < naxes; ++d) {
+        if (box[2 * d] > box[2 * d + 1]) {
+            throw UsageError("--box: '" + options.box + "' ends below its start along " + "xyz"[d]);
+        }
+    }
+    return box;
+}
+
+isofield::ScatterOptions settings_of(const ScatterOptions &options) {
+    const std::size_t naxes = options.grid.size();
+    const std::string form = naxes == 3 ? "R or RX,RY,RZ" : "R or RX,RY";
+    isofield::ScatterOptions settings;
+    settings.radius = counts_of(options.radius, "--radius", form + " in nodes, whole numbers from 1");
+    if (settings.radius.size() == 1) settings.radius.resize(naxes, settings.radius.front());
+    if (settings.radius.size() != naxes)
+        refuse_form(options.radius, "--radius", form + ", as the axes of --grid");
+    settings.power = options.power;
+    return settings;
+}
+
+// What can be told before a file is read.
+void check_options(const ScatterOptions &options) {
+    check_grid(options.grid);
+    if (options.power < 1) throw UsageError("--power is at least 1");
+    given_box(options);
+    settings_of(options);
+    if (options.grid.size() < 3 && !options.axes[2].empty())
+        throw UsageError("--z goes with --grid NX NY NZ");
+    const bool columns = std::any_of(options.axes.begin(), options.axes.end(),
+                                     [](const std::string &name) { return !name.empty(); });
+    if (columns && !is_table(options.path))
+        throw UsageError("--x, --y and --z are for columns of .csv files");
+    if (options.step && is_table(options.path)) throw UsageError("--step is for files that hold a field");
+    if (!options.output.picture.empty() &&
+        std::count_if(options.grid.begin(), options.grid.end(), [](int n) { return n > 1; }) < 2) {
+        throw UsageError("--png draws a --grid of several nodes along two or three axes");
+    }
+}
+
+// ---- Points ----
+
+// The columns that are named, those of the axes by their names, or the first that hold numbers.
+std::vector<std::size_t> coordinate_columns(const PointTable &table, const ScatterOptions &options) {
+    const std::size_t naxes = options.grid.size();
+    auto found = table.axes();
+    bool named = true;
+    for (std::size_t d = 0; d < naxes; ++d) {
+        const std::string option = std::string("--") + "xyz"[d];
+        if (!options.axes[d].empty()) found[d] = table.column(options.axes[d], option);
+        named = named && found[d];
+    }
+    std::vector<std::size_t> columns, taken;
+    for (std::size_t d = 0; d < naxes; ++d) {
+        if (!options.axes[d].empty()) taken.push_back(*found[d]);
+    }
+    for (std::size_t d = 0; d < naxes; ++d) {
+        if (!named && options.axes[d].empty()) {
+            found[d] = table.next_numeric(taken);
+            if (found[d]) taken.push_back(*found[d]);
+        }
+        if (!found[d]) {
+            throw UsageError("'" + table.path() + "' has no column of numbers for " + "xyz"[d] +
+                             ": its columns are " + table.names());
+        }
+        columns.push_back(*found[d]);
+    }
+    return columns;
+}
+
+// Those that are named, or all others that hold numbers.
+std::vector<std::size_t> value_columns(const PointTable &table, const ScatterOptions &options,
+                                       std::vector<std::size_t> taken) {
+    std::vector<std::size_t> columns;
+    for (const std::string &value : options.values) columns.push_back(table.column(value, "--value"));
+    while (options.values.empty()) {
+        const auto next = table.next_numeric(taken);
+        if (!next) break;
+        columns.push_back(*next);
+        taken.push_back(*next);
+    }
+    if (columns.empty()) {
+        throw UsageError("'" + table.path() + "' has no values: its columns are " + table.names());
+    }
+    return columns;
+}
+
+Points table_points(const ScatterOptions &options, Console &console) {
+    const Stopwatch reading;
+    const PointTable table(options.path, console);
+    const auto axes = coordinate_columns(table, options);
+    Points points;
+    std::string at, values;
+    for (std::size_t d = 0; d < axes.size(); ++d) {
+        points.coords[d] = table.numbers(axes[d]);
+        const std::string name = table.name(axes[d]);
+        add_item(at, "'" + name + "'");
+    }
+    std::vector<std::string> taken;
+    for (const std::size_t column : value_columns(table, options, axes)) {
+        const std::string name = free_name(table.name(column), "_data", taken, console);
+        points.arrays.push_back({name, owned_data(table.numbers(column), 1), options.null_value});
+        taken.push_back(name);
+        add_item(values, "'" + name + "'");
+    }
+    console.say("read   " + options.path + ": " + format_count(points.size(), "point", "points") + " at " +
+                at + ", values " + values + ", " + reading.seconds());
+    return points;
+}
+
+Points field_points(const ScatterOptions &options, Console &console) {
+    const Stopwatch reading;
+    const Dataset dataset = read_dataset(options.path, options.step, console);
+    const auto chosen = choose_arrays(dataset, Association::kNode, options.values);
+    Points points{{}, named_arrays(chosen, options, console)};
+    const std::vector<float> nodes = node_coords(dataset);
+    for (std::size_t d = 0; d < options.grid.size(); ++d) {
+        for (std::size_t i = d; i < nodes.size(); i += 3) points.coords[d].push_back(nodes[i]);
+    }
+    say_read(dataset, points.arrays, reading, console);
+    return points;
+}
+
+bool has_place(const Points &points, std::size_t point) {
+    return std::all_of(points.coords.begin(), points.coords.end(),
+                       [=](const auto &axis) { return axis.empty() || std::isfinite(axis[point]); });
+}
+
+Box bounds_of(const Points &points, const ScatterOptions &options) {
+    Box box = {};
+    bool none = true;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        if (!has_place(points, i)) continue;
+        for (std::size_t d = 0; d < options.grid.size(); ++d) {
+            const double x = points.coords[d][i];
+            box[2 * d] = none ? x : std::min(box[2 * d], x);
+            box[2 * d + 1] = none ? x : std::max(box[2 * d + 1], x);
+        }
+        none = false;
+    }
+    if (none) throw UsageError("no point in '" + options.path + "' has all its coordinates");
+    return box;
+}
+
+bool inside(const Points &points, std::size_t point, const Box &box) {
+    for (std::size_t d = 0; d < 3; ++d) {
+        if (points.coords[d].empty()) continue;
+        const double x = points.coords[d][point];
+        if (!(x >= box[2 * d] && x <= box[2 * d + 1])) return false;
+    }
+    return true;
+}
+
+// ---- The grid ----
+
+struct MadeGrid {
+    ProbePoints grid;
+    Box box;
+    std::vector<NamedArray> arrays;
+    std::vector<isofield::Scattered> counts;  // per array; without its values
+    std::string seconds;
+};
+
+// From the grid's first node: far from 0 floats are too coarse for fine grids.
+std::vector<float> places_in(const Points &points, const ProbePoints &grid) {
+    std::vector<float> places(3 * points.size());
+    for (std::size_t d = 0; d < 3; ++d) {
+        for (std::size_t i = 0; i < points.coords[d].size(); ++i) {
+            places[3 * i + d] = static_cast<float>(points.coords[d][i] - grid.origin[d]);
+        }
+    }
+    return places;
+}
+
+MadeGrid scatter(const Points &points, const Box &box, const ScatterOptions &options, Console &console) {
+    MadeGrid made{grid_frame(options.grid, box), box, {}, {}, {}};
+    isofield::ScatterGrid grid{options.grid, {}, {}};
+    for (std::size_t d = 0; d < options.grid.size(); ++d) {
+        grid.lower.push_back(0);
+        grid.upper.push_back(options.grid[d] > 1 ? static_cast<float>(box[2 * d + 1] - box[2 * d]) : 0.0f);
+    }
+    isofield::ScatterOptions settings = settings_of(options);
+    const std::vector<float> places = places_in(points, made.grid);
+    const PolledStage polled;
+    const Stopwatch scattering;
+    for (std::size_t i = 0; i < points.arrays.size(); ++i) {
+        const NamedArray &array = points.arrays[i];
+        settings.null_value = array.null_value;
+        settings.progress = polled_progress("scattering", console, i, points.arrays.size());
+        isofield::Scattered scattered = isofield::scatter(places, array.data.view(), grid, settings);
+        made.arrays.push_back(
+            {array.name, owned_data(std::exchange(scattered.values, {}), array.data.components), {}});
+        made.counts.push_back(scattered);
+    }
+    check_interrupt();
+    console.clear_bar();
+    made.seconds = scattering.seconds();
+    return made;
+}
+
+std::string made_text(const Points &points, const MadeGrid &made, const ScatterOptions &options) {
+    std::string dims, place;
+    for (std::size_t d = 0; d < options.grid.size(); ++d) {
+        add_item(dims, std::to_string(options.grid[d]), " x ");
+        add_item(place, format_number(made.box[2 * d]) + " to " + format_number(made.box[2 * d + 1]), ", ");
+    }
+    std::size_t outside = 0;
+    for (std::size_t i = 0; i < points.size(); ++i)
+        outside += has_place(points, i) && !inside(points, i, made.box);
+    std::string text = "made   " + dims + " nodes over " + place;
+    if (outside > 0) text += ", " + format_count(outside, "point", "points") + " outside the box";
+    return text;
+}
+
+void say_made(const MadeGrid &made, Console &console) {
+    for (std::size_t i = 0; i < made.arrays.size(); ++i) {
+        const NamedArray &array = made.arrays[i];
+        const isofield::Scattered &counts = made.counts[i];
+        std::string line = "       " + array.name + ": " + format_count(counts.used, "point", "points");
+        if (counts.left_out > 0) line += " (" + std::to_string(counts.left_out) + " left out)";
+        line += ", " + std::to_string(array.data.rows - counts.empty) + " nodes filled, " +
+                std::to_string(counts.empty) + " empty";
+        if (counts.empty < array.data.rows) line += range_text("; ", summary_of(array));
+        console.say(line);
+        if (counts.empty == array.data.rows) {
+            console.warn("'" + array.name + "' reaches no node; look at --box and at --radius");
+        }
+    }
+}
+
+// ---- Pictures ----
+
+// The points in the box as flat dots, a bit in front of the grid.
+std::vector<float> dots_of(const Points &points, const MadeGrid &made, std::size_t flat, double towards,
+                           std::vector<std::array<int, 3>> &triangles) {
+    constexpr std::size_t kMostDots = 20000;  // more would hide the map
+    constexpr int kCorners = 8;
+    constexpr double kLift = 1e-3;  // of the diagonal
+    const double size = std::min(1.5e-3, 0.05 / std::sqrt(static_cast<double>(points.size())));  // likewise
+    const std::size_t e = (flat + 1) % 3, f = (flat + 2) % 3;
+    const Box &box = made.box;
+    const double diagonal = std::hypot(box[1] - box[0], box[3] - box[2], box[5] - box[4]);
+    std::vector<float> nodes;
+    for (std::size_t i = 0; points.size() <= kMostDots && i < points.size(); ++i) {
+        if (!inside(points, i, box)) continue;
+        const auto first = static_cast<int>(nodes.size() / 3);
+        for (int corner = 0; corner < kCorners; ++corner) {
+            const double angle = 2 * std::numbers::pi * corner / kCorners;
+            std::array<double, 3> at;
+            at[flat] = made.grid.origin[flat] + towards * kLift * diagonal;
+            at[e] = points.coords[e][i] + size * diagonal * std::cos(angle);
+            at[f] = points.coords[f][i] + size * diagonal * std::sin(angle);
+            for (const double x : at) nodes.push_back(static_cast<float>(x));
+            if (corner > 1) triangles.push_back({first, first + corner - 1, first + corner});
+        }
+    }
+    return nodes;
+}
+
+void draw(const Points &points, const MadeGrid &made, vtkImageData *image, const ScatterOptions &options,
+          OutputFiles &files, Console &console) {
+    const OutputOptions &output = options.output;
+    Dataset dataset = dataset_of(image, output.geometry);
+    isofield::Mesh mesh = make_mesh(dataset, console);
+    const NamedArray &shown = made.arrays.front();
+    Field field = field_of(std::move(dataset), std::move(mesh));
+    if (field.dataset.has_volume()) return draw_made(field, shown, output, files, console);
+
+    const Stopwatch drawing;
+    const std::array<int, 3> &dims = made.grid.dims;
+    const auto flat = static_cast<std::size_t>(std::find(dims.begin(), dims.end(), 1) - dims.begin());
+    const double towards = towards_viewer(output.style, field.dataset.bounds)[flat] < 0 ? -1 : 1;
+    std::vector<std::array<int, 3>> triangles;
+    const std::vector<float> nodes = dots_of(points, made, flat, towards, triangles);
+    OutputSurface dots;
+    dots.points = nodes;
+    dots.triangles = triangles;
+    draw_map(dots, make_sheet(field, shown), shown.name + (shown.data.components > 1 ? " (length)" : ""),
+             field.dataset.bounds, output.style, *files.picture, console);
+    say_drawn(output, drawing, console);
+}
+
+void run_scatter(const ScatterOptions &options, Console &console) {
+    const OutputOptions &output = options.output;
+    console.set_quiet(output.quiet);
+    check_options(options);
+    OutputFiles files(output, kExtensions, {options.path});
+    const Points points =
+        is_table(options.path) ? table_points(options, console) : field_points(options, console);
+    const auto box = given_box(options);
+    const MadeGrid made = scatter(points, box ? *box : bounds_of(points, options), options, console);
+
+    const Stopwatch writing;
+    const auto image = image_of(made.grid);
+    for (const NamedArray &array : made.arrays) {
+        image->GetPointData()->AddArray(view_array(array.name, array.data));
+    }
+    console.progress("writing", 0);
+    write_xml(image, files.geometry, console);
+    files.geometry.commit();
+    console.clear_bar();
+    console.say(made_text(points, made, options) + ", " + made.seconds + "; " + output.geometry + ", " +
+                writing.seconds());
+    say_made(made, console);
+    if (files.picture) draw(points, made, image, options, files, console);
+}
+
+}  // namespace
+
+void add_scatter(CLI::App &tool, Action &chosen) {
+    CLI::App *command =
+        tool.add_subcommand("scatter", "Bring values at scattered points to the nodes of a grid");
+    const auto options = std::make_shared<ScatterOptions>();
+    command
+        ->add_option("POINTS", options->path,
+                     "Points with values: a .csv file, or the nodes of any of " + readable_extensions())
+        ->required();
+    command->add_option("--grid", options->grid, "Nodes of the grid along each axis")
+        ->expected(2, 3)
+        ->required()
+        ->type_name("NX NY [NZ]");
+    command
+        ->add_option("--value", options->values,
+                     "Columns or node arrays to bring, instead of all that hold numbers")
+        ->type_name("COL");
+    for (std::size_t d = 0; d < 3; ++d) {
+        static constexpr const char *kHelp[] = {"Column of x, by name or number (x, lon or the first)",
+                                                "Column of y (y, lat or the second)",
+                                                "Column of z, with NZ (z or the third)"};
+        command->add_option(std::string("--") + "xyz"[d], options -> axes[d], kHelp[d])->type_name("COL");
+    }
+    command->add_option("--box", options->box, "Where the grid lies, instead of around all points")
+        ->type_name("X0,X1,Y0,Y1[,Z0,Z1]");
+    command->add_option("--radius", options->radius, "How many nodes a point reaches along an axis (3)")
+        ->type_name("R|RX,RY[,RZ]");
+    command->add_option("--power", options->power, "Weights are 1 / distance^power (2)")->type_name("P");
+    command->add_option("--null", options->null_value, "Value of missing data; NaN is always missing")
+        ->check(finite_number());
+    add_step_option(*command, options->step);
+    add_output_options(*command, options->output, "Grid", kExtensions);
+    command->callback(
+        [options, &chosen] { chosen = [options](Console &console) { run_scatter(*options, console); }; });
+}
+
+}  // namespace app
