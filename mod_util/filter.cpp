@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "output_array.hpp"
+#include "prefetch.hpp"
 #include "types.hpp"
 #include "wide.hpp"
 
@@ -15,7 +16,7 @@ namespace {
 using namespace isofield::detail;
 
 constexpr int kMaxVeclen = 64;
-constexpr std::ptrdiff_t kBlock = 1024;  // elements that are summed up at a time
+constexpr std::ptrdiff_t kBlock = 256;  // elements that are summed up at a time
 
 struct Kernel {
     int size;
@@ -92,6 +93,10 @@ ISOFIELD_INLINE void filter_blocks(const Kernel &kernel, int veclen, std::ptrdif
     if (kConvert) std::copy_n(in, shared, window);
     for (std::ptrdiff_t first = 0; first < n; first += kBlock) {
         const std::ptrdiff_t count = std::min(n - first, kBlock);
+        if (n - first > 3 * kBlock) {
+            prefetch(in + first + shared + 2 * kBlock, kBlock);
+            prefetch<true>(out + first + 2 * kBlock, kBlock);
+        }
         if constexpr (kConvert) {
             std::copy_n(in + first + shared, count, window + shared);
             sum_taps(kernel, veclen, window, count, sums);

@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "output_array.hpp"
+#include "prefetch.hpp"
 #include "types.hpp"
 #include "wide.hpp"
 
@@ -127,6 +128,10 @@ class PowerSums {
     void add(std::ptrdiff_t n, const float *x, const T *y) {
         for (std::ptrdiff_t first = 0; first < n; first += kBlock) {
             const std::ptrdiff_t size = std::min(n - first, kBlock);
+            if (n - first > 3 * kBlock) {
+                prefetch(x + first + 2 * kBlock, kBlock);
+                prefetch(y + first + 2 * kBlock, kBlock);
+            }
             Block block_x, block_y;
             std::copy_n(x + first, size, block_x);
             std::copy_n(y + first, size, block_y);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "output_array.hpp"
+#include "prefetch.hpp"
 #include "types.hpp"
 
 namespace {
@@ -15,18 +16,10 @@ using namespace isofield::detail;
 // ---- Downsizing
 
 constexpr int kMaxAxes = 16;
+constexpr std::int64_t kMostAhead = 512;  // elements of a row that are asked for ahead
 
 bool all_positive(int n, const int *values) {
     return std::all_of(values, values + std::max(n, 0), [](int value) { return value >= 1; });
-}
-
-// Has a row fetched, or its start.
-template <class T>
-void prefetch(const T *row, std::int64_t n) {
-    constexpr std::int64_t kMostBytes = 2048, kLine = 64;
-    const std::int64_t bytes = std::min(n * static_cast<std::int64_t>(sizeof(T)), kMostBytes);
-    const char *const from = reinterpret_cast<const char *>(row);
-    for (std::int64_t at = 0; at < bytes; at += kLine) __builtin_prefetch(from + at);
 }
 
 // Runs of so many elements, if kRun and kStep are not 0, from which the loop is made. Returns the end of what
@@ -66,7 +59,8 @@ T *downsize(int ndim, const Int *dims, const Int *factors, Int run, const T *in,
     for (int a = 0; a < last; ++a) block *= dims[a];
     for (std::int64_t i = 0; i < dims[last]; i += factors[last]) {
         // Rows in between are passed over, where the machine does not foresee the next.
-        if (last == 1 && i + factors[1] < dims[1]) prefetch(in + (i + factors[1]) * block, block);
+        if (last == 1 && i + factors[1] < dims[1])
+            prefetch(in + (i + factors[1]) * block, std::min(block, kMostAhead));
         out = downsize(last, dims, factors, run, in + i * block, out);
     }
     return out;

@@ -24,27 +24,27 @@ struct ScatterAxis {
     int count = 1;
     int reach = 1;  // nodes to either side of a point
     float min = 0, extent = 0, spacing = 0;
+    bool flat = true;  // all nodes are at `min`
 
     ScatterAxis() = default;
     ScatterAxis(int nodes, int radius, float lower, float upper)
         : count(nodes), reach(radius), min(lower), extent(upper - lower) {
-        if (!flat()) spacing = extent / static_cast<float>(count - 1);
+        flat = count == 1 || !(static_cast<double>(extent) > kScatterTiny);
+        if (!flat) spacing = extent / static_cast<float>(count - 1);
     }
 
-    // All its nodes are at `min`.
-    bool flat() const { return count == 1 || !(static_cast<double>(extent) > kScatterTiny); }
     float place(int node) const { return min + static_cast<float>(node) * spacing; }
 
     // The nodes that a point reaches.
     Interval around(float at) const {
-        if (flat()) return inside(0, 0);
+        if (flat) return inside(0, 0);
         const std::int64_t node = node_below(at);
         return inside(node - reach, node + reach);
     }
 
     // The same on a line, where the node is brought inside first, and one node fewer is reached above it.
     Interval along(float at) const {
-        if (flat()) return inside(0, 0);
+        if (flat) return inside(0, 0);
         const std::int64_t node =
             std::min<std::int64_t>(std::max<std::int64_t>(node_below(at), 0), count - 1);
         return inside(node - reach, node + reach - 1);
@@ -92,9 +92,9 @@ struct ScatterGrid {
 class ScatterTiles {
   public:
     explicit ScatterTiles(const ScatterGrid &grid)
-        : x_(grid.z.count > 1 ? 32 : 256, grid.x.count),
-          y_(grid.z.count > 1 ? 32 : 128, grid.y.count),
-          z_(32, grid.z.count) {}
+        : x_(grid.z.count > 1 ? 5 : 8, grid.x.count),
+          y_(grid.z.count > 1 ? 5 : 7, grid.y.count),
+          z_(5, grid.z.count) {}
 
     std::size_t count() const { return x_.count * y_.count * z_.count; }
 
@@ -107,25 +107,26 @@ class ScatterTiles {
     template <class Visitor>
     void visit(const NodeBox &box, Visitor visitor) const {
         if (box.empty()) return;
-        for (std::size_t k = z_.tile_of(box.z.lo); k <= z_.tile_of(box.z.hi); ++k)
-            for (std::size_t j = y_.tile_of(box.y.lo); j <= y_.tile_of(box.y.hi); ++j)
-                for (std::size_t i = x_.tile_of(box.x.lo); i <= x_.tile_of(box.x.hi); ++i)
-                    visitor((k * y_.count + j) * x_.count + i);
+        const std::size_t first = x_.tile_of(box.x.lo), last = x_.tile_of(box.x.hi);
+        for (std::size_t k = z_.tile_of(box.z.lo); k <= z_.tile_of(box.z.hi); ++k) {
+            for (std::size_t j = y_.tile_of(box.y.lo); j <= y_.tile_of(box.y.hi); ++j) {
+                const std::size_t row = (k * y_.count + j) * x_.count;
+                for (std::size_t i = first; i <= last; ++i) visitor(row + i);
+            }
+        }
     }
 
   private:
     struct Axis {
-        int size;           // nodes of a tile
+        int shift;          // a tile has 2^shift nodes
         std::size_t count;  // tiles
 
-        Axis(int nodes, int total)
-            : size(nodes),
-              count((static_cast<std::size_t>(std::max(total, 0)) + static_cast<std::size_t>(nodes) - 1) /
-                    static_cast<std::size_t>(nodes)) {}
-        std::size_t tile_of(int node) const { return static_cast<std::size_t>(node / size); }
+        Axis(int bits, int nodes)
+            : shift(bits), count(nodes > 0 ? (static_cast<std::size_t>(nodes - 1) >> bits) + 1 : 0) {}
+        std::size_t tile_of(int node) const { return static_cast<std::size_t>(node >> shift); }
         Interval nodes(std::size_t tile) const {
-            const int first = static_cast<int>(tile) * size;
-            return {first, first + (size - 1)};
+            const int first = static_cast<int>(tile << shift);
+            return {first, first + ((1 << shift) - 1)};
         }
     };
 

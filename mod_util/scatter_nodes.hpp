@@ -9,14 +9,32 @@
 
 #include "lanes.hpp"
 #include "scatter_grid.hpp"
+#include "wide.hpp"
 
 namespace isofield::detail {
 
 constexpr int kScatterChunk = 64;  // nodes of a row that are worked on at a time
-constexpr int kLaneCount = 4;
+constexpr int kMostLanes = 8;
 
 // Squares of the distances of nodes to a point along an axis, in full lanes.
 using ScatterRow = float[kScatterChunk];
+
+// Fills such a row, for n nodes from `first` on. Returns whether one may be as near as `limit`.
+inline bool square_distances(const ScatterAxis &axis, float at, int first, int n, float limit,
+                             ScatterRow &out) {
+    using Words = int __attribute__((vector_size(16)));
+    Words near = {};
+    for (int i = 0; i < n; i += kMostLanes) {
+        for (int l = i; l < i + kMostLanes; l += 4) {
+            const Lanes nodes = __builtin_convertvector(Words{0, 1, 2, 3} + (first + l), Lanes);
+            const Lanes distance = at - (axis.min + nodes * axis.spacing);
+            const Lanes square = distance * distance;
+            near |= square < limit;
+            store_lanes(square, out + l);
+        }
+    }
+    return (near[0] | near[1] | near[2] | near[3]) != 0;
+}
 
 // ---- Weights: 1 / distance^power, from the square of the distance
 
@@ -24,26 +42,51 @@ inline float plain_weight(float d2, int power) {
     return static_cast<float>(1.0 / std::pow(std::sqrt(static_cast<double>(d2)), static_cast<double>(power)));
 }
 
-// The same by multiplication, where that cannot come out otherwise: pow's result and the product are within
-// some units of the last place of a double of the true power, and nearly all of such spans round to one
-// float.
-inline float power_weight(float d2, int power) {
-    constexpr int kMostFactors = 16;
+// Of kMostLanes nodes. By multiplication, where that cannot come out otherwise: pow's result and the product
+// are within some units of the last place of a double of the true power, and nearly all of such spans round to
+// one float.
+ISOFIELD_INLINE void multiplied_weights(const float *dx2, float dy2, float dz2, int power, float *weights) {
     constexpr double kSpan = 0x1p-47;
-    if (power == 0 || power < -kMostFactors || power > kMostFactors) return plain_weight(d2, power);
-    const int factors = power > 0 ? power : -power;
-    const double distance = std::sqrt(static_cast<double>(d2));
-    double product = distance;
-    for (int k = 1; k < factors; ++k) product *= distance;
-    const double weight = power > 0 ? 1.0 / product : product;
-    const float low = static_cast<float>(weight * (1.0 - kSpan));
-    const float high = static_cast<float>(weight * (1.0 + kSpan));
-    return low == high ? low : plain_weight(d2, power);
+    double distance[kMostLanes], product[kMostLanes];
+    float low[kMostLanes], high[kMostLanes];
+    for (int l = 0; l < kMostLanes; ++l) {
+        distance[l] = std::sqrt(static_cast<double>(dx2[l] + dy2 + dz2));
+        product[l] = distance[l];
+    }
+    for (int k = power > 0 ? power : -power; k > 1; --k)
+        for (int l = 0; l < kMostLanes; ++l) product[l] *= distance[l];
+    if (power > 0)
+        for (int l = 0; l < kMostLanes; ++l) product[l] = 1.0 / product[l];
+    int differ = 0;
+    for (int l = 0; l < kMostLanes; ++l) {
+        low[l] = static_cast<float>(product[l] * (1.0 - kSpan));
+        high[l] = static_cast<float>(product[l] * (1.0 + kSpan));
+        differ |= low[l] != high[l];
+        weights[l] = low[l];
+    }
+    if (!differ) return;
+    for (int l = 0; l < kMostLanes; ++l)
+        if (low[l] != high[l]) weights[l] = plain_weight(dx2[l] + dy2 + dz2, power);
 }
 
-inline float node_weight(float d2, int power) {
-    // 1 / d2 in float is 1 / d2 in double, narrowed: the double has digits to spare.
-    return power == 2 ? 1.0f / d2 : power_weight(d2, power);
+ISOFIELD_WIDE inline void multiplied_weights_wide(const ScatterRow &dx2, float dy2, float dz2, int n,
+                                                  int power, ScatterRow &weights) {
+    for (int i = 0; i < n; i += kMostLanes) multiplied_weights(dx2 + i, dy2, dz2, power, weights + i);
+}
+
+// Of n nodes of a row, dy2 and dz2 away across it; in full lanes.
+inline void row_weights(const ScatterRow &dx2, float dy2, float dz2, int n, int power, ScatterRow &weights) {
+    constexpr int kMostFactors = 16;
+    if (power == 2) {
+        // 1 / d2 in float is 1 / d2 in double, narrowed: the double has digits to spare.
+        for (int i = 0; i < n; ++i) weights[i] = 1.0f / (dx2[i] + dy2 + dz2);
+    } else if (power == 0 || power < -kMostFactors || power > kMostFactors) {
+        for (int i = 0; i < n; ++i) weights[i] = plain_weight(dx2[i] + dy2 + dz2, power);
+    } else if (has_wide_registers()) {
+        multiplied_weights_wide(dx2, dy2, dz2, n, power, weights);
+    } else {
+        for (int i = 0; i < n; i += kMostLanes) multiplied_weights(dx2 + i, dy2, dz2, power, weights + i);
+    }
 }
 
 // ---- Nodes
@@ -59,14 +102,14 @@ class ScatterNodes {
 
     bool allocate(std::size_t count, std::size_t veclen) {
         veclen_ = veclen;
-        weights_ = allocate_cleared<float>(count + kLaneCount);
-        values_ = allocate_working<float>(count * veclen + kLaneCount);
+        weights_ = allocate_cleared<float>(count + kMostLanes);
+        values_ = allocate_working<float>(count * veclen + kMostLanes);
         return weights_ && values_;
     }
 
     std::size_t veclen() const { return veclen_; }
-    float weight(std::size_t node) const { return weights_[node]; }
-    const float *values(std::size_t node) const { return values_.get() + node * veclen_; }
+    const float *weights() const { return weights_.get(); }
+    const float *values() const { return values_.get(); }
 
     bool takes(std::size_t node) const { return weights_[node] >= 0.0f && weights_[node] <= kFull; }
 
@@ -96,32 +139,77 @@ class ScatterNodes {
 
     // Adds scalars by 1 / distance^2 to the nodes that take them. dx2 goes along the rows, dy2 across them.
     void add_rows(const Rows &rows, const ScatterRow &dx2, const ScatterRow &dy2, float dz2, float value) {
-        for (int i = 0; i < rows.n; i += kLaneCount) {
-            const Words inside = Words{0, 1, 2, 3} < rows.n - i;
-            const Lanes x = load_lanes(dx2 + i);
-            float *sums = weights_.get() + rows.first + i, *values = values_.get() + rows.first + i;
-            for (int j = 0; j < rows.count; ++j, sums += rows.stride, values += rows.stride) {
-                const Lanes sum = load_lanes(sums), old = load_lanes(values);
-                const Lanes weight = 1.0f / (x + dy2[j] + dz2);
-                const Words taking = (sum >= 0.0f) & (sum <= kFull) & inside;
-                const Lanes start = masked(old, sum != 0.0f);
-                store_lanes(sum + masked(weight, taking), sums);
-                store_lanes(taking ? start + weight * value : old, values);
-            }
-        }
+        const auto weigh = [&](int i, int j, auto &weight) {
+            std::memcpy(&weight, dx2 + i, sizeof weight);
+            weight = 1.0f / (weight + dy2[j] + dz2);
+        };
+        add(rows, value, weigh);
+    }
+
+    // Adds a scalar to those nodes of a row that take it.
+    void add_row(std::size_t first, int n, const ScatterRow &weights, float value) {
+        add({first, n, 0, 1}, value,
+            [&](int i, int, auto &weight) { std::memcpy(&weight, weights + i, sizeof weight); });
     }
 
   private:
     using Words = int __attribute__((vector_size(16)));
+    using WideLanes = float __attribute__((vector_size(32)));
+    using WideWords = int __attribute__((vector_size(32)));
 
-    static Lanes masked(Lanes a, Words mask) {
-        Words words;
-        std::memcpy(&words, &a, sizeof words);
+    // `mask`: words of all bits or none.
+    template <class L, class W>
+    ISOFIELD_INLINE static void apply(const W &mask, L &lanes) {
+        W words;
+        std::memcpy(&words, &lanes, sizeof words);
         words &= mask;
-        std::memcpy(&a, &words, sizeof a);
-        return a;
+        std::memcpy(&lanes, &words, sizeof lanes);
     }
 
+    // weigh(i, j, weight): the weights of the lanes from node i of row j on.
+    template <class Weigh>
+    void add(const Rows &rows, float value, const Weigh &weigh) {
+        float *const sums = weights_.get() + rows.first, *const values = values_.get() + rows.first;
+        if (wide_) {
+            add_wide(rows, value, weigh, sums, values);
+        } else {
+            add_lanes<Lanes, Words>(rows, value, weigh, sums, values);
+        }
+    }
+
+    template <class Weigh>
+    ISOFIELD_WIDE static void add_wide(const Rows &rows, float value, const Weigh &weigh, float *sums,
+                                       float *values) {
+        add_lanes<WideLanes, WideWords>(rows, value, weigh, sums, values);
+    }
+
+    template <class L, class W, class Weigh>
+    ISOFIELD_INLINE static void add_lanes(const Rows &rows, float value, const Weigh &weigh, float *sums,
+                                          float *values) {
+        constexpr int kCount = sizeof(L) / sizeof(float);
+        W lane;
+        for (int l = 0; l < kCount; ++l) lane[l] = l;
+        for (int i = 0; i < rows.n; i += kCount, sums += kCount, values += kCount) {
+            const W inside = lane < rows.n - i;
+            float *sum_at = sums, *value_at = values;
+            for (int j = 0; j < rows.count; ++j, sum_at += rows.stride, value_at += rows.stride) {
+                L weight, sum, old;
+                weigh(i, j, weight);
+                std::memcpy(&sum, sum_at, sizeof sum);
+                std::memcpy(&old, value_at, sizeof old);
+                const W taking = (sum >= 0.0f) & (sum <= kFull) & inside;
+                L start = old;
+                apply(sum != 0.0f, start);
+                const L new_value = taking ? start + weight * value : old;
+                apply(taking, weight);
+                const L new_sum = sum + weight;
+                std::memcpy(sum_at, &new_sum, sizeof new_sum);
+                std::memcpy(value_at, &new_value, sizeof new_value);
+            }
+        }
+    }
+
+    bool wide_ = has_wide_registers();
     std::size_t veclen_ = 1;
     Working<float> weights_, values_;
 };

@@ -28,6 +28,11 @@ struct Points {
 
     const T *value(int i) const { return data + static_cast<std::ptrdiff_t>(i) * veclen; }
 
+    void prefetch(int i) const {
+        __builtin_prefetch(coords + static_cast<std::ptrdiff_t>(i) * nspace);
+        __builtin_prefetch(value(i));
+    }
+
     // Coordinates beyond ndim are 0. False for a point that is null or nowhere, and gives nothing.
     bool position(int i, int ndim, float (&at)[3]) const {
         if (has_null && *value(i) == null_value) return false;
@@ -88,6 +93,7 @@ class Scatterer {
 
     // Polls as the loop in order does, as far as the work has come. A node gets its points in their order.
     bool scatter_by_tiles(const ScatterTiles &tiles, const TileLists &lists) {
+        constexpr std::ptrdiff_t kAhead = 8;  // points asked for before they are needed
         Poll poll(points_.count, kPollPeriod);
         int polled = 0;
         const auto stop_before = [&](int point) {
@@ -101,6 +107,7 @@ class Scatterer {
         for (std::size_t tile = 0; tile < tiles.count(); ++tile) {
             const NodeBox nodes = tiles.tile(tile);
             for (const int *i = lists.begin(tile); i != lists.end(tile); ++i, ++done) {
+                points_.prefetch(i[std::min<std::ptrdiff_t>(kAhead, lists.end(tile) - 1 - i)]);
                 if (stop_before(static_cast<int>(static_cast<double>(done) * share))) return false;
                 float at[3] = {};
                 points_.position(*i, ndim_, at);
@@ -122,8 +129,8 @@ class Scatterer {
                 Columns columns;
                 columns.nx = std::min(box.x.hi - i + 1, kScatterChunk);
                 columns.ny = std::min(box.y.hi - j + 1, kScatterChunk);
-                columns.near = squares(grid_.x, at[0], i, columns.nx, columns.dx2);
-                squares(grid_.y, at[1], j, columns.ny, columns.dy2);
+                columns.near = square_distances(grid_.x, at[0], i, columns.nx, hit_limit_, columns.dx2);
+                square_distances(grid_.y, at[1], j, columns.ny, hit_limit_, columns.dy2);
                 for (int k = box.z.lo; k <= box.z.hi; ++k)
                     give_plane(columns, square(at[2] - grid_.z.place(k)), grid_.node(i, j, k), value);
             }
@@ -137,38 +144,35 @@ class Scatterer {
         bool near;  // along x some of them may be hit
     };
 
-    // Fills full lanes. Returns whether one of the nodes may be hit, as far as this axis goes.
-    bool squares(const ScatterAxis &axis, float at, int first, int n, ScatterRow &out) const {
-        bool near = false;
-        for (int i = 0; i < n; i += kLaneCount) {
-            for (int lane = i; lane < i + kLaneCount; ++lane) {
-                out[lane] = square(at - axis.place(first + lane));
-                near |= out[lane] < hit_limit_;
-            }
-        }
-        return near;
-    }
-
     void give_plane(const Columns &columns, float dz2, std::size_t first, const T *value) {
         const auto stride = static_cast<std::size_t>(grid_.x.count);
-        if (nodes_.veclen() == 1 && power_ == 2 && !(columns.near && dz2 < hit_limit_)) {
+        const bool near = columns.near && dz2 < hit_limit_, scalar = nodes_.veclen() == 1;
+        if (scalar && power_ == 2 && !near) {
             nodes_.add_rows({first, columns.nx, stride, columns.ny}, columns.dx2, columns.dy2, dz2,
                             static_cast<float>(*value));
             return;
         }
-        for (int j = 0; j < columns.ny; ++j, first += stride)
-            give_row(columns.dx2, columns.dy2[j], dz2, columns.nx, first, value);
+        for (int j = 0; j < columns.ny; ++j, first += stride) {
+            const float dy2 = columns.dy2[j];
+            ScatterRow weights;
+            row_weights(columns.dx2, dy2, dz2, columns.nx, power_, weights);
+            if (scalar && !(near && dy2 < hit_limit_)) {
+                nodes_.add_row(first, columns.nx, weights, static_cast<float>(*value));
+            } else {
+                give_row(columns.dx2, dy2, dz2, columns.nx, weights, first, value);
+            }
+        }
     }
 
     // Node by node; some may be hit.
-    void give_row(const ScatterRow &dx2, float dy2, float dz2, int n, std::size_t node, const T *value) {
+    void give_row(const ScatterRow &dx2, float dy2, float dz2, int n, const ScatterRow &weights,
+                  std::size_t node, const T *value) {
         for (int i = 0; i < n; ++i, ++node) {
             if (!nodes_.takes(node)) continue;
-            const float d2 = dx2[i] + dy2 + dz2;
-            if (d2 < hit_limit_) {
+            if (dx2[i] + dy2 + dz2 < hit_limit_) {
                 nodes_.lock(node, value);
             } else {
-                nodes_.add(node, node_weight(d2, power_), value);
+                nodes_.add(node, weights[i], value);
             }
         }
     }
@@ -181,22 +185,36 @@ class Scatterer {
     ScatterNodes &nodes_;
 };
 
-// Writes the nodes' values, which have kVeclen components unless that is 0. Returns whether a node has none.
-// Without branches on the nodes: whether one has a value follows no pattern.
-template <int kVeclen, class T>
-bool write_values(const ScatterNodes &nodes, std::size_t count, T null_value, T *out) {
-    const std::size_t veclen = kVeclen > 0 ? kVeclen : nodes.veclen();
-    int empty = 0;
-    for (std::size_t node = 0; node < count; ++node, out += veclen) {
-        const float weight = nodes.weight(node);
-        const float *const values = nodes.values(node);
-        const bool reached = (weight > 0.0f) | (weight < 0.0f);
-        const float divisor = weight > 0.0f ? weight : 1.0f;
-        for (std::size_t c = 0; c < veclen; ++c)
-            out[c] = reached ? truncated<T>(values[c] / divisor) : null_value;
-        empty |= !reached;
+bool is_empty(float weight) {
+    return !((weight > 0.0f) | (weight < 0.0f));
+}
+
+float divisor(float weight) {
+    return weight > 0.0f ? weight : 1.0f;
+}
+
+// Writes the nodes' values, the null value where there is none.
+template <class T>
+void write_scalars(const float *weights, const float *values, std::size_t count, T null_value, T *out) {
+    // Some at a time and in steps without branches: whether a node has a value follows no pattern.
+    constexpr std::size_t kBlock = 256;
+    float means[kBlock];
+    for (std::size_t first = 0; first < count; first += kBlock) {
+        const std::size_t size = std::min(count - first, kBlock);
+        for (std::size_t i = 0; i < size; ++i) means[i] = values[first + i] / divisor(weights[first + i]);
+        for (std::size_t i = 0; i < size; ++i)
+            out[first + i] = is_empty(weights[first + i]) ? null_value : truncated<T>(means[i]);
     }
-    return empty != 0;
+}
+
+template <class T>
+void write_vectors(const ScatterNodes &nodes, std::size_t count, T null_value, T *out) {
+    const float *value = nodes.values();
+    for (std::size_t node = 0; node < count; ++node) {
+        const float weight = nodes.weights()[node];
+        for (std::size_t c = 0; c < nodes.veclen(); ++c, ++out, ++value)
+            *out = is_empty(weight) ? null_value : truncated<T>(*value / divisor(weight));
+    }
 }
 
 struct GridArguments {
@@ -224,8 +242,9 @@ struct GridArguments {
 template <class T>
 int interpolate(const Points<T> &points, const GridArguments &arguments, int power, int *null_flag, T *out) {
     const std::size_t nnodes = arguments.nnodes();
+    const auto veclen = static_cast<std::size_t>(std::max(points.veclen, 0));
     ScatterNodes nodes;
-    if (!nodes.allocate(nnodes, static_cast<std::size_t>(std::max(points.veclen, 0)))) {
+    if (!nodes.allocate(nnodes, veclen)) {
         ERRerror(kModule, 1, 2, "cannot allocate arrays");
         return 0;
     }
@@ -243,9 +262,12 @@ int interpolate(const Points<T> &points, const GridArguments &arguments, int pow
     } else if (!scatterer.scatter()) {
         return 0;
     }
-    const bool any_empty = points.veclen == 1 ? write_values<1>(nodes, nnodes, points.null_value, out)
-                                              : write_values<0>(nodes, nnodes, points.null_value, out);
-    if (*null_flag == 0) *null_flag = any_empty;
+    if (veclen == 1) {
+        write_scalars(nodes.weights(), nodes.values(), nnodes, points.null_value, out);
+    } else {
+        write_vectors(nodes, nnodes, points.null_value, out);
+    }
+    if (*null_flag == 0) *null_flag = std::any_of(nodes.weights(), nodes.weights() + nnodes, is_empty);
     return 1;
 }
 
