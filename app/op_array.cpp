@@ -346,18 +346,25 @@ std::vector<std::string> names_of(const CalcOptions &options) {
     return {options.blend.substr(0, comma), options.blend.substr(comma + 1)};
 }
 
+std::vector<float> polynomial_of(const std::string &text) {
+    const std::string form = "C0,C1,..., 1, 3, 6 or 10 numbers of float, as in 0,1,0";
+    const std::vector<double> numbers = numbers_of(text, "--polynomial", form);
+    const std::vector<float> coefficients(numbers.begin(), numbers.end());
+    const std::size_t count = coefficients.size();
+    const bool has_form = count == 1 || count == 3 || count == 6 || count == 10;
+    if (!has_form ||
+        !std::all_of(coefficients.begin(), coefficients.end(), [](float c) { return std::isfinite(c); }))
+        refuse_form(text, "--polynomial", form);
+    return coefficients;
+}
+
 void check_options(const CalcOptions &options) {
     if (options.count() != 1) throw UsageError("say what to make by one of --polynomial, --blend and --of");
     if (options.blend.empty() == options.weight.has_value())
         throw UsageError("--blend and --weight go together");
     if (options.of.empty() != options.coefficients.empty())
         throw UsageError("--of and --coefficients go together");
-}
-
-std::vector<float> polynomial_of(const std::string &text) {
-    const std::vector<double> numbers =
-        numbers_of(text, "--polynomial", "C0,C1,..., 1, 3, 6 or 10 numbers, as in 0,1,0");
-    return {numbers.begin(), numbers.end()};
+    if (!options.polynomial.empty()) polynomial_of(options.polynomial);
 }
 
 NamedArray calculate(const Source &source, const CalcOptions &options, Console &console) {
@@ -392,9 +399,10 @@ void run_calc(const CalcOptions &options, Console &console) {
 
 void add_smooth(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
-        "smooth",
-        "Smooth arrays on a grid, by the weighted mean along each axis in turn. Nodes nearer to an end of an "
-        "axis than the kernel reaches stay as they are along it");
+        "smooth", "Smooth arrays on a grid, by the weighted mean along each axis in turn");
+    command->footer(
+        "Nodes nearer to an end of an axis than the kernel reaches stay as they are along it. Missing values "
+        "stay missing and count for nothing.");
     const auto options = std::make_shared<SmoothOptions>();
     command->add_option("-a,--array", options->arrays, "Node arrays to smooth, instead of all")
         ->type_name("NAME");

@@ -279,11 +279,10 @@ void add_downsize(CLI::App &tool, Action &chosen) {
 
 void add_resample(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
-        "resample",
-        "Bring a uniform or rectilinear grid to other counts of nodes over the same extent. Each node takes "
-        "the "
-        "values of the nearest old one at or below it along each axis; for values in between use 'isofield "
-        "probe --grid'");
+        "resample", "Bring a uniform or rectilinear grid to other counts of nodes over the same extent");
+    command->footer(
+        "Each node takes the values of the nearest old one at or below it along each axis; for values in "
+        "between use 'isofield probe --grid'.");
     const auto options = std::make_shared<RegridOptions>();
     command->add_option("--dims", options->sizes, "Nodes along each axis")->type_name("NX,NY,NZ")->required();
     command->add_flag("--native", options->native,
