@@ -43,8 +43,8 @@ inline float plain_weight(float d2, int power) {
 }
 
 // Of kMostLanes nodes. By multiplication, where that cannot come out otherwise: pow's result and the product
-// are within some units of the last place of a double of the true power, and nearly all of such spans round to
-// one float.
+// are within some units of the last place of a double of the true power, and nearly all of such spans round
+// to one float.
 ISOFIELD_INLINE void multiplied_weights(const float *dx2, float dy2, float dz2, int power, float *weights) {
     constexpr double kSpan = 0x1p-47;
     double distance[kMostLanes], product[kMostLanes];

@@ -196,7 +196,8 @@ float divisor(float weight) {
 // Writes the nodes' values, the null value where there is none.
 template <class T>
 void write_scalars(const float *weights, const float *values, std::size_t count, T null_value, T *out) {
-    // Some at a time and in steps without branches: whether a node has a value follows no pattern.
+    // Some at a time and in steps without branches: whether a node has a value follows no pattern. What comes
+    // of values that are not set is not taken.
     constexpr std::size_t kBlock = 256;
     float means[kBlock];
     for (std::size_t first = 0; first < count; first += kBlock) {

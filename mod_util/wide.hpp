@@ -5,7 +5,8 @@
 
 namespace isofield::detail {
 
-#if defined(__x86_64__) && defined(__GNUC__)
+// ISOFIELD_NARROW: without them, for tests of what other machines do.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(ISOFIELD_NARROW)
 // A function that may only be called when has_wide_registers(). What it calls must be inlined to be built so
 // too: ISOFIELD_INLINE.
 #define ISOFIELD_WIDE __attribute__((target("avx2")))
