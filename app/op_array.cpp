@@ -205,6 +205,16 @@ Told clamped(const NamedArray &array, const isofield::Limits &limits) {
     });
 }
 
+// Adds what was made of the first array, under its name and the suffix unless one is given.
+void finish_told(Source &source, const ArrayOptions &options, const Told &told, const char *suffix,
+                 const Stopwatch &making, OutputFiles &files, Console &console) {
+    const NamedArray &array = source.arrays.front();
+    Made made;
+    add_array(made, new_name(options, array, suffix), source.dataset, told.data, array.null_value, console);
+    made.seconds = making.seconds();
+    finish(source, made, ranges_text(made) + ", " + told.text, options.output, files, console);
+}
+
 void run_clamp(const ArrayOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
@@ -219,11 +229,7 @@ void run_clamp(const ArrayOptions &options, Console &console) {
 
     const Stopwatch making;
     const Told told = clamped(array, options.limits);
-    Made made;
-    add_array(made, new_name(options, array, "_clamped"), source.dataset, told.data, array.null_value,
-              console);
-    made.seconds = making.seconds();
-    finish(source, made, ranges_text(made) + ", " + told.text, output, files, console);
+    finish_told(source, options, told, "_clamped", making, files, console);
 }
 
 // ---- threshold ----
@@ -282,11 +288,7 @@ void run_threshold(const ThresholdOptions &options, Console &console) {
 
     const Stopwatch making;
     const Told told = thresholded(array, source.arrays.back(), options.limits, replacement);
-    Made made;
-    add_array(made, new_name(options, array, "_thresholded"), source.dataset, told.data, array.null_value,
-              console);
-    made.seconds = making.seconds();
-    finish(source, made, ranges_text(made) + ", " + told.text, output, files, console);
+    finish_told(source, options, told, "_thresholded", making, files, console);
 }
 
 // ---- calc ----
