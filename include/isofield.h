@@ -2111,6 +2111,151 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 #undef ISOFIELD_DECLARE_GLYPH
 
+/* ====================================================================================================
+ * Triangulations of points
+ * ====================================================================================================
+ * Delaunay triangulations and tetrahedralisations by insertion, A. Bowyer, "Computing Dirichlet
+ * tessellations", and D. F. Watson, "Computing the n-dimensional Delaunay tessellation with application to
+ * Voronoi polytopes", The Computer Journal 24 (1981), pages 162-166 and 167-172, in the order of ascending
+ * x (equal x by index), in double.
+ *
+ * A point that would make a simplex without area or volume is moved a little, square to the edge or face that
+ * it is in line with, and inserted again, five times at most; then it is left out with "scat_to_tri: skip
+ * point %d" ("scat_to_tet: ...") on standard error, the number being its index times 2 (3). The caller's
+ * coordinates stay as they are; only the connectivity knows of the move. A point equal to the one before it
+ * in the order is left out without a word, as are points that have a NaN or infinite coordinate.
+ *
+ * All starts with one simplex round the box `min`, `max`, whose vertices are about two of the box's extents
+ * away, and simplices that hold one of these are not part of the result. So the result has notches where the
+ * hull of the points is flat or nearly so. A box much larger than the points leaves fewer of them. Points
+ * outside the box may be left out. */
+
+/* Triangles of points in the plane, counterclockwise.
+ *   coords    npoints rows of `stride` floats, x and y first
+ *   min, max  2 floats each: a box round the points
+ *   check     nonzero: each triangle is looked at, and told on standard error for each point inside its
+ *             circumcircle (by more than 1e-5 of the squared radius), and at the end the count of these
+ *   ntri      receives the count of triangles
+ *   conn      receives 3 * ntri point numbers, from the last triangles made to the first. May be longer, or
+ *             null when there is nothing
+ * Polls every 129th point. Result 1, also when nothing could be built; 0 when stopped or when memory is
+ * short. With a box without extent along x or y the result is 1 and both outputs stay as they were. */
+ISOFIELD_API int UTILdelaun_tess_2D(int npoints, const float *coords, int stride, const float *min,
+                                    const float *max, int check, int *ntri, int **conn);
+
+/* Tetrahedra of points in space: as UTILdelaun_tess_2D, with coords npoints x 3, corners of 3 floats, and 4
+ * point numbers a tetrahedron, which all have the negative of the volume that a tet_1 cell would have: swap
+ * two nodes of each to make cells of them. A box without extent along an axis gives the result 1 with nothing
+ * in the outputs. Polls every 65th point. */
+ISOFIELD_API int UTILdelaun_tess_3D(int npoints, const float *coords, const float *min, const float *max,
+                                    int check, int *ntet, int **conn);
+
+/* ====================================================================================================
+ * Height grids
+ * ==================================================================================================== */
+
+/* Triangles of few nodes in place of a grid of heights (or of other values), such that the heights of the
+ * nodes left out are within `tolerance` of the triangles. The outline is thinned first; then triangles are
+ * taken off the polygon that is left: ears, triangles to a node further inside, and edges cut at a node.
+ *   dims       2 node counts, each at least 2
+ *   nspace     2 or 3: floats in a row of `points` and of `coords`
+ *   points     2 x nspace: the grid's lower and upper corner, of which x and y count
+ *   data       dims[0] * dims[1] values of data_type
+ *   nnodes, coords, node_data  receive the nodes: nnodes x nspace coordinates, z 0 where there is one, and
+ *              nnodes values of data_type, mostly those of the grid; those of nodes that are put on an edge
+ *              between two triangles are the edge's own
+ *   ntris, conn  receive the triangles: ntris x 3 nodes
+ * The tolerance is a goal. Where no move keeps it triangles are made without it; a row in which a triangle
+ * has a single node inside is not looked at; and the heights that a row is compared with are not quite those
+ * of the triangle. Triangles of a polygon that none of the moves could take apart may be missing.
+ * Does not poll: a noisy grid takes long. Result 1; 0 with nothing in the outputs when memory is short, for a
+ * dims below 2 or an unknown type. */
+ISOFIELD_API int UTILoptimize_surface(const int *dims, int nspace, const float *points, int data_type,
+                                      const void *data, double tolerance, int *nnodes, float **coords,
+                                      int *ntris, int **conn, void **node_data);
+
+/* ====================================================================================================
+ * Boundaries
+ * ====================================================================================================
+ * Edges and faces of the cells of one set, told apart by their nodes. Each function takes
+ *   nnodes      above every node number
+ *   conn        ncells rows of `stride` ints, of which the first are the cell's nodes
+ * and for volume cells the faces of their type:
+ *   nfaces      faces of a cell, at most 255
+ *   face_nodes  local node numbers of all faces, one face after the other
+ *   face_step   per face the entries that it has in face_nodes, at most 127
+ *   face_nverts per face how many of these, from the first on, are its corners in cyclic order; the others
+ *               are midside nodes
+ * Polls every 257th cell. Result 1; 0 when stopped, when memory is short or when a node number is not below
+ * nnodes. Without memory for the first tables the outputs stay as they were; in other failures they are
+ * empty. */
+
+/* The edges of polygons, and of volume cells, each once: by ascending lower node, and those of one lower node
+ * from the last found to the first.
+ *   nverts  corners of a polygon
+ *   nedges  receives the count
+ *   edges   receives 2 * nedges nodes, lower first. Stays as it was when there are none */
+ISOFIELD_API int UTILedges_2D(int nnodes, int ncells, int stride, const int *conn, int nverts, int *nedges,
+                              int **edges);
+ISOFIELD_API int UTILedges_3D(int nnodes, int ncells, int stride, const int *conn, int nfaces,
+                              const int *face_step, const int *face_nverts, const int *face_nodes,
+                              int *nedges, int **edges);
+
+/* The edges of a polygonal surface that belong to one polygon only, and those along which two polygons meet
+ * at an angle of `angle` (radians, between their normals) or more: as UTILedges_2D otherwise. A polygon's
+ * normal is that of its first corner; polygons that are wound against their neighbours meet them at 180
+ * degrees. Polygons on one edge count in pairs: a third one at a smooth edge makes it a boundary again, and a
+ * crease keeps the normal of its first polygon for the next.
+ *   coords  nnodes x nspace, nspace 2 or 3 */
+ISOFIELD_API int UTILexternal_edges(int nnodes, int nspace, const float *coords, int ncells, int stride,
+                                    int nverts, const int *conn, int *nedges, int **edges, double angle);
+
+/* The faces of volume cells that belong to one cell only, in groups of equal numbers of nodes. Faces are the
+ * same when they have the same lowest node with the same two neighbours; a third cell on a face makes it
+ * external again.
+ *   max_groups   room in the arrays below
+ *   ngroups      receives the number of groups, in the order of their first face
+ *   group_nfaces     per group its faces
+ *   group_nnodes     per group the nodes of a face
+ *   group_cells      per group an array: per face its cell, a row of `conn`
+ *   group_conn       per group an array: per face its nodes, midside nodes too, in the order of face_nodes
+ *   group_conn_len   per group the length of that
+ * Faces come by ascending lowest node, those of one lowest node from the last found to the first. Groups
+ * without an external face have null arrays; without any external face there are no groups. Result 0 also
+ * when there are more groups than max_groups, or more nodes or faces than told above. */
+ISOFIELD_API int UTILexternal_faces(int nnodes, int ncells, int stride, const int *conn, int nfaces,
+                                    const int *face_step, const int *face_nverts, const int *face_nodes,
+                                    int max_groups, int *ngroups, int *group_nfaces, int *group_nnodes,
+                                    int **group_cells, int **group_conn, int *group_conn_len);
+
+/* ====================================================================================================
+ * Contours of regions
+ * ====================================================================================================
+ * Closed polygons, such as a region's outlines on two slices of a volume, stitched by walking along both. */
+
+/* The vertices of a closed polygon from a start on, which depends on its shape alone, and how far round the
+ * polygon each is.
+ *   verts   rows of `stride` floats, x and y first, from the polygon's first vertex on
+ *   range   numbers of the first and the last vertex; n = range[1] - range[0] + 1
+ *   side    where the start lies, seen from the centroid of the outline: it ends the first segment that
+ *           passes the centroid 0 in x upwards, 1 in y downwards, 2 in x downwards, 3 in y upwards
+ *   ids     receives n + 1 vertex numbers; the last is the first again
+ *   params  receives n + 1 shares of the perimeter, from 0 to 1
+ * Result 1; 0 without a report for n below 1, a perimeter of 0, another side, a polygon that no segment of
+ * which passes (a NaN) or when memory is short. */
+ISOFIELD_API int UTILroi_sort_verts(int stride, const float *verts, const int *range, int side, int *ids,
+                                    float *params);
+
+/* The strip of triangles between two sorted contours.
+ *   count1, count2  the last index that may be read in each: its vertices are taken up to the one before
+ *   ntri            in: the count of triangles expected; out: the count made, when that is as expected
+ *   tris            room for 3 * ntri + 2 ints: receives the triangles, each with an edge of the one before
+ * Result 1 when just the expected count was made, else 0. To close a strip round two contours of n1 and n2
+ * vertices, give counts of n1 + 1 and n2 + 1, a value above 1 in params1[n1 + 1] and params2[n2 + 1], and
+ * expect n1 + n2. */
+ISOFIELD_API int UTILroi_connect_verts(int count1, int count2, const int *ids1, const int *ids2,
+                                       const float *params1, const float *params2, int *ntri, int *tris);
+
 #ifdef __cplusplus
 }
 #endif
