@@ -149,6 +149,7 @@ class Tessellation {
 
   private:
     using Item = typename SimplexPool<D>::Item;
+    using Entry = typename SphereIndex<D>::Entry;
     struct Place {
         const Item *item;
         std::int64_t order;
@@ -225,7 +226,14 @@ class Tessellation {
         item.sphere = built.sphere;
         item.order = order;
         item.vertices = built.vertices;
-        return index_.add({built.sphere, id, item.stamp});
+        return add_to_index(id);
+    }
+
+    bool is_current(const Entry &entry) const { return pool_[entry.id].stamp == entry.stamp; }
+    bool add_to_index(int id) {
+        const Item &item = pool_[id];
+        return index_.add({item.sphere, id, item.stamp},
+                          [this](const Entry &entry) { return is_current(entry); });
     }
 
     Insertion insert(int point) {
@@ -258,12 +266,12 @@ class Tessellation {
     bool find_bad(int point) {
         bad_.clear();
         bool is_whole = true;
-        index_.each_holding(vertices()[point], [&](const typename SphereIndex<D>::Entry &entry) {
-            const Item &item = pool_[entry.id];
-            if (item.stamp != entry.stamp) return false;
-            const int made = static_cast<int>(item.order >> kTurnBits);
+        index_.each_holding(vertices()[point], [&](const Entry &entry) {
+            if (!is_current(entry)) return false;
+            const std::int64_t order = pool_[entry.id].order;
+            const int made = static_cast<int>(order >> kTurnBits);
             if (!log_.is_behind(entry.centre[0], std::sqrt(entry.r2), made))
-                is_whole = is_whole && bad_.push({item.order, entry.id});
+                is_whole = is_whole && bad_.push({order, entry.id});
             return false;
         });
         std::sort(bad_.begin(), bad_.end(), [](const Bad &a, const Bad &b) { return a.order < b.order; });
@@ -275,7 +283,7 @@ class Tessellation {
             Item &item = pool_[bad_[i].id];
             item.order = order_of(i);
             ++item.stamp;  // of what the index still has of it elsewhere
-            if (!index_.add({item.sphere, bad_[i].id, item.stamp})) return Insertion::kNoMemory;
+            if (!add_to_index(bad_[i].id)) return Insertion::kNoMemory;
         }
         return Insertion::kDegenerate;
     }

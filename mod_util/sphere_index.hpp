@@ -72,8 +72,9 @@ class SphereIndex {
         for (std::size_t c = 0; c < count_; ++c) std::free(cells_[c].entries);
     }
 
-    // False when there is no memory.
-    bool add(const Entry &entry) {
+    // is_current(entry) tells which of the entries of a full cell are to be kept. False when there is no memory.
+    template <class Test>
+    bool add(const Entry &entry, Test &&is_current) {
         int low[kAxes], high[kAxes];
         int level = 0;
         const double radius = std::sqrt(entry.r2);
@@ -87,12 +88,12 @@ class SphereIndex {
         }
         if constexpr (kAxes == 1) {
             for (int i = low[0] >> level; i <= high[0] >> level; ++i) {
-                if (!push(cell(level, i, 0), entry)) return false;
+                if (!push(cell(level, i, 0), entry, is_current)) return false;
             }
         } else {
             for (int j = low[1] >> level; j <= high[1] >> level; ++j) {
                 for (int i = low[0] >> level; i <= high[0] >> level; ++i) {
-                    if (!push(cell(level, i, j), entry)) return false;
+                    if (!push(cell(level, i, j), entry, is_current)) return false;
                 }
             }
         }
@@ -146,14 +147,22 @@ class SphereIndex {
                       (static_cast<std::size_t>(j) << (nlevels_ - 1 - level))];
     }
 
-    static bool push(Cell &cell, const Entry &entry) {
+    static bool grow(Cell &cell) {
+        const int capacity = std::max(4, 2 * cell.capacity);
+        void *const grown = std::realloc(cell.entries, static_cast<std::size_t>(capacity) * sizeof(Entry));
+        if (!grown) return false;
+        cell.entries = static_cast<Entry *>(grown);
+        cell.capacity = capacity;
+        return true;
+    }
+    // A full cell grows when most of it has to stay.
+    template <class Test>
+    static bool push(Cell &cell, const Entry &entry, Test &&is_current) {
         if (cell.count == cell.capacity) {
-            const int capacity = cell.capacity == 0 ? 4 : 2 * cell.capacity;
-            void *const grown =
-                std::realloc(cell.entries, static_cast<std::size_t>(capacity) * sizeof(Entry));
-            if (!grown) return false;
-            cell.entries = static_cast<Entry *>(grown);
-            cell.capacity = capacity;
+            Entry *const end = std::remove_if(cell.entries, cell.entries + cell.count,
+                                              [&](const Entry &old) { return !is_current(old); });
+            cell.count = static_cast<int>(end - cell.entries);
+            if (4 * cell.count >= 3 * cell.capacity && !grow(cell)) return false;
         }
         cell.entries[cell.count++] = entry;
         return true;
