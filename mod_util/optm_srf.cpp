@@ -128,7 +128,7 @@ class Simplifier {
     // False when there is no memory.
     bool run() {
         Polygon outline;
-        if (!start(outline) || !stack_.push(outline)) return false;
+        if (!ring_.create(nx_, ny_) || !start(outline) || !stack_.push(outline)) return false;
         while (!stack_.empty()) {
             const Outcome outcome = reduce(stack_.back());
             if (outcome == Outcome::kNoMemory) return false;
@@ -226,9 +226,9 @@ class Simplifier {
         RingLink &node = ring_[link];
         if (node.visited) return Ear::kFullCircle;
         if (node.state != EarState::kBlocked) {
-            if (is_blocked(polygon, node)) {
+            if (is_blocked(polygon, link)) {
                 node.state = EarState::kBlocked;
-            } else if (allows(node.prev, link, node.next)) {
+            } else if (allows_ear(node)) {
                 return Ear::kYes;
             } else {
                 node.state = EarState::kTooFar;
@@ -239,21 +239,30 @@ class Simplifier {
     }
 
     // Reflex, straight, or with another node of the ring in the triangle.
-    bool is_blocked(const Polygon &polygon, const RingLink &node) const {
+    bool is_blocked(const Polygon &polygon, int link) const {
+        const RingLink &node = ring_[link];
         const GridPlace n = node.at, prev = ring_[node.prev].at, next = ring_[node.next].at;
         const std::int64_t area = doubled_area(prev, n, next);
         if (area <= 0) return true;
         const double e1x = prev.i - n.i, e1y = prev.j - n.j, e2x = next.i - n.i, e2y = next.j - n.j;
         const double denominator = -static_cast<double>(area);
-        int other = ring_[node.next].next;
-        for (int k = polygon.nnode - 3; k > 0; --k, other = ring_[other].next) {
+        const GridPlace low = {std::min({prev.i, n.i, next.i}), std::min({prev.j, n.j, next.j})};
+        const GridPlace high = {std::max({prev.i, n.i, next.i}), std::max({prev.j, n.j, next.j})};
+        return ring_.any_in_box(polygon, low, high, [&](int other) {
+            if (other == link || other == node.prev || other == node.next) return false;
             const GridPlace w = ring_[other].at;
             const double dx = w.i - n.i, dy = w.j - n.j;
             const double s = (dx * e2y - e2x * dy) / denominator;
             const double t = (dy * e1x - dx * e1y) / denominator;
-            if (!(s < 0.0 || s > 1.0 || t < 0.0 || t > 1.0) && s + t < 1.0) return true;
-        }
-        return false;
+            return !(s < 0.0 || s > 1.0 || t < 0.0 || t > 1.0) && s + t < 1.0;
+        });
+    }
+
+    bool allows_ear(RingLink &node) const {
+        const GridPlace prev = ring_[node.prev].at, next = ring_[node.next].at;
+        if (!node.ear.is_of(prev, next))
+            node.ear = {{prev, next}, static_cast<unsigned char>(heights_.allows(prev, node.at, next))};
+        return node.ear.found != 0;
     }
 
     // Cuts a triangle out of the first edge for which there is a place inside or on the boundary.
@@ -269,24 +278,51 @@ class Simplifier {
         return Outcome::kNone;
     }
 
-    // How far in from the edge, in units of its length, places are tried.
+    // How far in from the edge, in units of its length, places are tried: no further than to one that is as
+    // the one before or at an end.
     static constexpr double kDepths[] = {2.0, 1.0, 0.5, 0.25, 0.125, 0.0};
+    static constexpr int kMaxPlaces = 6;
 
-    bool find_place(const Polygon &polygon, int edge, GridPlace &at, RingPool::Position &position) const {
-        const GridPlace a = ring_[edge].at, b = ring_[ring_[edge].next].at;
+    static int places_beside(GridPlace a, GridPlace b, GridPlace (&places)[kMaxPlaces]) {
         const double mx = (a.i + b.i) * 0.5, my = (a.j + b.j) * 0.5;
         const double di = b.i - a.i, dj = b.j - a.j;
         GridPlace previous = {-9999, -9999};
+        int count = 0;
         for (const double depth : kDepths) {
-            at = {static_cast<int>(mx - dj * depth), static_cast<int>(my + di * depth)};
-            if (at == previous || at == a || at == b) return false;
-            previous = at;
-            if (!heights_.is_inside(at)) continue;
+            const GridPlace at = {static_cast<int>(mx - dj * depth), static_cast<int>(my + di * depth)};
+            if (at == previous || at == a || at == b) break;
+            previous = places[count++] = at;
+        }
+        return count;
+    }
+
+    // Which of the places have triangles with the edge that the heights allow, as bits.
+    unsigned allowed_beside(RingLink &edge, GridPlace b, const GridPlace *places, int count) const {
+        if (!edge.bites.is_of(edge.at, b)) {
+            unsigned bits = 0;
+            for (int k = 0; k < count; ++k) {
+                if (heights_.is_inside(places[k]) && heights_.allows(edge.at, b, places[k])) bits |= 1u << k;
+            }
+            edge.bites = {{edge.at, b}, static_cast<unsigned char>(bits)};
+        }
+        return edge.bites.found;
+    }
+
+    bool find_place(const Polygon &polygon, int edge, GridPlace &at, RingPool::Position &position) const {
+        const GridPlace a = ring_[edge].at, b = ring_[ring_[edge].next].at;
+        if (ring_[edge].bites.is_of(a, b) && ring_[edge].bites.found == 0) return false;
+        GridPlace places[kMaxPlaces];
+        const int count = places_beside(a, b, places);
+        unsigned allowed = allowed_beside(ring_[edge], b, places, count);
+        for (int k = 0; allowed >> k != 0; ++k) {
+            at = places[k];
+            const bool is_allowed = allowed >> k & 1;
+            // Without leave of the heights it still matters whether the place is on the edge.
+            if (!heights_.is_inside(at) || (!is_allowed && doubled_area(a, at, b) != 0)) continue;
             position = ring_.locate(polygon, at);
             if (position.side == RingPool::Side::kOutside) continue;
             if (position.side == RingPool::Side::kBoundary && position.link == edge) return false;
-            if (ring_.holds_segment(polygon, a, at) && ring_.holds_segment(polygon, b, at) &&
-                heights_.allows(a, b, at))
+            if (is_allowed && ring_.holds_segment(polygon, a, at) && ring_.holds_segment(polygon, b, at))
                 return true;
         }
         return false;
@@ -353,8 +389,9 @@ class Simplifier {
         int a = polygon.head;
         for (int k = 0; k < polygon.nnode; ++k, a = ring_[a].next) {
             GridPlace at;
-            if (!find_place_on(polygon, a, at)) continue;
-            const int b = ring_[a].next, node = new_node(at, EarState::kBlocked);
+            const int b = ring_[a].next;
+            if (!find_place_on(polygon, ring_[a], ring_[b].at, at)) continue;
+            const int node = new_node(at, EarState::kBlocked);
             if (node < 0) return Outcome::kNoMemory;
             ring_.insert(polygon, node, a, b);
             result_.interpolate(ring_[node], ring_[a], ring_[b]);
@@ -365,8 +402,9 @@ class Simplifier {
     }
 
     // The first lattice point inside an edge that is no vertex yet, and to which the edge's lower end is close.
-    bool find_place_on(const Polygon &polygon, int edge, GridPlace &at) const {
-        const GridPlace a = ring_[edge].at, b = ring_[ring_[edge].next].at;
+    bool find_place_on(const Polygon &polygon, RingLink &edge, GridPlace b, GridPlace &at) const {
+        const GridPlace a = edge.at;
+        if (edge.splits.is_of(a, b)) return false;
         const int di = std::abs(b.i - a.i), dj = std::abs(b.j - a.j);
         if (di < 2 && dj < 2) return false;
         const bool by_rows = di < dj;
@@ -375,13 +413,17 @@ class Simplifier {
         const double slope =
             by_rows ? static_cast<double>(high.i - low.i) / dj : static_cast<double>(high.j - low.j) / di;
         double across = by_rows ? low.i : low.j;
+        bool is_any_allowed = false;
         for (int k = 1; k < std::max(di, dj); ++k) {
             across += slope;
             if (std::floor(across) != std::ceil(across)) continue;
             const int whole = static_cast<int>(across);
             at = by_rows ? GridPlace{whole, low.j + k} : GridPlace{low.i + k, whole};
-            if (ring_.find(polygon, at) < 0 && heights_.allows(at, low)) return true;
+            if (!heights_.allows(at, low)) continue;
+            if (ring_.find(polygon, at) < 0) return true;
+            is_any_allowed = true;
         }
+        if (!is_any_allowed) edge.splits = {{a, b}, 0};
         return false;
     }
 

@@ -18,23 +18,48 @@ enum class EarState : unsigned char {
     kTooFar,   // free, but too far from the heights: tried again after any change
 };
 
+// What the heights say of an ear or an edge, kept as long as its ends stay. They alone do not decide: where
+// the polygon runs does too.
+struct HeightMemo {
+    static constexpr unsigned char kUnknown = 0xff;
+
+    GridPlace ends[2];
+    unsigned char found = kUnknown;
+
+    bool is_of(GridPlace a, GridPlace b) const { return found != kUnknown && ends[0] == a && ends[1] == b; }
+};
+
 // A node of a polygon. Rings run counterclockwise.
 struct RingLink {
     GridPlace at;
     int id;  // in the result
     int prev, next;
+    int polygon;        // the number of its own
+    int next_at_place;  // of the links at one place, or -1
     EarState state;
     bool visited;  // since the last change
+    // Of the ear at this node; of the triangles and of the nodes that the edge to the next one may get.
+    HeightMemo ear, bites, splits;
 };
 
 struct Polygon {
     int nnode = 0;
     int head = -1;
+    int number = 0;
 };
 
-// All links of all polygons; those given back are taken again.
+// All links of all polygons, in rings and by their places; those given back are taken again.
 class RingPool {
   public:
+    // For a grid of nx x ny places. False when there is no memory.
+    bool create(int nx, int ny) {
+        const std::size_t nplaces = static_cast<std::size_t>(nx) * static_cast<std::size_t>(ny);
+        nx_ = nx;
+        first_at_ = allocate_working<int>(nplaces);
+        if (first_at_) std::fill_n(first_at_.get(), nplaces, -1);
+        return first_at_ != nullptr;
+    }
+
     // -1 when there is no memory.
     int take(GridPlace at, EarState state) {
         int link = free_;
@@ -44,10 +69,15 @@ class RingPool {
             if (!links_.push(RingLink{})) return -1;
             link = static_cast<int>(links_.size()) - 1;
         }
-        (*this)[link] = {at, -1, -1, -1, state, false};
+        int &first = first_at(at);
+        (*this)[link] = {at, -1, -1, -1, -1, first, state, false, {}, {}, {}};
+        first = link;
         return link;
     }
     void give_back(int link) {
+        int *at_place = &first_at((*this)[link].at);
+        while (*at_place != link) at_place = &(*this)[*at_place].next_at_place;
+        *at_place = (*this)[link].next_at_place;
         (*this)[link].next = free_;
         free_ = link;
     }
@@ -74,11 +104,13 @@ class RingPool {
             join(polygon.head, link);
         }
         polygon.head = link;
+        (*this)[link].polygon = polygon.number;
     }
     void insert(Polygon &polygon, int link, int a, int b) const {
         join(a, link);
         join(link, b);
         ++polygon.nnode;
+        (*this)[link].polygon = polygon.number;
     }
     void unlink(Polygon &polygon, int link) {
         const RingLink &gone = (*this)[link];
@@ -92,11 +124,12 @@ class RingPool {
             (*this)[link].visited = false;
     }
     // Closes a part of a ring, `first` to `last`, to a polygon with nothing tried yet.
-    Polygon close(int first, int last) const {
+    Polygon close(int first, int last) {
         join(last, first);
-        Polygon polygon{0, first};
+        Polygon polygon{0, first, ++npolygons_};
         int link = first;
         do {
+            (*this)[link].polygon = polygon.number;
             (*this)[link].state = EarState::kTry;
             (*this)[link].visited = false;
             ++polygon.nnode;
@@ -117,12 +150,45 @@ class RingPool {
     }
     // The first node at a place, from the head on, or -1.
     int find(const Polygon &polygon, GridPlace at) const {
+        int found = -1;
+        for (int link = first_at(at); link >= 0; link = (*this)[link].next_at_place) {
+            if ((*this)[link].polygon != polygon.number) continue;
+            if (found >= 0) return find_in_ring(polygon, at);
+            found = link;
+        }
+        return found;
+    }
+
+    // Whether f(link) holds for a node of the ring within the box, or for any node where that is less work.
+    template <class Test>
+    bool any_in_box(const Polygon &polygon, GridPlace low, GridPlace high, Test &&f) const {
+        const std::int64_t places = (std::int64_t{high.i} - low.i + 1) * (std::int64_t{high.j} - low.j + 1);
+        if (places >= polygon.nnode) {
+            for (int k = 0, link = polygon.head; k < polygon.nnode; ++k, link = (*this)[link].next) {
+                if (f(link)) return true;
+            }
+            return false;
+        }
+        for (int j = low.j; j <= high.j; ++j) {
+            for (int i = low.i; i <= high.i; ++i) {
+                for (int link = first_at({i, j}); link >= 0; link = (*this)[link].next_at_place) {
+                    if ((*this)[link].polygon == polygon.number && f(link)) return true;
+                }
+            }
+        }
+        return false;
+    }
+
+  private:
+    int &first_at(GridPlace at) const { return first_at_[static_cast<std::ptrdiff_t>(nx_) * at.j + at.i]; }
+    int find_in_ring(const Polygon &polygon, GridPlace at) const {
         for (int k = 0, link = polygon.head; k < polygon.nnode; ++k, link = (*this)[link].next) {
             if ((*this)[link].at == at) return link;
         }
         return -1;
     }
 
+  public:
     enum class Side { kOutside, kInside, kBoundary };
     struct Position {
         Side side;
@@ -132,8 +198,11 @@ class RingPool {
     bool holds_segment(const Polygon &polygon, GridPlace from, GridPlace to) const;
 
   private:
+    int nx_ = 0;
+    Working<int> first_at_;  // per place the first of its links, or -1
     WorkingList<RingLink> links_;
     int free_ = -1;
+    int npolygons_ = 0;
 };
 
 // Twice the area of a triangle: positive when counterclockwise.

@@ -27,7 +27,8 @@ class WorkingList {
         capacity_ = capacity;
         return true;
     }
-    bool push(const T &item) {
+    // By value: the item may be one of the list's own.
+    bool push(T item) {
         if (size_ == capacity_ && !reserve(std::max<std::size_t>(2 * capacity_, kFirst))) return false;
         items_[size_++] = item;
         return true;

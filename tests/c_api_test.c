@@ -1,7 +1,7 @@
 /* The library from C, through the shared libraries: a sphere's surface in a uniform grid, and on two sets of
- * cells a line, a band, a cut, values, gradients and a streamline; and a fit to scattered data. Exits with 0
- * when the sphere's area and Euler number, the line and its cells, the parts, the values, the streamline and
- * the fit come out right. */
+ * cells a line, a band, a cut, values, gradients and a streamline; a fit to scattered data, and triangles of
+ * points. Exits with 0 when the sphere's area and Euler number, the line and its cells, the parts, the
+ * values, the streamline, the fit and the triangles come out right. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -118,6 +118,20 @@ static int fit_of_points(void) {
            fabs(line[0] - 1) < 1e-9 && fabs(line[1] - 3) < 1e-9;
 }
 
+/* Four triangles round a point in a square, their edges, and those of the square. */
+static int mesh_of_points(void) {
+    const float points[] = {0, 0, 1, 0, 0, 1, 1, 1, 0.4f, 0.5f}, min[] = {0, 0}, max[] = {1, 1};
+    int ntri, nedges, nouter, *tris, *edges, *outer;
+    if (UTILdelaun_tess_2D(5, points, 2, min, max, 0, &ntri, &tris) != 1 ||
+        UTILedges_2D(5, ntri, 3, tris, 3, &nedges, &edges) != 1 ||
+        UTILexternal_edges(5, 2, points, ntri, 3, 3, tris, &nouter, &outer, 1) != 1) {
+        return 0;
+    }
+    int *const arrays[] = {tris, edges, outer};
+    for (int i = 0; i < 3; ++i) ARRfree_f(arrays[i], __FILE__, __LINE__);
+    return ntri == 4 && nedges == 8 && nouter == 4;
+}
+
 int main(void) {
     const int dims[3] = {kNodes, kNodes, kNodes};
     const float corners[6] = {0, 0, 0, kNodes - 1, kNodes - 1, kNodes - 1};
@@ -158,6 +172,6 @@ int main(void) {
     ARRfree_f(max_node, __FILE__, __LINE__);
     ARRfree_f(tris, __FILE__, __LINE__);
     isohost_mesh_free(mesh);
-    const int others = line_on_cells() && values_on_cells() && fit_of_points();
+    const int others = line_on_cells() && values_on_cells() && fit_of_points() && mesh_of_points();
     return fabs(area - sphere) < 0.01 * sphere && euler == 2 && others ? 0 : 1;
 }

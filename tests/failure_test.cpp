@@ -803,6 +803,103 @@ TEST(ScatterFailures, BinsAreWholeOrNone) {
     EXPECT_EQ(expect_all_or_nothing(0, run).allocations, 4);
 }
 
+// ---- Making meshes
+
+TEST(MakingFailures, TessellationsAreWholeOrNone) {
+    const std::vector<float> points = random_values<float>(3 * 150, 1000, 8);
+    const float min[] = {0, 0, 0}, max[] = {1000, 1000, 1000};
+    for (const bool in_space : {false, true}) {
+        const auto run = [&] {
+            int count = -7, *conn = &count;
+            const int result = in_space
+                                   ? UTILdelaun_tess_3D(150, points.data(), min, max, 1, &count, &conn)
+                                   : UTILdelaun_tess_2D(150, points.data(), 3, min, max, 1, &count, &conn);
+            EXPECT_TRUE(result == 1 ? count > 100 : count == 0 && !conn);
+            if (conn) ARRfree_f(conn, "", 0);
+            return result;
+        };
+        testing::internal::CaptureStderr();
+        const Recording whole = expect_all_or_nothing(0, run);
+        EXPECT_EQ(testing::internal::GetCapturedStderr().find("includes"), std::string::npos);
+        EXPECT_EQ(whole.percents, in_space ? std::vector<int>({42, 86, 100}) : std::vector<int>({85, 100}));
+        EXPECT_EQ(whole.ranges, (std::vector<std::pair<int, int>>{{0, 100}}));
+        EXPECT_GT(whole.allocations, 10);
+        EXPECT_TRUE(whole.reports.empty());
+    }
+}
+
+TEST(MakingFailures, HeightsAreWholeOrNone) {
+    const int dims[] = {2, 700};
+    const float points[] = {0, 0, 1, 1};
+    const std::vector<int> data = random_values<int>(1400, 40, 4);
+    int nnodes, ntris, *conn = &nnodes;
+    float *coords;
+    void *values;
+    const auto call = [&](int type) {
+        return UTILoptimize_surface(dims, 2, points, type, data.data(), 1, &nnodes, &coords, &ntris, &conn,
+                                    &values);
+    };
+    const auto run = [&] {
+        const int result = call(3);
+        EXPECT_TRUE(result == 1 ? nnodes > 1100 : nnodes + ntris == 0);
+        for (void *array : {static_cast<void *>(coords), static_cast<void *>(conn), values}) {
+            EXPECT_EQ(array != nullptr, result == 1);
+            if (array) ARRfree_f(array, "", 0);
+        }
+        return result;
+    };
+    const Recording whole = expect_all_or_nothing(0, run);
+    EXPECT_GT(whole.allocations, 10);
+    EXPECT_EQ(whole.polls, 0);
+    for (const int type : {-1, 6}) EXPECT_TRUE(call(type) == 0 && nnodes == 0 && !conn && !values);
+}
+
+TEST(MakingFailures, BoundariesAreWholeOrNone) {
+    const std::vector<int> quads = grid_connect({41, 41}), hexes = grid_connect({13, 13, 13});
+    const std::vector<float> coords = random_values<float>(3 * 41 * 41, 40, 4);
+    const int steps[] = {4, 4, 4, 4, 4, 4};
+    const int faces[] = {0, 3, 2, 1, 4, 5, 6, 7, 0, 1, 5, 4, 1, 2, 6, 5, 2, 3, 7, 6, 3, 0, 4, 7};
+    for (int n = 0; n < 4; ++n) {
+        const int ncells = n % 2 ? 12 * 12 * 12 : 40 * 40;
+        const auto run = [&] {
+            int count = -7, sizes[3], untouched, *made = &untouched, *conn = nullptr;
+            const int result =
+                n == 0   ? UTILedges_2D(41 * 41, ncells, 4, quads.data(), 4, &count, &made)
+                : n == 1 ? UTILedges_3D(13 * 13 * 13, ncells, 8, hexes.data(), 6, steps, steps, faces, &count,
+                                        &made)
+                : n == 2 ? UTILexternal_edges(41 * 41, 3, coords.data(), ncells, 4, 4, quads.data(), &count,
+                                              &made, 0.5)
+                         : UTILexternal_faces(13 * 13 * 13, ncells, 8, hexes.data(), 6, steps, steps, faces,
+                                              1, &count, &sizes[0], &sizes[1], &made, &conn, &sizes[2]);
+            EXPECT_EQ(count > 0, result == 1);
+            EXPECT_TRUE(result == 1 || n == 3 || made == (count == 0 ? nullptr : &untouched));
+            if (result == 1) ARRfree_f(made, "", 0);
+            if (conn) ARRfree_f(conn, "", 0);
+            return result;
+        };
+        std::vector<int> percents;
+        for (int cell = 256; cell < ncells; cell += 257)
+            percents.push_back(
+                static_cast<int>(static_cast<float>(cell) * static_cast<float>(100.0 / ncells)));
+        percents.push_back(100);
+        const Recording whole = expect_all_or_nothing(0, run);
+        EXPECT_EQ(whole.percents, percents);
+        EXPECT_EQ(whole.ranges, (std::vector<std::pair<int, int>>{{0, 100}}));
+        EXPECT_GT(whole.allocations, 3);
+    }
+}
+
+TEST(MakingFailures, ContoursNeedMemory) {
+    const float square[] = {0, 0, 1, 0, 1, 1, 0, 1};
+    const int range[] = {0, 3};
+    const auto run = [&] {
+        int ids[5];
+        float params[5];
+        return UTILroi_sort_verts(2, square, range, 0, ids, params);
+    };
+    EXPECT_GT(expect_all_or_nothing(0, run).allocations, 0);
+}
+
 // ---- Edge tables and records
 
 // Adds edges until the lists have grown twice, with the n-th allocation failing: whatever was added before is

@@ -5,11 +5,6 @@ namespace {
 
 class ToolOnTables : public Tool {};
 
-void expect_told(const std::string &told, const std::vector<std::string> &parts) {
-    for (const std::string &part : parts)
-        EXPECT_NE(told.find(part), std::string::npos) << part << "\n" << told;
-}
-
 TEST_F(ToolOnTables, FitsColumnsByNameAndNumberWithRowsMissing) {
     write_file("in.csv", "name,b,\"A\"\np,0,-1\nq,2,-1\nr,NA,0\n\ns,4,1\nt,6,1\nu,-9,1\nv,7\n");
     const Arguments line = {"fit",    "in.csv", "--x", "a",       "--y",   "2",

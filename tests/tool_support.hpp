@@ -293,6 +293,12 @@ inline void expect_values(const std::string &file, const char *name, const std::
     }
 }
 
+// Each of the texts is in what was told.
+inline void expect_told(const std::string &told, const std::vector<std::string> &parts) {
+    for (const std::string &part : parts)
+        EXPECT_NE(told.find(part), std::string::npos) << part << "\n" << told;
+}
+
 // To run in the child.
 inline void without_display() {
     unsetenv("DISPLAY");
