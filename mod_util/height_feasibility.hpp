@@ -3,7 +3,6 @@
 #define ISOFIELD_MOD_UTIL_HEIGHT_FEASIBILITY_HPP
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -76,6 +75,16 @@ class HeightFeasibility {
         return !(value - tolerance_ > line) && !(value + tolerance_ < line);
     }
 
+    // The whole numbers next to a place on the grid, both the same on a grid line.
+    struct Whole {
+        int below, above;
+    };
+    static Whole whole_around(double x) {
+        int below = static_cast<int>(x);
+        if (below > x) --below;
+        return {below, below < x ? below + 1 : below};
+    }
+
     bool allows(GridPlace a, GridPlace b, double *heights) const {
         if (a.j == b.j) return allows_along_row(a.j, std::min(a.i, b.i), std::max(a.i, b.i));
         if (b.j < a.j) std::swap(a, b);
@@ -107,11 +116,10 @@ class HeightFeasibility {
         double x = low.i, line = value(low);
         const double step = (value(high) - line) / rows;
         for (int j = low.j; j <= high.j; ++j, x += slope, line += step) {
-            const double floor = std::floor(x), ceil = std::ceil(x);
-            const int left = static_cast<int>(floor), right = static_cast<int>(ceil);
+            const auto [left, right] = whole_around(x);
             double height;
             if (left != right && left < nx_ - 1) {
-                height = value(std::max(left, 0), j) * (ceil - x) + value(right, j) * (x - floor);
+                height = value(std::max(left, 0), j) * (right - x) + value(right, j) * (x - left);
                 if (!is_close(height, line)) return false;
             } else {
                 height = value(std::max(left, 0), j);
@@ -127,10 +135,9 @@ class HeightFeasibility {
         double y = low.j, line = value(low);
         const double step = (value(high) - line) / columns;
         for (int i = low.i; i <= high.i; ++i, y += slope, line += step) {
-            const double floor = std::floor(y), ceil = std::ceil(y);
-            const int below = static_cast<int>(floor), above = static_cast<int>(ceil);
+            const auto [below, above] = whole_around(y);
             if (below == above || below >= ny_ - 1) continue;
-            const double height = value(i, std::max(below, 0)) * (ceil - y) + value(i, above) * (y - floor);
+            const double height = value(i, std::max(below, 0)) * (above - y) + value(i, above) * (y - below);
             if (!is_close(height, line)) return false;
         }
         return true;
@@ -152,7 +159,7 @@ class HeightFeasibility {
         const int l = x[1] < x[0] ? 1 : 0, r = 1 - l;
         const double xl = x[l], xr = x[r];
         const double hl = spans[l]->heights[j - spans[l]->low], hr = spans[r]->heights[j - spans[r]->low];
-        const int first = static_cast<int>(std::ceil(xl)), last = static_cast<int>(std::floor(xr));
+        const int first = whole_around(xl).above, last = whole_around(xr).below;
         if (first >= last) return true;
         const double width = xr - xl;
         const double h0 = hl + (xl - first) * hr / width, h1 = hr - (last - xr) * hl / width;

@@ -1,6 +1,5 @@
 // Grids of heights as triangles of few nodes.
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -337,8 +336,9 @@ class Simplifier {
         for (int k = polygon.nnode - 3; k > 0; --k, w = ring_[w].next) {
             const int u = ring_[w].next;
             const GridPlace from = ring_[w].at, to = ring_[u].at;
-            if (doubled_area(from, to, at) <= 0 || !ring_.holds_segment(polygon, from, at) ||
-                !ring_.holds_segment(polygon, to, at) || !allows(w, u, node))
+            // What most often fails, and soonest, goes first.
+            if (doubled_area(from, to, at) <= 0 || !allows(u, node, w) ||
+                !ring_.holds_segment(polygon, from, at) || !ring_.holds_segment(polygon, to, at))
                 continue;
             return add_triangle(w, u, node) ? split(polygon, a, b, w, u, node) : Outcome::kNoMemory;
         }
@@ -416,7 +416,7 @@ class Simplifier {
         bool is_any_allowed = false;
         for (int k = 1; k < std::max(di, dj); ++k) {
             across += slope;
-            if (std::floor(across) != std::ceil(across)) continue;
+            if (across != static_cast<int>(across)) continue;
             const int whole = static_cast<int>(across);
             at = by_rows ? GridPlace{whole, low.j + k} : GridPlace{low.i + k, whole};
             if (!heights_.allows(at, low)) continue;
