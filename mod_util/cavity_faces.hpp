@@ -36,31 +36,36 @@ class CavityFaces {
         return true;
     }
 
-    bool toggle_all(const int *simplex) {
-        for (const auto &corners : kSimplexFaces<D>) {
-            Face<D> face;
-            for (std::size_t k = 0; k < D; ++k) face[k] = simplex[corners[k]];
-            if (!toggle(face)) return false;
+    // Starts anew, for so many simplices. False when there is no memory.
+    bool start(std::size_t nsimplices) {
+        const std::size_t most = nsimplices * kSimplexFaces<D>.size();
+        if (most > room_) {
+            room_ = 2 * most;
+            if (!entries_.reserve(room_) || !lowest_.reserve(room_) || !faces_.reserve(room_)) return false;
         }
+        entries_.clear();
+        lowest_.clear();
         return true;
     }
+    void add(const std::array<int, D + 1> &simplex) {
+        for (const auto &corners : kSimplexFaces<D>) {
+            Face<D> face;
+            for (std::size_t k = 0; k < D; ++k) face[k] = simplex[static_cast<std::size_t>(corners[k])];
+            toggle(face);
+        }
+    }
 
-    // The faces that are left, by ascending lowest vertex and along its chain; then starts anew. Valid until
-    // the next call. False when there is no memory.
-    bool take(const WorkingList<Face<D>> *&faces) {
+    // The faces that are left, by ascending lowest vertex and along its chain. Valid until the next start.
+    const WorkingList<Face<D>> &take() {
         faces_.clear();
         std::sort(lowest_.begin(), lowest_.end());
-        bool is_whole = true;
         for (const int vertex : lowest_) {
             // A vertex whose chain ran empty and was filled again is here twice.
             for (int e = heads_[vertex]; e >= 0; e = entries_[static_cast<std::size_t>(e)].next)
-                is_whole = is_whole && faces_.push(entries_[static_cast<std::size_t>(e)].face);
+                faces_.push_within(entries_[static_cast<std::size_t>(e)].face);
             heads_[vertex] = -1;
         }
-        lowest_.clear();
-        entries_.clear();
-        faces = &faces_;
-        return is_whole;
+        return faces_;
     }
 
   private:
@@ -84,28 +89,26 @@ class CavityFaces {
         return has_same_ends || (a[0] == b[D - 1] && a[D - 1] == b[0]);
     }
 
-    bool toggle(const Face<D> &given) {
+    void toggle(const Face<D> &given) {
         const Face<D> face = normalised(given);
         const int lowest = D == 2 ? std::min(face[0], face[1]) : face[1];
-        int *link = heads_.get() + lowest;
-        if (*link < 0 && !lowest_.push(lowest)) return false;
-        for (; *link >= 0; link = &entries_[static_cast<std::size_t>(*link)].next) {
+        int *const head = heads_.get() + lowest;
+        if (*head < 0) lowest_.push_within(lowest);
+        for (int *link = head; *link >= 0; link = &entries_[static_cast<std::size_t>(*link)].next) {
             const Entry &entry = entries_[static_cast<std::size_t>(*link)];
             if (!are_same(entry.face, face)) continue;
             *link = entry.next;
-            return true;
+            return;
         }
-        // The link to be set may move with the entries.
-        const int head = heads_[lowest];
-        if (!entries_.push({face, head})) return false;
-        heads_[lowest] = static_cast<int>(entries_.size()) - 1;
-        return true;
+        entries_.push_within({face, *head});
+        *head = static_cast<int>(entries_.size()) - 1;
     }
 
     Working<int> heads_;          // per vertex its chain's first entry, or -1
     WorkingList<int> lowest_;     // the vertices with a chain, some of which may be empty again
     WorkingList<Entry> entries_;  // of all faces that came, those that went too
     WorkingList<Face<D>> faces_;
+    std::size_t room_ = 0;
 };
 
 }  // namespace isofield::detail

@@ -149,7 +149,7 @@ class Tessellation {
 
   private:
     using Item = typename SimplexPool<D>::Item;
-    using Entry = typename SphereIndex<D>::Entry;
+    using Name = typename SphereIndex<D>::Name;
     struct Place {
         const Item *item;
         std::int64_t order;
@@ -229,23 +229,19 @@ class Tessellation {
         return add_to_index(id);
     }
 
-    bool is_current(const Entry &entry) const { return pool_[entry.id].stamp == entry.stamp; }
+    bool is_current(Name name) const { return pool_[name.id].stamp == name.stamp; }
     bool add_to_index(int id) {
         const Item &item = pool_[id];
-        return index_.add({item.sphere, id, item.stamp},
-                          [this](const Entry &entry) { return is_current(entry); });
+        return index_.add(item.sphere, {id, item.stamp}, [this](Name name) { return is_current(name); });
     }
 
     Insertion insert(int point) {
         if (!log_.step(vertices()[point][0]) || !find_bad(point)) return Insertion::kNoMemory;
-        for (const Bad &bad : bad_) {
-            if (!faces_.toggle_all(pool_[bad.id].vertices.data())) return Insertion::kNoMemory;
-        }
-        const WorkingList<Face<D>> *faces;
-        if (!faces_.take(faces)) return Insertion::kNoMemory;
+        if (!faces_.start(bad_.size())) return Insertion::kNoMemory;
+        for (const Bad &bad : bad_) faces_.add(pool_[bad.id].vertices);
 
         built_.clear();
-        for (const Face<D> &face : *faces) {
+        for (const Face<D> &face : faces_.take()) {
             Built built;
             std::copy(face.begin(), face.end(), built.vertices.begin());
             built.vertices[D] = point;
@@ -266,13 +262,12 @@ class Tessellation {
     bool find_bad(int point) {
         bad_.clear();
         bool is_whole = true;
-        index_.each_holding(vertices()[point], [&](const Entry &entry) {
-            if (!is_current(entry)) return false;
-            const std::int64_t order = pool_[entry.id].order;
-            const int made = static_cast<int>(order >> kTurnBits);
-            if (!log_.is_behind(entry.centre[0], std::sqrt(entry.r2), made))
-                is_whole = is_whole && bad_.push({order, entry.id});
-            return false;
+        index_.take_holding(vertices()[point], [&](Name name) {
+            if (!is_current(name)) return;
+            const Item &item = pool_[name.id];
+            const int made = static_cast<int>(item.order >> kTurnBits);
+            if (!log_.is_behind(item.sphere.centre[0], std::sqrt(item.sphere.r2), made))
+                is_whole = is_whole && bad_.push({item.order, name.id});
         });
         std::sort(bad_.begin(), bad_.end(), [](const Bad &a, const Bad &b) { return a.order < b.order; });
         return is_whole;

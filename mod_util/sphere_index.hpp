@@ -3,14 +3,14 @@
 #define ISOFIELD_MOD_UTIL_SPHERE_INDEX_HPP
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
-#include <limits>
-#include <memory>
-#include <new>
+#include <cstring>
 
 #include "output_array.hpp"
+#include "wide.hpp"
+#include "working_list.hpp"
 
 namespace isofield::detail {
 
@@ -19,8 +19,6 @@ struct Sphere {
     double centre[D];
     double r2;
 
-    // Strictly inside, by rounded sums: the one test on which all depends.
-    bool holds(const double *p) const { return distance2(p) < r2; }
     double distance2(const double *p) const {
         const double dx = p[0] - centre[0], dy = p[1] - centre[1];
         double sum = dx * dx + dy * dy;
@@ -32,17 +30,136 @@ struct Sphere {
     }
 };
 
-// Spheres in D dimensions with a number each, in cells across the first axis. There are levels of cells, each
-// twice as wide as those below: a sphere is on the lowest on which it covers no more than kSpan of them along
-// an axis. Every sphere round a point is thus in one of the cells in which the point is, one a level, and
-// only once.
+// Spheres with a number each, in columns: the components of the centres, the squared radii, the names.
 template <int D>
-class SphereIndex {
+class SphereTable {
   public:
-    struct Entry : Sphere<D> {
+    struct Name {
         int id;
         unsigned stamp;
     };
+
+    int count() const { return count_; }
+    int capacity() const { return capacity_; }
+    bool is_full() const { return count_ == capacity_; }
+
+    // False when there is no memory.
+    bool grow() {
+        const int capacity = std::max(4, 2 * capacity_);
+        Working<double> columns = allocate_working<double>((D + 2) * static_cast<std::size_t>(capacity));
+        if (!columns) return false;
+        for (int k = 0; k < D + 2; ++k) {
+            if (count_ > 0)
+                std::memcpy(columns.get() + k * std::ptrdiff_t{capacity}, column(k),
+                            static_cast<std::size_t>(count_) * sizeof(double));
+        }
+        std::free(columns_);
+        columns_ = columns.release();
+        capacity_ = capacity;
+        return true;
+    }
+    void free() { std::free(columns_); }
+
+    void push(const Sphere<D> &sphere, Name name) {
+        for (int d = 0; d < D; ++d) column(d)[count_] = sphere.centre[d];
+        column(D)[count_] = sphere.r2;
+        std::memcpy(column(D + 1) + count_, &name, sizeof name);
+        ++count_;
+    }
+    Name name(int e) const {
+        Name name;
+        std::memcpy(&name, column(D + 1) + e, sizeof name);
+        return name;
+    }
+    void remove(int e) {
+        --count_;
+        for (int k = 0; k < D + 2; ++k) column(k)[e] = column(k)[count_];
+    }
+
+    // Strictly inside, by rounded sums: the one test on which all depends.
+    bool holds(int e, const double *p) const { return distance2(e, p) < column(D)[e]; }
+
+    // Those that hold p, and those that are surely behind it along x, in ascending order. Returns how many.
+    int find(const double *p, int *found) const {
+        return has_wide_registers() ? find_wide(p, found) : find_in_blocks(p, found);
+    }
+
+  private:
+    static_assert(sizeof(Name) == sizeof(double));
+    static constexpr double kBehind = 1.0 + 1e-9;
+    static constexpr int kBlock = 8;
+    using Lanes = double __attribute__((vector_size(32)));
+    using Masks = long long __attribute__((vector_size(32)));
+
+    double *column(int k) const { return columns_ + k * std::ptrdiff_t{capacity_}; }
+
+    double distance2(int e, const double *p) const {
+        const double dx = p[0] - column(0)[e], dy = p[1] - column(1)[e];
+        double sum = dx * dx + dy * dy;
+        if constexpr (D == 3) {
+            const double dz = p[2] - column(2)[e];
+            sum += dz * dz;
+        }
+        return sum;
+    }
+    bool is_wanted(int e, const double *p) const {
+        const double dx = p[0] - column(0)[e];
+        return holds(e, p) || (dx > 0.0 && dx * dx > kBehind * column(D)[e]);
+    }
+
+    // The same of four at a time: whether any of eight is wanted.
+    ISOFIELD_INLINE bool is_any_wanted(int e, const double *p) const {
+        Masks any = {};
+        for (int half = 0; half < kBlock; half += 4) {
+            Lanes x, y, r2;
+            std::memcpy(&x, column(0) + e + half, sizeof x);
+            std::memcpy(&y, column(1) + e + half, sizeof y);
+            std::memcpy(&r2, column(D) + e + half, sizeof r2);
+            const Lanes dx = p[0] - x, dy = p[1] - y, dx2 = dx * dx;
+            Lanes sum = dx2 + dy * dy;
+            if constexpr (D == 3) {
+                Lanes z;
+                std::memcpy(&z, column(2) + e + half, sizeof z);
+                const Lanes dz = p[2] - z;
+                sum += dz * dz;
+            }
+            any |= (sum < r2) | ((dx > 0.0) & (dx2 > kBehind * r2));
+        }
+        return (any[0] | any[1] | any[2] | any[3]) != 0;
+    }
+    ISOFIELD_INLINE int find_in_blocks(const double *p, int *found) const {
+        int nfound = 0, e = 0;
+        for (; e + kBlock <= count_; e += kBlock) {
+            if (!is_any_wanted(e, p)) continue;
+            for (int k = e; k < e + kBlock; ++k) {
+                if (is_wanted(k, p)) found[nfound++] = k;
+            }
+        }
+        for (; e < count_; ++e) {
+            if (is_wanted(e, p)) found[nfound++] = e;
+        }
+        return nfound;
+    }
+    ISOFIELD_WIDE int find_wide(const double *p, int *found) const { return find_in_blocks(p, found); }
+
+    double *columns_;
+    int count_, capacity_;
+};
+
+// Spheres in D dimensions in cells across the first axis. There are levels of cells, each twice as wide as
+// those below: a sphere is on the lowest on which it covers no more than two of them along an axis. Every
+// sphere round a point is thus in one of the cells in which the point is, one a level, and only once.
+template <int D>
+class SphereIndex {
+  public:
+    using Name = typename SphereTable<D>::Name;
+
+    SphereIndex() = default;
+    SphereIndex(const SphereIndex &) = delete;
+    SphereIndex &operator=(const SphereIndex &) = delete;
+    ~SphereIndex() {
+        for (std::size_t c = 0; c < ncells_; ++c) cells_[c].free();
+    }
 
     // For so many points within bounds, which need not hold them all. False when there is no memory.
     bool create(int npoints, const double *lower, const double *upper) {
@@ -50,75 +167,63 @@ class SphereIndex {
         while (nlevels_ < kMaxLevels - 1 && (1 << nlevels_) < per_axis) ++nlevels_;
         const int ncells = 1 << nlevels_;
         ++nlevels_;
+        last_ = ncells - 1;
         for (int d = 0; d < kAxes; ++d) {
             lower_[d] = lower[d + 1];
             const double scale = ncells / (upper[d + 1] - lower[d + 1]);
             scale_[d] = std::isfinite(scale) ? scale : 0.0;
-            last_[d] = ncells - 1;
         }
         std::size_t total = 0;
         for (int level = 0; level < nlevels_; ++level) {
             first_[level] = total;
             total += std::size_t{1} << (kAxes * (nlevels_ - 1 - level));
         }
-        cells_ = allocate_cleared<Cell>(total);
-        count_ = cells_ ? total : 0;
-        return cells_ != nullptr;
-    }
-    SphereIndex() = default;
-    SphereIndex(const SphereIndex &) = delete;
-    SphereIndex &operator=(const SphereIndex &) = delete;
-    ~SphereIndex() {
-        for (std::size_t c = 0; c < count_; ++c) std::free(cells_[c].entries);
+        cells_ = allocate_cleared<SphereTable<D>>(total);
+        ncells_ = cells_ ? total : 0;
+        return cells_ && found_.reserve(kFirstFound);
     }
 
-    // is_current(entry) tells which of the entries of a full cell are to be kept. False when there is no memory.
+    // is_current(name) tells which of the spheres in a full cell are to be kept. False when there is no memory.
     template <class Test>
-    bool add(const Entry &entry, Test &&is_current) {
-        int low[kAxes], high[kAxes];
+    bool add(const Sphere<D> &sphere, Name name, Test &&is_current) {
+        int low[2] = {}, high[2] = {};
         int level = 0;
-        const double radius = std::sqrt(entry.r2);
+        const double radius = std::sqrt(sphere.r2);
         for (int d = 0; d < kAxes; ++d) {
             // Wider than the sphere by more than all rounding.
-            const double at = entry.centre[d + 1];
+            const double at = sphere.centre[d + 1];
             const double reach = radius + kRounding * (radius + std::fabs(at));
             low[d] = cell_along(d, at - reach, 0);
-            high[d] = cell_along(d, at + reach, last_[d]);
-            while ((high[d] >> level) - (low[d] >> level) >= kSpan) ++level;
+            high[d] = cell_along(d, at + reach, last_);
+            level = std::max(level,
+                             static_cast<int>(std::bit_width(static_cast<unsigned>(high[d] - low[d]))) - 1);
+            if ((high[d] >> level) - (low[d] >> level) > 1) ++level;
         }
-        if constexpr (kAxes == 1) {
+        // Where there are only two cells along an axis the one above them serves as well.
+        const bool is_wide = level == nlevels_ - 2;
+        for (int d = 0; d < kAxes && is_wide && level < nlevels_ - 1; ++d) {
+            if (low[d] >> level != high[d] >> level) ++level;
+        }
+        for (int j = low[1] >> level; j <= high[1] >> level; ++j) {
             for (int i = low[0] >> level; i <= high[0] >> level; ++i) {
-                if (!push(cell(level, i, 0), entry, is_current)) return false;
-            }
-        } else {
-            for (int j = low[1] >> level; j <= high[1] >> level; ++j) {
-                for (int i = low[0] >> level; i <= high[0] >> level; ++i) {
-                    if (!push(cell(level, i, j), entry, is_current)) return false;
-                }
+                if (!push(cell(level, i, j), sphere, name, is_current)) return false;
             }
         }
         return true;
     }
 
-    // Calls found(entry) for the spheres that hold p, until that returns false for "give this entry up".
-    // Entries that lie behind p along x are given up on the way.
+    // Calls found(name) for the spheres that hold p, and gives them up. So are those that lie behind p along
+    // x.
     template <class Found>
-    void each_holding(const double *p, Found &&found) {
+    void take_holding(const double *p, Found &&found) {
         const int i = cell_along(0, p[1], 0);
-        int j = 0;
-        if constexpr (kAxes == 2) j = cell_along(1, p[2], 0);
+        const int j = kAxes == 2 ? cell_along(kAxes - 1, p[kAxes], 0) : 0;
         for (int level = 0; level < nlevels_; ++level) {
-            Cell &at = cell(level, i >> level, j >> level);
-            for (int e = 0; e < at.count;) {
-                const Entry &entry = at.entries[e];
-                const double dx = p[0] - entry.centre[0];
-                const bool stays =
-                    entry.holds(p) ? found(entry) : !(dx > 0.0 && dx * dx > kBehind * entry.r2);
-                if (stays) {
-                    ++e;
-                } else {
-                    at.entries[e] = at.entries[--at.count];
-                }
+            SphereTable<D> &at = cell(level, i >> level, j >> level);
+            for (int k = at.find(p, found_.data()) - 1; k >= 0; --k) {
+                const int e = found_[static_cast<std::size_t>(k)];
+                if (at.holds(e, p)) found(at.name(e));
+                at.remove(e);
             }
         }
     }
@@ -126,54 +231,42 @@ class SphereIndex {
   private:
     static constexpr int kAxes = D - 1;
     static constexpr int kMaxLevels = D == 2 ? 16 : 10;
-    static constexpr int kSpan = 2;
+    static constexpr std::size_t kFirstFound = 64;
     static constexpr double kPointsPerCell = 1.5;
     static constexpr double kRounding = 1e-9;
-    static constexpr double kBehind = 1.0 + 1e-9;
-
-    struct Cell {
-        Entry *entries;
-        int count, capacity;
-    };
 
     // What lies outside belongs to the cells at the ends. `unknown` is for NaN.
     int cell_along(int d, double at, int unknown) const {
         const double t = (at - lower_[d]) * scale_[d];
-        if (t >= 0.0) return t < last_[d] ? static_cast<int>(t) : last_[d];
+        if (t >= 0.0) return t < last_ ? static_cast<int>(t) : last_;
         return t < 0.0 ? 0 : unknown;
     }
-    Cell &cell(int level, int i, int j) {
+    SphereTable<D> &cell(int level, int i, int j) {
         return cells_[first_[level] + static_cast<std::size_t>(i) +
                       (static_cast<std::size_t>(j) << (nlevels_ - 1 - level))];
     }
 
-    static bool grow(Cell &cell) {
-        const int capacity = std::max(4, 2 * cell.capacity);
-        void *const grown = std::realloc(cell.entries, static_cast<std::size_t>(capacity) * sizeof(Entry));
-        if (!grown) return false;
-        cell.entries = static_cast<Entry *>(grown);
-        cell.capacity = capacity;
-        return true;
-    }
     // A full cell grows when most of it has to stay.
     template <class Test>
-    static bool push(Cell &cell, const Entry &entry, Test &&is_current) {
-        if (cell.count == cell.capacity) {
-            Entry *const end = std::remove_if(cell.entries, cell.entries + cell.count,
-                                              [&](const Entry &old) { return !is_current(old); });
-            cell.count = static_cast<int>(end - cell.entries);
-            if (4 * cell.count >= 3 * cell.capacity && !grow(cell)) return false;
+    bool push(SphereTable<D> &cell, const Sphere<D> &sphere, Name name, Test &&is_current) {
+        if (cell.is_full()) {
+            for (int e = cell.count() - 1; e >= 0; --e) {
+                if (!is_current(cell.name(e))) cell.remove(e);
+            }
+            if (4 * cell.count() >= 3 * cell.capacity() && !cell.grow()) return false;
+            if (!found_.reserve(static_cast<std::size_t>(cell.capacity()))) return false;
         }
-        cell.entries[cell.count++] = entry;
+        cell.push(sphere, name);
         return true;
     }
 
-    Working<Cell> cells_;  // level after level, from the finest
-    std::size_t count_ = 0;
+    Working<SphereTable<D>> cells_;  // level after level, from the finest
+    std::size_t ncells_ = 0;
     std::size_t first_[kMaxLevels] = {};
     int nlevels_ = 0;
     double lower_[kAxes] = {}, scale_[kAxes] = {};
-    int last_[kAxes] = {};
+    int last_ = 0;  // cell along an axis, on the finest level
+    WorkingList<int> found_;
 };
 
 }  // namespace isofield::detail

@@ -29,10 +29,13 @@ class WorkingList {
     }
     // By value: the item may be one of the list's own.
     bool push(T item) {
-        if (size_ == capacity_ && !reserve(std::max<std::size_t>(2 * capacity_, kFirst))) return false;
+        if (size_ == capacity_ && !reserve(std::max<std::size_t>(2 * capacity_, kFirst))) [[unlikely]]
+            return false;
         items_[size_++] = item;
         return true;
     }
+    // Where there is room.
+    void push_within(const T &item) { items_[size_++] = item; }
     void pop() { --size_; }
     void clear() { size_ = 0; }
 
