@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "output_array.hpp"
+#include "sort_few.hpp"
 #include "working_list.hpp"
 
 namespace isofield::detail {
@@ -41,7 +42,8 @@ class CavityFaces {
         const std::size_t most = nsimplices * kSimplexFaces<D>.size();
         if (most > room_) {
             room_ = 2 * most;
-            if (!entries_.reserve(room_) || !lowest_.reserve(room_) || !faces_.reserve(room_)) return false;
+            if (!entries_.reserve(room_) || !lowest_.reserve(room_ + 1) || !faces_.reserve(room_))
+                return false;
         }
         entries_.clear();
         lowest_.clear();
@@ -58,7 +60,7 @@ class CavityFaces {
     // The faces that are left, by ascending lowest vertex and along its chain. Valid until the next start.
     const WorkingList<Face<D>> &take() {
         faces_.clear();
-        std::sort(lowest_.begin(), lowest_.end());
+        sort_few(lowest_.data(), lowest_.size(), [](int a, int b) { return a < b; });
         for (const int vertex : lowest_) {
             // A vertex whose chain ran empty and was filled again is here twice.
             for (int e = heads_[vertex]; e >= 0; e = entries_[static_cast<std::size_t>(e)].next)
@@ -85,15 +87,16 @@ class CavityFaces {
         }
     }
     static bool are_same(const Face<D> &a, const Face<D> &b) {
-        const bool has_same_ends = a[0] == b[0] && a[D - 1] == b[D - 1];
-        return has_same_ends || (a[0] == b[D - 1] && a[D - 1] == b[0]);
+        // Without branches, which could not be foreseen.
+        const bool has_same_ends = (a[0] == b[0]) & (a[D - 1] == b[D - 1]);
+        return has_same_ends | ((a[0] == b[D - 1]) & (a[D - 1] == b[0]));
     }
 
     void toggle(const Face<D> &given) {
         const Face<D> face = normalised(given);
         const int lowest = D == 2 ? std::min(face[0], face[1]) : face[1];
         int *const head = heads_.get() + lowest;
-        if (*head < 0) lowest_.push_within(lowest);
+        lowest_.push_within_if(*head < 0, lowest);
         for (int *link = head; *link >= 0; link = &entries_[static_cast<std::size_t>(*link)].next) {
             const Entry &entry = entries_[static_cast<std::size_t>(*link)];
             if (!are_same(entry.face, face)) continue;

@@ -15,6 +15,7 @@
 #include "cavity_faces.hpp"
 #include "output_array.hpp"
 #include "progress.hpp"
+#include "sort_few.hpp"
 #include "sphere_index.hpp"
 #include "sweep_log.hpp"
 #include "working_list.hpp"
@@ -269,7 +270,7 @@ class Tessellation {
             if (!log_.is_behind(item.sphere.centre[0], std::sqrt(item.sphere.r2), made))
                 is_whole = is_whole && bad_.push({item.order, name.id});
         });
-        std::sort(bad_.begin(), bad_.end(), [](const Bad &a, const Bad &b) { return a.order < b.order; });
+        sort_few(bad_.data(), bad_.size(), [](const Bad &a, const Bad &b) { return a.order < b.order; });
         return is_whole;
     }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 
 #include "output_array.hpp"
 #include "wide.hpp"
@@ -45,9 +46,11 @@ class SphereTable {
 
     // False when there is no memory.
     bool grow() {
-        const int capacity = std::max(4, 2 * capacity_);
+        const int capacity = std::max(kBlock, 2 * capacity_);
         Working<double> columns = allocate_working<double>((D + 2) * static_cast<std::size_t>(capacity));
         if (!columns) return false;
+        // Blocks are looked at whole: NaN stands where there is no sphere.
+        std::fill_n(columns.get(), (D + 2) * std::ptrdiff_t{capacity}, kNone);
         for (int k = 0; k < D + 2; ++k) {
             if (count_ > 0)
                 std::memcpy(columns.get() + k * std::ptrdiff_t{capacity}, column(k),
@@ -74,6 +77,7 @@ class SphereTable {
     void remove(int e) {
         --count_;
         for (int k = 0; k < D + 2; ++k) column(k)[e] = column(k)[count_];
+        column(D)[count_] = kNone;
     }
 
     // Strictly inside, by rounded sums: the one test on which all depends.
@@ -87,6 +91,7 @@ class SphereTable {
   private:
     static_assert(sizeof(Name) == sizeof(double));
     static constexpr double kBehind = 1.0 + 1e-9;
+    static constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
     static constexpr int kBlock = 8;
     using Lanes = double __attribute__((vector_size(32)));
     using Masks = long long __attribute__((vector_size(32)));
@@ -102,9 +107,10 @@ class SphereTable {
         }
         return sum;
     }
-    bool is_wanted(int e, const double *p) const {
+    int is_wanted(int e, const double *p) const {
         const double dx = p[0] - column(0)[e];
-        return holds(e, p) || (dx > 0.0 && dx * dx > kBehind * column(D)[e]);
+        const double r2 = column(D)[e];
+        return (distance2(e, p) < r2) | ((dx > 0.0) & (dx * dx > kBehind * r2));
     }
 
     // The same of four at a time: whether any of eight is wanted.
@@ -128,15 +134,13 @@ class SphereTable {
         return (any[0] | any[1] | any[2] | any[3]) != 0;
     }
     ISOFIELD_INLINE int find_in_blocks(const double *p, int *found) const {
-        int nfound = 0, e = 0;
-        for (; e + kBlock <= count_; e += kBlock) {
+        int nfound = 0;
+        for (int e = 0; e < count_; e += kBlock) {
             if (!is_any_wanted(e, p)) continue;
             for (int k = e; k < e + kBlock; ++k) {
-                if (is_wanted(k, p)) found[nfound++] = k;
+                found[nfound] = k;
+                nfound += is_wanted(k, p);
             }
-        }
-        for (; e < count_; ++e) {
-            if (is_wanted(e, p)) found[nfound++] = e;
         }
         return nfound;
     }
@@ -254,7 +258,7 @@ class SphereIndex {
                 if (!is_current(cell.name(e))) cell.remove(e);
             }
             if (4 * cell.count() >= 3 * cell.capacity() && !cell.grow()) return false;
-            if (!found_.reserve(static_cast<std::size_t>(cell.capacity()))) return false;
+            if (!found_.reserve(static_cast<std::size_t>(cell.capacity()) + 1)) return false;
         }
         cell.push(sphere, name);
         return true;

@@ -36,6 +36,11 @@ class WorkingList {
     }
     // Where there is room.
     void push_within(const T &item) { items_[size_++] = item; }
+    // Where there is room even if not: without a branch.
+    void push_within_if(bool wanted, const T &item) {
+        items_[size_] = item;
+        size_ += wanted;
+    }
     void pop() { --size_; }
     void clear() { size_ = 0; }
 
