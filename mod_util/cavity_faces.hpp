@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 #include "output_array.hpp"
 #include "sort_few.hpp"
@@ -25,7 +26,9 @@ constexpr auto kSimplexFaces = [] {
 template <int D>
 using Face = std::array<int, D>;  // vertices
 
-// Faces stand in chains by their lowest vertex, the newest first. One that comes a second time goes.
+// The order of what is left is that of a table which takes the simplices by ascending order: by the face's
+// lowest vertex, and at one vertex the last that came first. A face that comes a second time goes, and may come
+// again.
 template <int D>
 class CavityFaces {
   public:
@@ -42,38 +45,48 @@ class CavityFaces {
         const std::size_t most = nsimplices * kSimplexFaces<D>.size();
         if (most > room_) {
             room_ = 2 * most;
-            if (!entries_.reserve(room_) || !lowest_.reserve(room_ + 1) || !faces_.reserve(room_))
-                return false;
+            if (!entries_.reserve(room_) || !left_.reserve(room_ + 1)) return false;
         }
         entries_.clear();
-        lowest_.clear();
         return true;
     }
-    void add(const std::array<int, D + 1> &simplex) {
-        for (const auto &corners : kSimplexFaces<D>) {
+    // In any sequence; `order` is what counts.
+    void add(const std::array<int, D + 1> &simplex, std::int64_t order) {
+        for (std::size_t f = 0; f < kSimplexFaces<D>.size(); ++f) {
             Face<D> face;
-            for (std::size_t k = 0; k < D; ++k) face[k] = simplex[static_cast<std::size_t>(corners[k])];
-            toggle(face);
+            for (std::size_t k = 0; k < D; ++k)
+                face[k] = simplex[static_cast<std::size_t>(kSimplexFaces<D>[f][k])];
+            toggle(normalised(face), order * kRows + static_cast<std::int64_t>(f));
         }
     }
 
-    // The faces that are left, by ascending lowest vertex and along its chain. Valid until the next start.
-    const WorkingList<Face<D>> &take() {
-        faces_.clear();
-        sort_few(lowest_.data(), lowest_.size(), [](int a, int b) { return a < b; });
-        for (const int vertex : lowest_) {
-            // A vertex whose chain ran empty and was filled again is here twice.
-            for (int e = heads_[vertex]; e >= 0; e = entries_[static_cast<std::size_t>(e)].next)
-                faces_.push_within(entries_[static_cast<std::size_t>(e)].face);
-            heads_[vertex] = -1;
+    struct Left {
+        Face<D> face;
+        int lowest;
+        std::int64_t order;
+    };
+    // The faces that are left. Valid until the next start.
+    const WorkingList<Left> &take() {
+        left_.clear();
+        for (const Entry &entry : entries_) {
+            const int lowest = lowest_of(entry.face);
+            heads_[lowest] = -1;
+            left_.push_within_if(entry.is_odd, {entry.face, lowest, entry.order});
         }
-        return faces_;
+        sort_few(left_.data(), left_.size(), [](const Left &a, const Left &b) {
+            return (a.lowest < b.lowest) | ((a.lowest == b.lowest) & (a.order > b.order));
+        });
+        return left_;
     }
 
   private:
+    static constexpr int kRows = 4;  // more than a simplex has faces, or as many
+
     struct Entry {
-        Face<D> face;
-        int next;  // -1 ends a chain
+        Face<D> face;  // as it came last
+        std::int64_t order;
+        int next;  // at its lowest vertex; -1 ends a chain
+        bool is_odd;
     };
 
     // In 3D the lowest vertex goes to the middle, which keeps the face's turn.
@@ -86,31 +99,32 @@ class CavityFaces {
             return a < c ? Face<D>{c, a, b} : Face<D>{b, c, a};
         }
     }
+    static int lowest_of(const Face<D> &face) { return D == 2 ? std::min(face[0], face[1]) : face[1]; }
     static bool are_same(const Face<D> &a, const Face<D> &b) {
         // Without branches, which could not be foreseen.
         const bool has_same_ends = (a[0] == b[0]) & (a[D - 1] == b[D - 1]);
         return has_same_ends | ((a[0] == b[D - 1]) & (a[D - 1] == b[0]));
     }
 
-    void toggle(const Face<D> &given) {
-        const Face<D> face = normalised(given);
-        const int lowest = D == 2 ? std::min(face[0], face[1]) : face[1];
-        int *const head = heads_.get() + lowest;
-        lowest_.push_within_if(*head < 0, lowest);
-        for (int *link = head; *link >= 0; link = &entries_[static_cast<std::size_t>(*link)].next) {
-            const Entry &entry = entries_[static_cast<std::size_t>(*link)];
+    void toggle(const Face<D> &face, std::int64_t order) {
+        int &head = heads_[lowest_of(face)];
+        for (int e = head; e >= 0; e = entries_[static_cast<std::size_t>(e)].next) {
+            Entry &entry = entries_[static_cast<std::size_t>(e)];
             if (!are_same(entry.face, face)) continue;
-            *link = entry.next;
+            entry.is_odd = !entry.is_odd;
+            if (order > entry.order) {
+                entry.order = order;
+                entry.face = face;
+            }
             return;
         }
-        entries_.push_within({face, *head});
-        *head = static_cast<int>(entries_.size()) - 1;
+        entries_.push_within({face, order, head, true});
+        head = static_cast<int>(entries_.size()) - 1;
     }
 
-    Working<int> heads_;          // per vertex its chain's first entry, or -1
-    WorkingList<int> lowest_;     // the vertices with a chain, some of which may be empty again
-    WorkingList<Entry> entries_;  // of all faces that came, those that went too
-    WorkingList<Face<D>> faces_;
+    Working<int> heads_;  // per vertex its chain's first entry, or -1
+    WorkingList<Entry> entries_;
+    WorkingList<Left> left_;
     std::size_t room_ = 0;
 };
 

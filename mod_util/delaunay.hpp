@@ -15,7 +15,7 @@
 #include "cavity_faces.hpp"
 #include "output_array.hpp"
 #include "progress.hpp"
-#include "sort_few.hpp"
+#include "radix_sort.hpp"
 #include "sphere_index.hpp"
 #include "sweep_log.hpp"
 #include "working_list.hpp"
@@ -161,7 +161,7 @@ class Tessellation {
         Sphere<D> sphere;
     };
 
-    static constexpr int kTurnBits = 32;
+    static constexpr int kTurnBits = 28;
     static constexpr int kAttempts = 5;
     static constexpr int kMoves = 6;
 
@@ -174,16 +174,9 @@ class Tessellation {
 
     // The order of the points, and where they are.
     bool sort() {
-        sorted_ = allocate_working<int>(static_cast<std::size_t>(npoints_));
-        if (!sorted_) return false;
-        std::iota(sorted_.get(), sorted_.get() + npoints_, 0);
         const Vertices<D> at = vertices();
-        std::sort(sorted_.get(), sorted_.get() + npoints_, [=](int a, int b) {
-            const double xa = at[a][0], xb = at[b][0];
-            if (xa < xb || xb < xa) return xa < xb;
-            const bool is_nan_a = std::isnan(xa), is_nan_b = std::isnan(xb);
-            return is_nan_a != is_nan_b ? is_nan_b : a < b;
-        });
+        sorted_ = sort_by_float(npoints_, [=](int i) { return static_cast<float>(at[i][0]); });
+        if (!sorted_) return false;
         double lower[D], upper[D];
         std::fill_n(lower, D, std::numeric_limits<double>::infinity());
         std::fill_n(upper, D, -std::numeric_limits<double>::infinity());
@@ -239,12 +232,12 @@ class Tessellation {
     Insertion insert(int point) {
         if (!log_.step(vertices()[point][0]) || !find_bad(point)) return Insertion::kNoMemory;
         if (!faces_.start(bad_.size())) return Insertion::kNoMemory;
-        for (const Bad &bad : bad_) faces_.add(pool_[bad.id].vertices);
+        for (const Bad &bad : bad_) faces_.add(pool_[bad.id].vertices, bad.order);
 
         built_.clear();
-        for (const Face<D> &face : faces_.take()) {
+        for (const auto &left : faces_.take()) {
             Built built;
-            std::copy(face.begin(), face.end(), built.vertices.begin());
+            std::copy(left.face.begin(), left.face.end(), built.vertices.begin());
             built.vertices[D] = point;
             if (!build(built)) return put_back_bad();
             if (!built_.push(built)) return Insertion::kNoMemory;
@@ -259,7 +252,7 @@ class Tessellation {
         return Insertion::kDone;
     }
 
-    // The active simplices whose sphere holds the point, by ascending order. They leave the index.
+    // The active simplices whose sphere holds the point. They leave the index.
     bool find_bad(int point) {
         bad_.clear();
         bool is_whole = true;
@@ -270,11 +263,11 @@ class Tessellation {
             if (!log_.is_behind(item.sphere.centre[0], std::sqrt(item.sphere.r2), made))
                 is_whole = is_whole && bad_.push({item.order, name.id});
         });
-        sort_few(bad_.data(), bad_.size(), [](const Bad &a, const Bad &b) { return a.order < b.order; });
         return is_whole;
     }
 
     Insertion put_back_bad() {
+        std::sort(bad_.begin(), bad_.end(), [](const Bad &a, const Bad &b) { return a.order < b.order; });
         for (std::size_t i = 0; i < bad_.size(); ++i) {
             Item &item = pool_[bad_[i].id];
             item.order = order_of(i);
