@@ -56,5 +56,8 @@ std::vector<bench::Case> slice_cases();
 std::vector<bench::Case> scatter_cases();
 std::vector<bench::Case> array_cases();
 std::vector<bench::Case> fit_cases();
+std::vector<bench::Case> triangulation_cases();
+std::vector<bench::Case> boundary_cases();
+std::vector<bench::Case> height_cases();
 
 #endif

@@ -28,9 +28,10 @@ int main(int argc, char **argv) {
         }
     }
     std::vector<bench::Case> cases;
-    for (const auto family : {isosurface_cases, cell_cases, isoline_cases, cut_cases, band_cases, probe_cases,
-                              integral_cases, derivative_cases, threshold_cases, streamline_cases,
-                              glyph_cases, trace_cases, slice_cases, scatter_cases, array_cases, fit_cases}) {
+    for (const auto family :
+         {isosurface_cases, cell_cases, isoline_cases, cut_cases, band_cases, probe_cases, integral_cases,
+          derivative_cases, threshold_cases, streamline_cases, glyph_cases, trace_cases, slice_cases,
+          scatter_cases, array_cases, fit_cases, triangulation_cases, boundary_cases, height_cases}) {
         for (bench::Case &each : family()) cases.push_back(std::move(each));
     }
     return bench::run(cases, options);

@@ -51,6 +51,17 @@
 //     isofield::Fit trend = isofield::fit_polynomial(years, levels, 2);  // trend.polynomial(2030)
 //     isofield::Scattered map = isofield::scatter(stations, warmth, {{120, 60}, {-130, 20}, {-60, 55}});
 //
+// Making meshes: triangulations of points, the skin and the edges of meshes, few triangles in place of many
+// heights, and strips between outlines:
+//
+//     isofield::Triangulation map = isofield::delaunay_2d(stations);        // n x 3; map.triangles
+//     isofield::Tetrahedralization body = isofield::delaunay_3d(stations);  // body.tetrahedra
+//     isofield::Submesh skin = part.external_faces();                       // skin.sets(), skin.cells()
+//     std::vector<float> on_skin = skin.carry(temperature);
+//     isofield::FeatureEdges creases = isofield::Mesh::of(skin).feature_edges(0.5);  // creases.lines
+//     isofield::HeightMesh hills = isofield::simplify_heights(elevation, {{601, 401}, {0, 0}, {6, 4}}, 0.5);
+//     std::vector<isofield::Triangle> strip = isofield::loft(lower_outline, upper_outline);
+//
 // While a call of this front runs, its reports are not written to standard error: they stand in the
 // exception. A program's error handler still gets them.
 #ifndef ISOFIELD_HPP
@@ -58,13 +69,17 @@
 
 #include "isofield.h"
 #include "isofield_array.hpp"
+#include "isofield_boundary.hpp"
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
+#include "isofield_delaunay.hpp"
 #include "isofield_derivative.hpp"
 #include "isofield_fit.hpp"
 #include "isofield_glyph.hpp"
+#include "isofield_heights.hpp"
 #include "isofield_integral.hpp"
 #include "isofield_locator.hpp"
+#include "isofield_loft.hpp"
 #include "isofield_mesh.hpp"
 #include "isofield_part.hpp"
 #include "isofield_scatter.hpp"

@@ -4,6 +4,7 @@
 #define ISOFIELD_DATA_HPP
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <climits>
@@ -264,6 +265,15 @@ template <class T>
 std::string value_text(T value) {
     char text[32];
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+using Vector = std::array<double, 3>;
+
+inline Vector cross(const Vector &a, const Vector &b) {
+    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+inline double dot(const Vector &a, const Vector &b) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 
 inline void check_rows(const DataView &data, std::size_t rows, const char *elements) {

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <numbers>
 #include <numeric>
 #include <optional>
 #include <span>
@@ -20,6 +21,7 @@
 #include <vector>
 
 #include "isofield.h"
+#include "isofield_boundary.hpp"
 #include "isofield_data.hpp"
 #include "isofield_default_host.h"
 #include "isofield_derivative.hpp"
@@ -200,6 +202,30 @@ class Mesh {
         const front::Call call(&options.progress);
         front::check_rows(data, static_cast<std::size_t>(mesh_->nnodes), "nodes");
         return front::SubmeshMaker(*mesh_, call, front::missing_rows(data, options.null_value)).make();
+    }
+
+    // The skin of the volume cells: the faces that one cell has, with their nodes alone, as tri_1, quad_1,
+    // tri_2 and quad_2; their normals point out of their cells. Cells of different sets share a face when
+    // they have its corners. Throws BadInput, Interrupted or Error.
+    Submesh external_faces(const Progress &progress = {}) const {
+        const front::Call call(&progress);
+        return front::SkinMaker(*mesh_, call).make();
+    }
+
+    // The edges of all surface and volume cells, each once, the lower node first, ascending. They run from
+    // corner to corner: midside nodes have none. Throws Interrupted or Error.
+    std::vector<Line> edges(const Progress &progress = {}) const {
+        const front::Call call(&progress);
+        return front::EdgeMaker(*mesh_, call).make(true);
+    }
+
+    // The edges of the surface cells that one of them has, or more than two, and those at which two meet at
+    // `angle` (radians between their normals) or more, however they are wound; from pi on there are none of
+    // the last kind. Of a volume mesh: Mesh::of(skin).feature_edges(), skin being its external_faces().
+    // Throws BadInput, Interrupted or Error.
+    FeatureEdges feature_edges(double angle = std::numbers::pi, const Progress &progress = {}) const {
+        const front::Call call(&progress);
+        return front::FeatureFinder(*mesh_, call, angle).find();
     }
 
     // Derivatives of node data at the nodes, along x, y and z. On surfaces, which are cells and grids of 2

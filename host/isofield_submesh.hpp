@@ -1,4 +1,4 @@
-// Part of isofield.hpp: meshes without the nodes that hold no data.
+// Part of isofield.hpp: meshes without the nodes that hold no data, and other meshes of some nodes of one.
 #ifndef ISOFIELD_SUBMESH_HPP
 #define ISOFIELD_SUBMESH_HPP
 
@@ -25,7 +25,8 @@ class SubmeshMaker;
 }  // namespace front
 
 // What Mesh::without_nulls makes: the nodes that hold data, and the cells whose nodes all do, whole, of every
-// cell type. Nodes stay that no cell has any more. Owns its arrays; outlives its mesh. Moves, does not copy.
+// cell type. Nodes stay that no cell has any more. And what Mesh::external_faces makes: faces, with their
+// nodes alone. Owns its arrays; outlives its mesh. Moves, does not copy.
 //
 // A submesh is a mesh again: Mesh::of(submesh).
 class Submesh {
@@ -37,11 +38,11 @@ class Submesh {
     std::span<const int> nodes() const { return nodes_; }  // per row its node of the mesh, in mesh order
     std::span<const float> points() const { return points_.view(); }  // nnodes x 3, missing components 0
 
-    // One set for each cell set of the mesh that keeps cells; rows into points(). Grids have cells of type
-    // line_1, quad_1 or hex_1; volumes are positive where i, j, k are right-handed.
+    // One set for each cell set of the mesh that keeps cells, or for each type of face; rows into points().
+    // Grids have cells of type line_1, quad_1 or hex_1; volumes are positive where i, j, k are right-handed.
     const std::vector<CellSet> &sets() const { return sets_; }
-    // Per cell, one set after the other, its number in the mesh: the packed number on grids, the global cell
-    // id on cell sets.
+    // Per cell, one set after the other, its number in the mesh, or that of the cell that has the face: the
+    // packed number on grids, the global cell id on cell sets.
     std::span<const int> cells() const { return cells_; }
 
     // The rows at nodes() of node data of the mesh: nnodes() x components, of T or, in the last form, of
@@ -110,6 +111,39 @@ inline const char *cell_type(int ndim, int nnodes) {
 // Makes one submesh.
 class SubmeshMaker {
   public:
+    // Cells of one type by the mesh's nodes, and what cells() tells of them.
+    struct Cells {
+        const char *type;
+        std::vector<int> connect, cells;
+    };
+
+    // The submesh of these cells and their nodes alone. Types without cells have no set.
+    static Submesh assemble(MeshInfo &mesh, const Call &call, std::span<const Cells> types) {
+        Submesh made;
+        made.mesh_nnodes_ = static_cast<std::size_t>(mesh.nnodes);
+        made.mesh_ncells_ = static_cast<std::size_t>(mesh.ncells);
+        std::vector<int> rows(made.mesh_nnodes_, -1);
+        for (const Cells &type : types)
+            for (const int node : type.connect) rows[static_cast<std::size_t>(node)] = 0;
+        for (int node = 0; node < mesh.nnodes; ++node) {
+            int &row = rows[static_cast<std::size_t>(node)];
+            if (row < 0) continue;
+            row = static_cast<int>(made.nodes_.size());
+            made.nodes_.push_back(node);
+        }
+        for (const Cells &type : types) {
+            if (type.cells.empty()) continue;
+            Array<int> &connect = made.connect_.emplace_back(Array<int>::make(type.connect.size()));
+            std::ranges::transform(type.connect, connect.data(),
+                                   [&](int node) { return rows[static_cast<std::size_t>(node)]; });
+            made.sets_.push_back({type.type, connect.view()});
+            made.cells_.insert(made.cells_.end(), type.cells.begin(), type.cells.end());
+        }
+        made.points_ = Array<float>::make(3 * made.nnodes());
+        NodeCoords(mesh, call).gather(made.nodes_, made.points_.data());
+        return made;
+    }
+
     // missing: per node whether it is; may be empty when none is.
     SubmeshMaker(MeshInfo &mesh, const Call &call, std::vector<unsigned char> missing)
         : mesh_(mesh), call_(call), missing_(std::move(missing)) {

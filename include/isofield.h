@@ -2186,7 +2186,7 @@ ISOFIELD_API int UTILoptimize_surface(const int *dims, int nspace, const float *
  *   face_step   per face the entries that it has in face_nodes, at most 127
  *   face_nverts per face how many of these, from the first on, are its corners in cyclic order; the others
  *               are midside nodes
- * Polls every 257th cell. Result 1; 0 when stopped, when memory is short or when a node number is not below
+ * Polls every 257th cell. Result 1; 0 when stopped, when memory is short or when a corner is not below
  * nnodes. Without memory for the first tables the outputs stay as they were; in other failures they are
  * empty. */
 

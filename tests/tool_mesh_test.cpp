@@ -9,14 +9,14 @@ class ToolOnPoints : public ToolOnParts {
     void SetUp() override {
         ToolOnParts::SetUp();
         write_file("in.csv", "x,y,t\n0,0,1\n2,0,2\n2,2,3\n0,2,4\n0,0,9\n,1,5\n1,1,6\n");
-        write_file("a.csv", "0,0\n4,0\n4,4\n0,4\n0,0\n");
+        write_file("a.csv", "0,0\n4,0\n4,4\n0,4\n0,-1e-9\n");
     }
 };
 
 TEST_F(ToolOnPoints, TriangulatesTablesWithEqualAndMissingRows) {
     const Outcome told = make({"delaunay", "in.csv", "-o", "out.vtp", "--check", "--png", "map.png"});
     expect_told(told.out, {"7 points at 'x' 'y', values 't'", "4 triangles, 5 nodes, area 4,",
-                           "5 points used, 1 equal to an earlier one, 1 without all coordinates; every "
+                           "5 points used, 1 equal to an earlier one, 1 with a missing coordinate; every "
                            "circumcircle is empty\n"});
     expect_values("out.vtp", "t", {1, 2, 3, 4, 6}, "double");
     expect_values("out.vtp", "point_id", {0, 1, 2, 3, 6}, "int");
