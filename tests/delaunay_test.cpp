@@ -126,7 +126,7 @@ class Plain {
             const double *const p = at()[point];
             if (p[0] - item->sphere.centre[0] > std::sqrt(item->sphere.r2)) {
                 retired_.splice(retired_.begin(), active_, item);
-            } else if (item->sphere.holds(p)) {
+            } else if (item->sphere.distance2(p) < item->sphere.r2) {
                 bad.splice(bad.begin(), active_, item);
             }
         }
