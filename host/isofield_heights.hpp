@@ -6,7 +6,6 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -75,12 +74,13 @@ inline void check_heights(const DataView &heights, const HeightGrid &grid, doubl
 // Measures how far a grid's heights are from triangles, in units of the grid's steps.
 class HeightCheck {
   public:
-    HeightCheck(const DataView &heights, const HeightGrid &grid)
-        : grid_(grid), heights_(heights, {}), errors_(heights.rows(), kOutside) {}
+    using Place = std::array<double, 3>;  // along the axes, and the height
+
+    HeightCheck(const DataView &heights, const HeightGrid &grid, std::vector<Place> places)
+        : grid_(grid), heights_(heights, {}), errors_(heights.rows(), kOutside), places_(std::move(places)) {}
 
     // Turns the triangles that are clockwise.
     void measure(HeightMesh &mesh) {
-        place(mesh.points);
         double area = 0;
         for (Triangle &triangle : mesh.triangles) {
             double twice = twice_area(triangle);
@@ -90,10 +90,11 @@ class HeightCheck {
         }
         mesh.coverage = area / (grid_.dims[0] - 1.0) / (grid_.dims[1] - 1.0);
         double squares = 0, inside = 0;
-        for (const double error : errors_) {
+        for (std::size_t n = 0; n < errors_.size(); ++n) {
+            const double error = errors_[n], rounding = 1e-12 * std::abs(heights_.view()[n]);
             if (error == kOutside) continue;
             mesh.worst = std::max(mesh.worst, error);
-            mesh.above_tolerance += error > mesh.tolerance;
+            mesh.above_tolerance += error > mesh.tolerance + rounding;
             squares += error * error;
             ++inside;
         }
@@ -102,24 +103,6 @@ class HeightCheck {
 
   private:
     static constexpr double kOutside = -1, kRounding = 1e-9;
-
-    using Place = std::array<double, 3>;  // along the axes, and the height
-
-    // Points stand on grid nodes but for those that are put on an edge; rounded coordinates are put back.
-    void place(const std::vector<float> &points) {
-        places_.resize(points.size() / 3);
-        for (std::size_t d = 0; d < 2; ++d) {
-            const double lower = grid_.lower[d], upper = grid_.upper[d];
-            const double step = (upper - lower) / (grid_.dims[d] - 1);
-            const double rounding = 4 * double{std::numeric_limits<float>::epsilon()} *
-                                    std::max(std::abs(lower), std::abs(upper)) / step;
-            for (std::size_t i = 0; i < places_.size(); ++i) {
-                const double at = (points[3 * i + d] - lower) / step, node = std::round(at);
-                places_[i][d] = std::abs(at - node) <= rounding ? node : at;
-            }
-        }
-        for (std::size_t i = 0; i < places_.size(); ++i) places_[i][2] = double{points[3 * i + 2]};
-    }
 
     const Place &corner(const Triangle &triangle, std::size_t c) const {
         return places_[static_cast<std::size_t>(triangle[c % 3])];
@@ -171,36 +154,89 @@ class HeightCheck {
     std::vector<Place> places_;   // per point
 };
 
+// Heights above the plane that fits them best, in the grid's steps. Triangles are as far from one as from the
+// other, but the library's test of their rows is the better the nearer the heights are to 0. The plane's
+// coefficients are floats, so that heights in a plane of such are exactly 0.
+class LevelledHeights {
+  public:
+    LevelledHeights(const DataView &heights, const std::array<int, 2> &dims) : dims_(dims) {
+        const DoubleValues given(heights, {});
+        values_.assign(given.view().begin(), given.view().end());
+        double sum = 0, sums[2] = {};
+        each_node([&](std::size_t n, double i, double j) {
+            sum += values_[n];
+            sums[0] += (i - middle(0)) * values_[n];
+            sums[1] += (j - middle(1)) * values_[n];
+        });
+        const double count = static_cast<double>(values_.size());
+        for (std::size_t d = 0; d < 2; ++d) {
+            // The sum of (i - middle)^2 over all nodes.
+            const double squares = count * (double{1} * dims_[d] * dims_[d] - 1) / 12;
+            slope_[d] = static_cast<float>(sums[d] / squares);
+        }
+        base_ = static_cast<float>(sum / count - slope_[0] * middle(0) - slope_[1] * middle(1));
+        each_node([&](std::size_t n, double i, double j) { values_[n] -= plane(i, j); });
+    }
+
+    const double *data() const { return values_.data(); }
+    double plane(double i, double j) const { return base_ + slope_[0] * i + slope_[1] * j; }
+
+  private:
+    double middle(std::size_t d) const { return (dims_[d] - 1) / 2.0; }
+    template <class Function>
+    void each_node(Function &&f) const {
+        std::size_t n = 0;
+        for (int j = 0; j < dims_[1]; ++j) {
+            for (int i = 0; i < dims_[0]; ++i) f(n++, i, j);
+        }
+    }
+
+    std::array<int, 2> dims_;
+    std::vector<double> values_;
+    double slope_[2] = {}, base_ = 0;
+};
+
 }  // namespace front
 
 // Triangles of few nodes in place of a grid of heights, first axis fastest, which are to be within
 // `tolerance` of the nodes left out. That is a goal: the result tells how far it was reached, and how much of
-// the grid is covered; above 1 where rough heights made triangles fold over each other. See the chapter on
-// height grids in isofield.h. Throws BadInput, also for heights that are the null, NaN or infinite, or Error.
+// the grid is covered; above 1 where rough heights made triangles fold over each other. The library is given
+// the heights above the plane that fits them best. See the chapter on height grids in isofield.h. Throws
+// BadInput, also for heights that are the null, NaN or infinite, or Error.
 inline HeightMesh simplify_heights(const DataView &heights, const HeightGrid &grid, double tolerance,
                                    const std::optional<double> null_value = {}) {
     front::check_heights(heights, grid, tolerance, null_value);
-    const float corners[] = {grid.lower[0], grid.lower[1], 0, grid.upper[0], grid.upper[1], 0};
+    const front::LevelledHeights levelled(heights, grid.dims);
+    // In steps, which tell the nodes' places; the corners come back below.
+    const float corners[] = {0, 0, static_cast<float>(grid.dims[0] - 1),
+                             static_cast<float>(grid.dims[1] - 1)};
     int nnodes = 0, ntris = 0, *connect = nullptr;
     float *coords = nullptr;
     void *values = nullptr;
     const front::Call call;
     const int result =
-        UTILoptimize_surface(grid.dims.data(), 3, corners, static_cast<int>(heights.type()), heights.data(),
-                             tolerance, &nnodes, &coords, &ntris, &connect, &values);
-    const front::Array<float> points(coords, 3 * static_cast<std::size_t>(nnodes));
+        UTILoptimize_surface(grid.dims.data(), 2, corners, static_cast<int>(ElementType::kDouble),
+                             levelled.data(), tolerance, &nnodes, &coords, &ntris, &connect, &values);
+    const front::Array<float> places(coords, 2 * static_cast<std::size_t>(nnodes));
     const front::Array<int> triangles(connect, 3 * static_cast<std::size_t>(ntris));
-    const front::Array<signed char> bytes(static_cast<signed char *>(values), 0);
+    const front::Array<double> above(static_cast<double *>(values), static_cast<std::size_t>(nnodes));
     call.check(result, "simplify_heights");
     HeightMesh made;
     made.grid_nodes = heights.rows();
     made.tolerance = tolerance;
-    made.points.assign(points.view().begin(), points.view().end());
-    const front::FloatValues z(DataView(heights.type(), values, static_cast<std::size_t>(nnodes)), {});
-    for (std::size_t i = 0; i < z.view().size(); ++i) made.points[3 * i + 2] = z.view()[i];
+    std::vector<front::HeightCheck::Place> nodes;
+    for (std::size_t n = 0; n < above.size(); ++n) {
+        const double i = places.data()[2 * n], j = places.data()[2 * n + 1];
+        nodes.push_back({i, j, static_cast<float>(above.data()[n] + levelled.plane(i, j))});
+        for (std::size_t d = 0; d < 2; ++d) {
+            const double step = (double{grid.upper[d]} - grid.lower[d]) / (grid.dims[d] - 1);
+            made.points.push_back(static_cast<float>(grid.lower[d] + nodes.back()[d] * step));
+        }
+        made.points.push_back(static_cast<float>(nodes.back()[2]));
+    }
     made.triangles.resize(static_cast<std::size_t>(ntris));
     for (std::size_t i = 0; i < triangles.size(); ++i) made.triangles[i / 3][i % 3] = triangles.data()[i];
-    front::HeightCheck(heights, grid).measure(made);
+    front::HeightCheck(heights, grid, std::move(nodes)).measure(made);
     return made;
 }
 

@@ -2165,11 +2165,13 @@ ISOFIELD_API int UTILdelaun_tess_3D(int npoints, const float *coords, const floa
  *              nnodes values of data_type, mostly those of the grid; those of nodes that are put on an edge
  *              between two triangles are the edge's own
  *   ntris, conn  receive the triangles: ntris x 3 nodes
- * The tolerance is a goal. Where no move keeps it triangles are made without it; a row in which a triangle
- * has a single node inside is not looked at; and the heights that a row is compared with are not quite those
- * of the triangle. Triangles of a polygon that none of the moves could take apart may be missing.
- * Does not poll: a noisy grid takes long. Result 1; 0 with nothing in the outputs when memory is short, for a
- * dims below 2 or an unknown type. */
+ * The tolerance is a goal. Where no move keeps it triangles are made without it, and a row in which a
+ * triangle has a single node inside is not looked at. The heights that a row is compared with are not quite
+ * those of the triangle, the less so the farther they are from 0: take the heights' mean off first, or the
+ * plane that fits them best, and more nodes go. Triangles may be missing of a polygon that none of the moves
+ * could take apart, and in narrow places a few may lie over each other or be clockwise; otherwise they are
+ * counterclockwise and cover the grid. Does not poll: a noisy grid takes long. Result 1; 0 with nothing in
+ * the outputs when memory is short, for a dims below 2 or an unknown type. */
 ISOFIELD_API int UTILoptimize_surface(const int *dims, int nspace, const float *points, int data_type,
                                       const void *data, double tolerance, int *nnodes, float **coords,
                                       int *ntris, int **conn, void **node_data);
