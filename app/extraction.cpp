@@ -96,13 +96,13 @@ Field read_field(const FieldOptions &options, Console &console, const FieldNeeds
     return field;
 }
 
-Field read_field_without_scalar(const FieldOptions &options, Console &console) {
+Field read_field_without_scalar(const FieldOptions &options, Console &console, Attach attach) {
     const Stopwatch reading;
     Dataset dataset = read_dataset(options.path, options.step, console, nullptr, options.array);
     if (!options.array.empty()) choose_arrays(dataset, Association::kNode, {options.array});
     const std::string first = options.array.empty() ? dataset.active_scalars : options.array;
     FieldNeeds needs;
-    needs.attach = Attach::kArrays;
+    needs.attach = attach;
     Field field = make_field(std::move(dataset), options, needs, first, console);
     say_read(field.dataset, {}, reading, console);
     return field;
@@ -129,6 +129,18 @@ std::vector<OutputArray> attached_arrays(const std::vector<NamedArray> &attached
     std::vector<OutputArray> arrays;
     for (const NamedArray &source : attached) {
         arrays.push_back({source.name, source.data.type, source.data.components, {}, source.null_value});
+    }
+    return arrays;
+}
+
+std::vector<OutputArray> arrays_at(const std::vector<NamedArray> &attached, std::span<const int> nodes) {
+    std::vector<OutputArray> arrays = attached_arrays(attached);
+    for (std::size_t i = 0; i < arrays.size(); ++i) {
+        const ArrayData &data = attached[i].data;
+        arrays[i].values.resize(nodes.size() * static_cast<std::size_t>(data.components) *
+                                isofield::size_of(data.type));
+        UTILcopy_array_list(nullptr, data.components, static_cast<int>(data.type), data.values.get(),
+                            static_cast<int>(nodes.size()), nodes.data(), arrays[i].values.data());
     }
     return arrays;
 }

@@ -8,6 +8,7 @@
 #include <CLI/App.hpp>
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -55,9 +56,10 @@ struct FieldNeeds {
 
 // Reads the field and says so. Throws UsageError.
 Field read_field(const FieldOptions &options, Console &console, const FieldNeeds &needs = {});
-// The same without a scalar of the file, with all arrays, those that --array names first. The scalar is yet
-// to be set.
-Field read_field_without_scalar(const FieldOptions &options, Console &console);
+// The same without a scalar of the file, with all arrays unless told otherwise, the one that --array names
+// first. The scalar is yet to be set.
+Field read_field_without_scalar(const FieldOptions &options, Console &console,
+                                Attach attach = Attach::kArrays);
 
 // Tells that quadratic hexahedra leave gaps in `made`, as in "the surface".
 void tell_of_gaps(const Dataset &dataset, const std::string &made, Console &console);
@@ -69,6 +71,8 @@ isofield::ExtractionOptions extraction_settings(const Field &field, const char *
 
 // Arrays as those attached, with no rows yet.
 std::vector<OutputArray> attached_arrays(const std::vector<NamedArray> &attached);
+// Their rows at some of the field's nodes.
+std::vector<OutputArray> arrays_at(const std::vector<NamedArray> &attached, std::span<const int> nodes);
 // Appends the rows at new nodes of the field's attached arrays.
 void carry_arrays(const Field &field, const isofield::NewNodes &nodes, std::vector<OutputArray> &arrays);
 

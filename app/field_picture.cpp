@@ -36,14 +36,8 @@ OutputPart middle_planes(Field &field, const NamedArray &array) {
     part.points.resize(3 * nodes.size());
     const isofield::front::Call call;
     isofield::front::NodeCoords(*field.mesh.info(), call).gather(nodes, part.points.data());
-    const std::size_t row =
-        static_cast<std::size_t>(array.data.components) * isofield::size_of(array.data.type);
-    part.arrays = attached_arrays({array});
-    part.arrays.front().values.resize(nodes.size() * row);
     isofield::front::check_rows(array.data.view(), field.dataset.nnodes, "nodes");
-    UTILcopy_array_list(nullptr, array.data.components, static_cast<int>(array.data.type),
-                        array.data.values.get(), static_cast<int>(nodes.size()), nodes.data(),
-                        part.arrays.front().values.data());
+    part.arrays = arrays_at({array}, nodes);
     return part;
 }
 

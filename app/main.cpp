@@ -18,11 +18,12 @@ namespace {
 
 using AddOperation = void (*)(CLI::App &, app::Action &);
 constexpr AddOperation kOperations[] = {
-    app::add_info,        app::add_iso,    app::add_lines,     app::add_band,      app::add_cut,
-    app::add_denull,      app::add_slice,  app::add_trace,     app::add_stream,    app::add_glyph,
-    app::add_derivatives, app::add_probe,  app::add_integrate, app::add_cell2node, app::add_downsize,
-    app::add_resample,    app::add_smooth, app::add_clamp,     app::add_threshold, app::add_calc,
-    app::add_fit,         app::add_scatter};
+    app::add_info,        app::add_iso,     app::add_lines,     app::add_band,      app::add_cut,
+    app::add_denull,      app::add_slice,   app::add_trace,     app::add_stream,    app::add_glyph,
+    app::add_derivatives, app::add_probe,   app::add_integrate, app::add_cell2node, app::add_downsize,
+    app::add_resample,    app::add_smooth,  app::add_clamp,     app::add_threshold, app::add_calc,
+    app::add_fit,         app::add_scatter, app::add_delaunay,  app::add_loft,      app::add_simplify,
+    app::add_faces,       app::add_edges};
 
 // One line, and where to read more.
 int refuse_arguments(const CLI::App &tool, const CLI::ParseError &error, const std::string &first) {

@@ -14,7 +14,7 @@
 #include "dataset_io.hpp"
 #include "errors.hpp"
 #include "operations.hpp"
-#include "point_table.hpp"
+#include "point_cloud.hpp"
 #include "probe_points.hpp"
 #include "sheet.hpp"
 #include "writer_support.hpp"
@@ -24,9 +24,7 @@ namespace {
 
 constexpr char kExtensions[] = ".vti";
 
-struct ScatterOptions : InputOptions {
-    std::array<std::string, 3> axes;  // columns
-    std::vector<std::string> values;
+struct ScatterOptions : CloudOptions {
     std::vector<int> grid;
     std::string box, radius = "3";
     int power = 2;
@@ -35,13 +33,6 @@ struct ScatterOptions : InputOptions {
 
 // In the directions of the grid alone.
 using Box = std::array<double, 6>;
-
-struct Points {
-    std::array<std::vector<double>, 3> coords;  // per axis of the grid; others are empty
-    std::vector<NamedArray> arrays;
-
-    std::size_t size() const { return coords[0].size(); }
-};
 
 // ---- What is asked for ----
 
@@ -80,122 +71,14 @@ void check_options(const ScatterOptions &options) {
     settings_of(options);
     if (options.grid.size() < 3 && !options.axes[2].empty())
         throw UsageError("--z goes with --grid NX NY NZ");
-    const bool columns = std::any_of(options.axes.begin(), options.axes.end(),
-                                     [](const std::string &name) { return !name.empty(); });
-    if (columns && !is_table(options.path))
-        throw UsageError("--x, --y and --z are for columns of .csv files");
-    if (options.step && is_table(options.path)) throw UsageError("--step is for files that hold a field");
+    check_cloud_options(options);
     if (!options.output.picture.empty() &&
         std::count_if(options.grid.begin(), options.grid.end(), [](int n) { return n > 1; }) < 2) {
         throw UsageError("--png draws a --grid of several nodes along two or three axes");
     }
 }
 
-// ---- Points ----
-
-// The columns that are named, those of the axes by their names, or the first that hold numbers.
-std::vector<std::size_t> coordinate_columns(const PointTable &table, const ScatterOptions &options) {
-    const std::size_t naxes = options.grid.size();
-    auto found = table.axes();
-    bool named = true;
-    for (std::size_t d = 0; d < naxes; ++d) {
-        const std::string option = std::string("--") + "xyz"[d];
-        if (!options.axes[d].empty()) found[d] = table.column(options.axes[d], option);
-        named = named && found[d];
-    }
-    std::vector<std::size_t> columns, taken;
-    for (std::size_t d = 0; d < naxes; ++d) {
-        if (!options.axes[d].empty()) taken.push_back(*found[d]);
-    }
-    for (std::size_t d = 0; d < naxes; ++d) {
-        if (!named && options.axes[d].empty()) {
-            found[d] = table.next_numeric(taken);
-            if (found[d]) taken.push_back(*found[d]);
-        }
-        if (!found[d]) {
-            throw UsageError("'" + table.path() + "' has no column of numbers for " + "xyz"[d] +
-                             ": its columns are " + table.names());
-        }
-        columns.push_back(*found[d]);
-    }
-    return columns;
-}
-
-// Those that are named, or all others that hold numbers.
-std::vector<std::size_t> value_columns(const PointTable &table, const ScatterOptions &options,
-                                       std::vector<std::size_t> taken) {
-    std::vector<std::size_t> columns;
-    for (const std::string &value : options.values) columns.push_back(table.column(value, "--value"));
-    while (options.values.empty()) {
-        const auto next = table.next_numeric(taken);
-        if (!next) break;
-        columns.push_back(*next);
-        taken.push_back(*next);
-    }
-    if (columns.empty()) {
-        throw UsageError("'" + table.path() + "' has no values: its columns are " + table.names());
-    }
-    return columns;
-}
-
-Points table_points(const ScatterOptions &options, Console &console) {
-    const Stopwatch reading;
-    const PointTable table(options.path, console);
-    const auto axes = coordinate_columns(table, options);
-    Points points;
-    std::string at, values;
-    for (std::size_t d = 0; d < axes.size(); ++d) {
-        points.coords[d] = table.numbers(axes[d]);
-        const std::string name = table.name(axes[d]);
-        add_item(at, "'" + name + "'");
-    }
-    std::vector<std::string> taken;
-    for (const std::size_t column : value_columns(table, options, axes)) {
-        const std::string name = free_name(table.name(column), "_data", taken, console);
-        points.arrays.push_back({name, owned_data(table.numbers(column), 1), options.null_value});
-        taken.push_back(name);
-        add_item(values, "'" + name + "'");
-    }
-    console.say("read   " + options.path + ": " + format_count(points.size(), "point", "points") + " at " +
-                at + ", values " + values + ", " + reading.seconds());
-    return points;
-}
-
-Points field_points(const ScatterOptions &options, Console &console) {
-    const Stopwatch reading;
-    const Dataset dataset = read_dataset(options.path, options.step, console);
-    const auto chosen = choose_arrays(dataset, Association::kNode, options.values);
-    Points points{{}, named_arrays(chosen, options, console)};
-    const std::vector<float> nodes = node_coords(dataset);
-    for (std::size_t d = 0; d < options.grid.size(); ++d) {
-        for (std::size_t i = d; i < nodes.size(); i += 3) points.coords[d].push_back(nodes[i]);
-    }
-    say_read(dataset, points.arrays, reading, console);
-    return points;
-}
-
-bool has_place(const Points &points, std::size_t point) {
-    return std::all_of(points.coords.begin(), points.coords.end(),
-                       [=](const auto &axis) { return axis.empty() || std::isfinite(axis[point]); });
-}
-
-Box bounds_of(const Points &points, const ScatterOptions &options) {
-    Box box = {};
-    bool none = true;
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        if (!has_place(points, i)) continue;
-        for (std::size_t d = 0; d < options.grid.size(); ++d) {
-            const double x = points.coords[d][i];
-            box[2 * d] = none ? x : std::min(box[2 * d], x);
-            box[2 * d + 1] = none ? x : std::max(box[2 * d + 1], x);
-        }
-        none = false;
-    }
-    if (none) throw UsageError("no point in '" + options.path + "' has all its coordinates");
-    return box;
-}
-
-bool inside(const Points &points, std::size_t point, const Box &box) {
+bool inside(const PointCloud &points, std::size_t point, const Box &box) {
     for (std::size_t d = 0; d < 3; ++d) {
         if (points.coords[d].empty()) continue;
         const double x = points.coords[d][point];
@@ -214,18 +97,7 @@ struct MadeGrid {
     std::string seconds;
 };
 
-// From the grid's first node: far from 0 floats are too coarse for fine grids.
-std::vector<float> places_in(const Points &points, const ProbePoints &grid) {
-    std::vector<float> places(3 * points.size());
-    for (std::size_t d = 0; d < 3; ++d) {
-        for (std::size_t i = 0; i < points.coords[d].size(); ++i) {
-            places[3 * i + d] = static_cast<float>(points.coords[d][i] - grid.origin[d]);
-        }
-    }
-    return places;
-}
-
-MadeGrid scatter(const Points &points, const Box &box, const ScatterOptions &options, Console &console) {
+MadeGrid scatter(const PointCloud &points, const Box &box, const ScatterOptions &options, Console &console) {
     MadeGrid made{grid_frame(options.grid, box), box, {}, {}, {}};
     isofield::ScatterGrid grid{options.grid, {}, {}};
     for (std::size_t d = 0; d < options.grid.size(); ++d) {
@@ -233,7 +105,7 @@ MadeGrid scatter(const Points &points, const Box &box, const ScatterOptions &opt
         grid.upper.push_back(options.grid[d] > 1 ? static_cast<float>(box[2 * d + 1] - box[2 * d]) : 0.0f);
     }
     isofield::ScatterOptions settings = settings_of(options);
-    const std::vector<float> places = places_in(points, made.grid);
+    const std::vector<float> places = places_in(points, made.grid.origin);
     const PolledStage polled;
     const Stopwatch scattering;
     for (std::size_t i = 0; i < points.arrays.size(); ++i) {
@@ -251,7 +123,7 @@ MadeGrid scatter(const Points &points, const Box &box, const ScatterOptions &opt
     return made;
 }
 
-std::string made_text(const Points &points, const MadeGrid &made, const ScatterOptions &options) {
+std::string made_text(const PointCloud &points, const MadeGrid &made, const ScatterOptions &options) {
     std::string dims, place;
     for (std::size_t d = 0; d < options.grid.size(); ++d) {
         add_item(dims, std::to_string(options.grid[d]), " x ");
@@ -259,7 +131,7 @@ std::string made_text(const Points &points, const MadeGrid &made, const ScatterO
     }
     std::size_t outside = 0;
     for (std::size_t i = 0; i < points.size(); ++i)
-        outside += has_place(points, i) && !inside(points, i, made.box);
+        outside += points.has_place(i) && !inside(points, i, made.box);
     std::string text = "made   " + dims + " nodes over " + place;
     if (outside > 0) text += ", " + format_count(outside, "point", "points") + " outside the box";
     return text;
@@ -284,7 +156,7 @@ void say_made(const MadeGrid &made, Console &console) {
 // ---- Pictures ----
 
 // The points in the box as flat dots, a bit in front of the grid.
-std::vector<float> dots_of(const Points &points, const MadeGrid &made, std::size_t flat, double towards,
+std::vector<float> dots_of(const PointCloud &points, const MadeGrid &made, std::size_t flat, double towards,
                            std::vector<std::array<int, 3>> &triangles) {
     constexpr std::size_t kMostDots = 20000;  // more would hide the map
     constexpr int kCorners = 8;
@@ -310,7 +182,7 @@ std::vector<float> dots_of(const Points &points, const MadeGrid &made, std::size
     return nodes;
 }
 
-void draw(const Points &points, const MadeGrid &made, vtkImageData *image, const ScatterOptions &options,
+void draw(const PointCloud &points, const MadeGrid &made, vtkImageData *image, const ScatterOptions &options,
           OutputFiles &files, Console &console) {
     const OutputOptions &output = options.output;
     Dataset dataset = dataset_of(image, output.geometry);
@@ -338,10 +210,9 @@ void run_scatter(const ScatterOptions &options, Console &console) {
     console.set_quiet(output.quiet);
     check_options(options);
     OutputFiles files(output, kExtensions, {options.path});
-    const Points points =
-        is_table(options.path) ? table_points(options, console) : field_points(options, console);
+    const PointCloud points = read_cloud(options, {.naxes = options.grid.size()}, console);
     const auto box = given_box(options);
-    const MadeGrid made = scatter(points, box ? *box : bounds_of(points, options), options, console);
+    const MadeGrid made = scatter(points, box ? *box : bounds_of(points), options, console);
 
     const Stopwatch writing;
     const auto image = image_of(made.grid);
@@ -364,32 +235,17 @@ void add_scatter(CLI::App &tool, Action &chosen) {
     CLI::App *command =
         tool.add_subcommand("scatter", "Bring values at scattered points to the nodes of a grid");
     const auto options = std::make_shared<ScatterOptions>();
-    command
-        ->add_option("POINTS", options->path,
-                     "Points with values: a .csv file, or the nodes of any of " + readable_extensions())
-        ->required();
     command->add_option("--grid", options->grid, "Nodes of the grid along each axis")
         ->expected(2, 3)
         ->required()
         ->type_name("NX NY [NZ]");
-    command
-        ->add_option("--value", options->values,
-                     "Columns or node arrays to bring, instead of all that hold numbers")
-        ->type_name("COL");
-    for (std::size_t d = 0; d < 3; ++d) {
-        static constexpr const char *kHelp[] = {"Column of x, by name or number (x, lon or the first)",
-                                                "Column of y (y, lat or the second)",
-                                                "Column of z, with NZ (z or the third)"};
-        command->add_option(std::string("--") + "xyz"[d], options -> axes[d], kHelp[d])->type_name("COL");
-    }
+    add_cloud_options(*command, *options, "Columns or node arrays to bring, instead of all that hold numbers",
+                      "Column of z, with NZ (z or the third)");
     command->add_option("--box", options->box, "Where the grid lies, instead of around all points")
         ->type_name("X0,X1,Y0,Y1[,Z0,Z1]");
     command->add_option("--radius", options->radius, "How many nodes a point reaches along an axis (3)")
         ->type_name("R|RX,RY[,RZ]");
     command->add_option("--power", options->power, "Weights are 1 / distance^power (2)")->type_name("P");
-    command->add_option("--null", options->null_value, "Value of missing data; NaN is always missing")
-        ->check(finite_number());
-    add_step_option(*command, options->step);
     add_output_options(*command, options->output, "Grid", kExtensions);
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_scatter(*options, console); }; });

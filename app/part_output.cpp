@@ -119,10 +119,10 @@ void append_nodes(OutputPart &out, const Field &field, const isofield::Part &par
     }
 }
 
-// Turns a cell in the library's order of nodes inside out.
-void mirror(std::vector<int> &nodes) {
-    if (nodes.size() == 4) std::swap(nodes[1], nodes[2]);
-    if (nodes.size() == 8) std::swap_ranges(nodes.begin(), nodes.begin() + 4, nodes.begin() + 4);
+// Turns a cell in the library's order of nodes inside out; the faces of a skin stand right.
+void mirror(const std::string &type, std::vector<int> &nodes) {
+    if (type == "tet_1") std::swap(nodes[1], nodes[2]);
+    if (type == "hex_1") std::swap_ranges(nodes.begin(), nodes.begin() + 4, nodes.begin() + 4);
 }
 
 // wanted(number of the cell) tells those to append, row_of(node) the row of their nodes.
@@ -138,7 +138,7 @@ void append_cells(OutputPart &out, const Dataset &dataset, std::span<const isofi
         if (last != &set) kind = &file_cell(set.type);
         last = &set;
         nodes.assign(given.begin(), given.end());
-        if (turned) mirror(nodes);
+        if (turned) mirror(set.type, nodes);
         for (const int place : kind->nodes)
             out.nodes.push_back(row_of(nodes[static_cast<std::size_t>(place)]));
         out.offsets.push_back(static_cast<int>(out.nodes.size()));

@@ -51,7 +51,7 @@ std::vector<char> solid_cells(const isofield::Part &part);
 void append_part(OutputPart &out, const Field &field, const isofield::Part &part,
                  const std::vector<char> &wanted, std::span<const double> scalar = {});
 
-// The same for a mesh without nulls, into a part without cells; nodes that no cell has come too.
+// The same for a mesh without nulls or a skin, into a part without cells; nodes that no cell has come too.
 void take_submesh(OutputPart &out, const Field &field, const isofield::Submesh &mesh);
 
 // "1000 hexahedra, 240 tetrahedra, 1800 nodes (600 new)"

@@ -17,24 +17,26 @@ namespace {
 // ---- Tables ----
 
 // With a header the columns of the axes, y and z as 0 where there are none; else the first that hold numbers.
-std::vector<float> read_table(const std::string &path, Console &console) {
+ProbePoints read_table(const std::string &path, Console &console) {
     const PointTable table(path, console);
     auto columns = table.axes();
     if (table.has_header() && !columns[0]) {
         refuse(path, "its columns are " + table.names() + "; name those of the points x, y and z");
     }
     std::vector<std::size_t> taken;
-    std::vector<float> points(3 * table.rows());
+    ProbePoints result;
+    result.points.resize(3 * table.rows());
     for (std::size_t d = 0; d < 3; ++d) {
         if (!table.has_header()) columns[d] = table.next_numeric(taken);
         if (!columns[d]) continue;
         taken.push_back(*columns[d]);
         const std::vector<double> numbers = table.numbers(*columns[d]);
         for (std::size_t i = 0; i < numbers.size(); ++i) {
-            points[3 * i + d] = static_cast<float>(numbers[i]);
+            result.points[3 * i + d] = static_cast<float>(numbers[i]);
         }
     }
-    return points;
+    result.has_z = columns[2].has_value();
+    return result;
 }
 
 // ---- Grids ----
@@ -63,7 +65,10 @@ std::vector<float> grid_lines(double lower, double upper, int count) {
 
 ProbePoints read_points(const std::string &path, Console &console) {
     ProbePoints result;
-    result.points = is_table(path) ? read_table(path, console) : node_coords(read_dataset(path, {}, console));
+    if (is_table(path))
+        result = read_table(path, console);
+    else
+        result.points = node_coords(read_dataset(path, {}, console));
     if (result.size() == 0) refuse(path, "it holds no points");
     const auto bad = std::find_if_not(result.points.begin(), result.points.end(),
                                       [](float x) { return std::isfinite(x); });

@@ -19,6 +19,7 @@ namespace app {
 struct ProbePoints {
     std::vector<float> points;     // npoints x 3
     std::vector<float> distances;  // from the start of a line; else empty
+    bool has_z = true;             // else z is 0, as the file has none
     // Of a grid; else no nodes.
     std::array<int, 3> dims = {0, 0, 0};
     std::array<double, 3> origin = {}, spacing = {};

@@ -20,6 +20,7 @@
 #include <vtkProperty.h>
 #include <vtkScalarBarActor.h>
 #include <vtkSphereSource.h>
+#include <vtkTextProperty.h>
 #include <vtkTrivialProducer.h>
 #include <vtkTubeFilter.h>
 #include <vtkTypeInt32Array.h>
@@ -58,11 +59,13 @@ constexpr std::pair<const char *, View> kViews[] = {
     {"right", {90, 0}}, {"top", {0, 90}},  {"bottom", {0, -90}},
 };
 
+constexpr double kSharpAngle = 40;  // at which edges are not smoothed over
 constexpr double kSurfaceColor[3] = {0.96, 0.90, 0.82};
 constexpr double kSheetColor[3] = {0.85, 0.85, 0.85};
 constexpr double kHoleColor[3] = {0.80, 0.80, 0.78};
 constexpr double kInkColor[3] = {0.08, 0.09, 0.12};
 constexpr double kMarkColor[3] = {0.86, 0.15, 0.12};
+constexpr double kEdgeColor[3] = {0.10, 0.38, 0.72};
 constexpr double kGlassColor[3] = {0.55, 0.60, 0.66};
 constexpr double kBoxColor[3] = {0.55, 0.58, 0.62};
 constexpr double kBackgroundLow[3] = {0.97, 0.97, 0.98};
@@ -147,11 +150,21 @@ void make_solid(vtkProperty *look) {
     look->SetSpecularPower(25);
 }
 
+// Those of the cells that are drawn.
+void show_edges(vtkActor *actor, const PictureStyle &style) {
+    vtkProperty *look = actor->GetProperty();
+    look->EdgeVisibilityOn();
+    look->SetEdgeColor(kLineColor[0], kLineColor[1], kLineColor[2]);
+    look->SetLineWidth(std::max(1.0f, static_cast<float>(style.height) / 1200));
+}
+
+// `sharp`: creases are seen.
 vtkSmartPointer<vtkActor> surface_actor(const OutputSurface &surface, vtkDataArray *colors,
-                                        vtkScalarsToColors *table) {
+                                        vtkScalarsToColors *table, bool sharp = false) {
     vtkNew<vtkPolyDataNormals> normals;
     normals->SetInputData(bare_part(surface, false, colors));
-    normals->SplittingOff();
+    normals->SetSplitting(sharp);
+    normals->SetFeatureAngle(kSharpAngle);
     normals->ConsistencyOff();
     const auto actor = new_actor(normals->GetOutputPort(), table);
     actor->GetMapper()->SetInterpolateScalarsBeforeMapping(table != nullptr);
@@ -206,7 +219,7 @@ vtkSmartPointer<vtkActor> part_actor(const OutputPart &part, const PartColors &c
     vtkNew<vtkPolyDataNormals> normals;
     normals->SetInputConnection(outside->GetOutputPort());
     normals->ConsistencyOff();
-    normals->SetFeatureAngle(40);
+    normals->SetFeatureAngle(kSharpAngle);
     const auto actor = new_actor(normals->GetOutputPort(), colors.table);
     actor->GetMapper()->SetInterpolateScalarsBeforeMapping(colors.on_nodes);
     vtkProperty *look = actor->GetProperty();
@@ -366,7 +379,8 @@ void add_color_bar(vtkRenderer *renderer, vtkScalarsToColors *table, const std::
     bar->SetPosition(0.88, 0.2);
     bar->SetWidth(0.09);
     bar->SetHeight(0.6);
-    set_text(bar->GetLabelTextProperty(), font_size(style));
+    for (vtkTextProperty *text : {bar->GetLabelTextProperty(), bar->GetAnnotationTextProperty()})
+        set_text(text, font_size(style));
     renderer->AddActor2D(bar);
 }
 
@@ -444,8 +458,17 @@ class Scene {
     vtkRenderer *renderer_;
 };
 
-// Lit so that lines of all colours stand out.
-vtkSmartPointer<vtkActor> sheet_actor(Sheet &sheet, std::optional<std::size_t> flat, const View &view) {
+vtkSmartPointer<vtkFloatArray> values_of(const Sheet &sheet) {
+    auto values = vtkSmartPointer<vtkFloatArray>::New();
+    values->SetNumberOfTuples(static_cast<vtkIdType>(sheet.values.size()));
+    std::copy(sheet.values.begin(), sheet.values.end(), values->GetPointer(0));
+    return values;
+}
+
+// Lit so that lines of all colours stand out; grey without colours.
+vtkSmartPointer<vtkActor> sheet_actor(Sheet &sheet, std::optional<std::size_t> flat, const View &view,
+                                      vtkDataArray *colors = nullptr, vtkScalarsToColors *table = nullptr,
+                                      bool sharp = false) {
     OutputSurface surface;
     surface.points = sheet.points;
     surface.triangles = sheet.triangles;
@@ -458,13 +481,14 @@ vtkSmartPointer<vtkActor> sheet_actor(Sheet &sheet, std::optional<std::size_t> f
         normals->SetNumberOfComponents(3);
         normals->SetNumberOfTuples(static_cast<vtkIdType>(relief.size() / 3));
         std::copy(relief.begin(), relief.end(), normals->GetPointer(0));
-        const auto data = bare_part(surface, false, nullptr);
+        const auto data = bare_part(surface, false, colors);
         data->GetPointData()->SetNormals(normals);
         vtkNew<vtkTrivialProducer> source;
         source->SetOutput(data);
-        actor = new_actor(source->GetOutputPort(), nullptr);
+        actor = new_actor(source->GetOutputPort(), table);
+        actor->GetMapper()->SetInterpolateScalarsBeforeMapping(table != nullptr);
     } else {
-        actor = surface_actor(surface, nullptr, nullptr);
+        actor = surface_actor(surface, colors, table, sharp);
     }
     vtkProperty *look = actor->GetProperty();
     look->SetColor(kSheetColor[0], kSheetColor[1], kSheetColor[2]);
@@ -473,6 +497,25 @@ vtkSmartPointer<vtkActor> sheet_actor(Sheet &sheet, std::optional<std::size_t> f
     look->SetDiffuse(0.85);
     look->SetSpecular(0);
     return actor;
+}
+
+// A colour for each of the names, numbered from 0, that there is.
+vtkSmartPointer<vtkScalarsToColors> kind_table(const std::vector<std::string> &names, vtkDataArray *kinds) {
+    static constexpr const double *kColors[] = {kEdgeColor, kInkColor, kMarkColor};
+    auto table = vtkSmartPointer<vtkLookupTable>::New();
+    table->IndexedLookupOn();
+    vtkIdType count = 0;
+    for (std::size_t kind = 0; kind < names.size(); ++kind) {
+        const auto value = static_cast<double>(kind);
+        vtkIdType row = 0;
+        while (row < kinds->GetNumberOfTuples() && kinds->GetComponent(row, 0) != value) ++row;
+        if (row == kinds->GetNumberOfTuples()) continue;
+        table->SetNumberOfTableValues(count + 1);
+        table->SetAnnotation(value, names[kind]);
+        const double *color = kColors[kind];
+        table->SetTableValue(count++, color[0], color[1], color[2]);
+    }
+    return table;
 }
 
 // To be seen through, with its edges.
@@ -495,10 +538,9 @@ void add_glass(Scene &scene, vtkDataSet *mesh, const PictureStyle &style) {
     scene.add(actor);
 }
 
-// The colours, mixed with white: dark things stand out on all of them.
-vtkSmartPointer<vtkScalarsToColors> light_table(const ColorRange &range) {
+// Mixes the colours with white: dark things stand out on all of them.
+void lighten(vtkScalarsToColors *table) {
     constexpr double kWhite = 0.45;
-    const auto table = color_table(range);
     auto *entries = vtkLookupTable::SafeDownCast(table);
     for (vtkIdType entry = 0; entry < entries->GetNumberOfTableValues(); ++entry) {
         double color[4];
@@ -506,6 +548,11 @@ vtkSmartPointer<vtkScalarsToColors> light_table(const ColorRange &range) {
         for (double &part : std::span(color).first(3)) part += kWhite * (1 - part);
         entries->SetTableValue(entry, color);
     }
+}
+
+vtkSmartPointer<vtkScalarsToColors> light_table(const ColorRange &range) {
+    const auto table = color_table(range);
+    lighten(table);
     return table;
 }
 
@@ -543,12 +590,14 @@ void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bou
     if (!surface.arrays.empty() && !surface.points.empty()) {
         const OutputArray &colored = surface.arrays.front();
         colors = color_values(colored);
-        table = color_table(whole_range(colors));
+        const ColorRange range = whole_range(colors);
+        table = look.edges ? light_table(range) : color_table(range);  // edges are dark
         title = look.title.empty() ? color_title(colored) : look.title;
     }
     if (!surface.triangles.empty()) {
         const auto actor = surface_actor(surface, colors, table);
         actor->GetProperty()->SetLighting(look.shaded);
+        if (look.edges) show_edges(actor, style);
         scene.add(actor);
     }
     if (surface.nlines() > 0) scene.add(lines_actor(bare_part(surface, true, colors), table, style));
@@ -558,11 +607,16 @@ void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bou
 }
 
 void draw_part(const OutputPart &part, const std::optional<Bands> &bands, const Bounds &bounds,
-               const PictureStyle &style, OutputFile &file, Console &console) {
+               const PictureStyle &style, OutputFile &file, Console &console, bool edges) {
     Scene scene(view_of(style, bounds), style, console);
     scene.light_solid();
     const PartColors colors = bands && part.ncells() > 0 ? colors_of(*bands) : colors_of(part);
-    if (part.ncells() > 0) scene.add(part_actor(part, colors, !flat_axis(bounds)));
+    if (edges && colors.table) lighten(colors.table);
+    if (part.ncells() > 0) {
+        const auto actor = part_actor(part, colors, !flat_axis(bounds));
+        if (edges) show_edges(actor, style);
+        scene.add(actor);
+    }
     if (!part.lines.empty()) scene.add(lines_actor(lines_of(part), nullptr, style));
     const Bounds box = part.points.empty() ? bounds : bounds_of(part.points);
     scene.finish(box, colors.table, colors.title, file, colors.labels);
@@ -595,6 +649,49 @@ void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &tit
     scene.finish(bounds, table, title, file);
 }
 
+void draw_edges(const OutputSurface &edges, Sheet &sheet, const std::vector<std::string> &kinds,
+                const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
+                Console &console) {
+    const View view = view_of(style, bounds);
+    Scene scene(view, style, console);
+    const auto flat = flat_axis(bounds);
+    flat ? scene.light_relief() : scene.light_solid();
+    if (!sheet.triangles.empty()) scene.add(sheet_actor(sheet, flat, view, nullptr, nullptr, true));
+    vtkSmartPointer<vtkScalarsToColors> table;
+    if (edges.nlines() > 0) {
+        const auto data = bare_part(edges, true, nullptr);
+        if (!kinds.empty()) {
+            const auto values = color_values(edges.cell_arrays.front());
+            table = kind_table(kinds, values);
+            data->GetCellData()->SetScalars(values);
+        }
+        const auto actor = lines_actor(data, table, style);
+        const double width = actor->GetProperty()->GetLineWidth();
+        if (table) actor->GetProperty()->SetLineWidth(static_cast<float>(2 * width));
+        scene.add(actor);
+    }
+    const bool several = table && table->GetNumberOfAnnotatedValues() > 1;
+    scene.finish(bounds, several ? table.Get() : nullptr, "", file);
+}
+
+void draw_relief(Sheet &sheet, const std::string &title, bool edges, const std::array<double, 6> &bounds,
+                 const PictureStyle &style, OutputFile &file, Console &console) {
+    constexpr std::size_t kUpwards = 2;
+    const View view = view_of(style, bounds);
+    Scene scene(view, style, console);
+    scene.light_relief();
+    vtkSmartPointer<vtkScalarsToColors> table;
+    if (!sheet.triangles.empty()) {
+        const auto values = values_of(sheet);
+        const ColorRange range = whole_range(values);
+        table = edges ? light_table(range) : color_table(range);
+        const auto actor = sheet_actor(sheet, kUpwards, view, values, table);
+        if (edges) show_edges(actor, style);
+        scene.add(actor);
+    }
+    scene.finish(bounds, table, title, file);
+}
+
 void draw_map(const OutputSurface &surface, const Sheet &sheet, const std::string &title,
               const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
               Console &console) {
@@ -604,9 +701,7 @@ void draw_map(const OutputSurface &surface, const Sheet &sheet, const std::strin
     const bool shaded = !flat_axis(bounds);
     OutputSurface part;
     part.points = sheet.points;
-    vtkNew<vtkFloatArray> values;
-    values->SetNumberOfTuples(static_cast<vtkIdType>(sheet.values.size()));
-    std::copy(sheet.values.begin(), sheet.values.end(), values->GetPointer(0));
+    const auto values = values_of(sheet);
     const ColorRange range = telling_range(values);
     const auto table = light_table(range);
     for (const bool hole : {false, true}) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "console.hpp"
 #include "output_file.hpp"
@@ -48,6 +49,7 @@ struct SurfaceLook {
     bool whole_field = false;                       // the box is that of the field
     std::optional<std::array<float, 3>> mark = {};  // a point that is marked
     std::string title = {};                         // of the colours; empty: that of the array
+    bool edges = false;                             // the triangles' edges too, on lighter colours
 };
 
 // Draws the surface, coloured by its first array if it has one, in a box of axes, and commits `file`. An
@@ -59,15 +61,25 @@ void draw_surface(const OutputSurface &surface, const std::array<double, 6> &bou
 
 // Draws the outside of a part and the lines on it, in the same way: coloured by its bands, when there are
 // any, else by its first node array, else by the first cell array that it has from the field. A flat one is
-// not shaded.
+// not shaded. `edges`: those of the cells too, on lighter colours.
 void draw_part(const OutputPart &part, const std::optional<Bands> &bands, const std::array<double, 6> &bounds,
-               const PictureStyle &style, OutputFile &file, Console &console);
+               const PictureStyle &style, OutputFile &file, Console &console, bool edges = false);
 
 // Draws lines, coloured by their first cell array or without one red, over the sheet that they lie on: a flat
 // one is turned to the viewer and shaded as a relief of its values. `title` stands over the colours.
 void draw_lines(const OutputSurface &lines, Sheet &sheet, const std::string &title,
                 const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
                 Console &console, const std::optional<std::array<float, 3>> &mark = {});
+
+// Draws edges over the surface that they are of, in the colours of their kinds: the first cell array, numbers
+// into `kinds`. Without kinds they are thin and dark.
+void draw_edges(const OutputSurface &edges, Sheet &sheet, const std::vector<std::string> &kinds,
+                const std::array<double, 6> &bounds, const PictureStyle &style, OutputFile &file,
+                Console &console);
+
+// Draws a flat sheet as a relief of its values, coloured by them; `edges` as above.
+void draw_relief(Sheet &sheet, const std::string &title, bool edges, const std::array<double, 6> &bounds,
+                 const PictureStyle &style, OutputFile &file, Console &console);
 
 // Draws triangles and lines dark over the sheet that they lie on, as on a map: the sheet is light, coloured
 // by its values, its holes are grey. A flat one is not shaded. `title` stands over the colours.

@@ -61,6 +61,16 @@ std::vector<float> node_values(const NamedArray &shown) {
     return values;
 }
 
+Sheet sheet_of(MeshInfo &mesh, std::vector<float> values) {
+    float *coords = nullptr;
+    if (!mesh.get_coords(&mesh, &coords)) throw std::bad_alloc();
+    Sheet sheet{{coords, 3 * values.size()}, {}, {}, std::move(values)};
+    for (int set = 0; set < mesh.ncell_sets; ++set) {
+        if (mesh.cell_ndim[set] == 2) add_triangles(pieces_of(mesh, set), sheet);
+    }
+    return sheet;
+}
+
 using Vector = std::array<double, 3>;
 
 // Twice the area of the triangle times its normal, its values taken as heights along `axis` towards `up`.
@@ -97,14 +107,12 @@ Sheet make_sheet(Field &field) {
 }
 
 Sheet make_sheet(Field &field, const NamedArray &shown) {
-    MeshInfo &mesh = *field.mesh.info();
-    float *coords = nullptr;
-    if (!mesh.get_coords(&mesh, &coords)) throw std::bad_alloc();
-    Sheet sheet{{coords, 3 * field.dataset.nnodes}, {}, {}, node_values(shown)};
-    for (int set = 0; set < mesh.ncell_sets; ++set) {
-        if (mesh.cell_ndim[set] == 2) add_triangles(pieces_of(mesh, set), sheet);
-    }
-    return sheet;
+    return sheet_of(*field.mesh.info(), node_values(shown));
+}
+
+Sheet make_sheet(isofield::Mesh &mesh) {
+    MeshInfo &info = *mesh.info();
+    return sheet_of(info, std::vector<float>(static_cast<std::size_t>(info.nnodes)));
 }
 
 void turn_up(Sheet &sheet, std::size_t axis, double up) {

@@ -22,6 +22,8 @@ struct Sheet {
 // The triangles of all two-dimensional cells, with the field's scalar or another array on its nodes.
 Sheet make_sheet(Field &field);
 Sheet make_sheet(Field &field, const NamedArray &shown);
+// Those of a mesh without data: values are 0.
+Sheet make_sheet(isofield::Mesh &mesh);
 
 // For the relief of a flat sheet, whose values are taken as heights along `axis`, towards its end (`up` 1) or
 // its start (-1).

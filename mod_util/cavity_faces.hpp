@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -32,22 +33,20 @@ using Face = std::array<int, D>;  // vertices
 template <int D>
 class CavityFaces {
   public:
-    // False when there is no memory.
-    bool create(std::size_t nvertices) {
-        heads_ = allocate_working<int>(nvertices);
-        if (!heads_) return false;
-        std::fill_n(heads_.get(), nvertices, -1);
-        return true;
-    }
-
     // Starts anew, for so many simplices. False when there is no memory.
     bool start(std::size_t nsimplices) {
         const std::size_t most = nsimplices * kSimplexFaces<D>.size();
         if (most > room_) {
             room_ = 2 * most;
-            if (!entries_.reserve(room_) || !left_.reserve(room_ + 1)) return false;
+            if (!entries_.reserve(room_) || !left_.reserve(room_ + 1) ||
+                !heads_.reserve(std::bit_ceil(2 * room_ + 1)))
+                return false;
         }
         entries_.clear();
+        if (most == 0) return true;
+        const std::size_t nchains = std::bit_ceil(2 * most + 1);
+        std::fill_n(heads_.data(), nchains, -1);
+        shift_ = 32 - std::countr_zero(nchains);
         return true;
     }
     // In any sequence; `order` is what counts.
@@ -68,11 +67,8 @@ class CavityFaces {
     // The faces that are left. Valid until the next start.
     const WorkingList<Left> &take() {
         left_.clear();
-        for (const Entry &entry : entries_) {
-            const int lowest = lowest_of(entry.face);
-            heads_[lowest] = -1;
-            left_.push_within_if(entry.is_odd, {entry.face, lowest, entry.order});
-        }
+        for (const Entry &entry : entries_)
+            left_.push_within_if(entry.is_odd, {entry.face, lowest_of(entry.face), entry.order});
         sort_few(left_.data(), left_.size(), [](const Left &a, const Left &b) {
             return (a.lowest < b.lowest) | ((a.lowest == b.lowest) & (a.order > b.order));
         });
@@ -85,7 +81,7 @@ class CavityFaces {
     struct Entry {
         Face<D> face;  // as it came last
         std::int64_t order;
-        int next;  // at its lowest vertex; -1 ends a chain
+        int next;  // of those with one hash; -1 ends a chain
         bool is_odd;
     };
 
@@ -103,11 +99,18 @@ class CavityFaces {
     static bool are_same(const Face<D> &a, const Face<D> &b) {
         // Without branches, which could not be foreseen.
         const bool has_same_ends = (a[0] == b[0]) & (a[D - 1] == b[D - 1]);
-        return has_same_ends | ((a[0] == b[D - 1]) & (a[D - 1] == b[0]));
+        const bool has_turned_ends = (a[0] == b[D - 1]) & (a[D - 1] == b[0]);
+        return (has_same_ends | has_turned_ends) & (lowest_of(a) == lowest_of(b));
+    }
+
+    std::size_t hash(const Face<D> &face) const {
+        const auto ends = static_cast<std::uint32_t>(face[0]) + static_cast<std::uint32_t>(face[D - 1]);
+        const std::uint32_t mixed = static_cast<std::uint32_t>(lowest_of(face)) * 0x85ebca6bu + ends;
+        return shift_ < 32 ? mixed * 0x9e3779b9u >> shift_ : 0;
     }
 
     void toggle(const Face<D> &face, std::int64_t order) {
-        int &head = heads_[lowest_of(face)];
+        int &head = heads_[hash(face)];
         for (int e = head; e >= 0; e = entries_[static_cast<std::size_t>(e)].next) {
             Entry &entry = entries_[static_cast<std::size_t>(e)];
             if (!are_same(entry.face, face)) continue;
@@ -122,7 +125,8 @@ class CavityFaces {
         head = static_cast<int>(entries_.size()) - 1;
     }
 
-    Working<int> heads_;  // per vertex its chain's first entry, or -1
+    WorkingList<int> heads_;  // per hash its chain's first entry, or -1
+    int shift_ = 0;           // of hashes
     WorkingList<Entry> entries_;
     WorkingList<Left> left_;
     std::size_t room_ = 0;

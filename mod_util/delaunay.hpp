@@ -94,7 +94,7 @@ class Tessellation {
     bool create(const float *coords, int stride) {
         const auto nvertices = static_cast<std::size_t>(npoints_) + D + 1;
         coords_ = allocate_working<double>(nvertices * D);
-        if (!coords_ || !faces_.create(nvertices)) return false;
+        if (!coords_) return false;
         for (int i = 0; i < npoints_; ++i) {
             const float *const point = coords + static_cast<std::ptrdiff_t>(i) * stride;
             std::copy_n(point, D, vertices()[i]);

@@ -33,7 +33,7 @@ template <class AddCell>
 int collect_edges(int nnodes, int ncells, int stride, const int *conn, int *nedges, int **edges,
                   AddCell &&add_cell) {
     NodeChains<Edge> table;
-    if (!table.create(nnodes, ncells)) return 0;
+    if (!table.create(nnodes)) return 0;
     const StatusRange range(0, 100);
     Poll poll(ncells, isofield::detail::kCellPollPeriod);
     for (int c = 0; c < ncells; ++c, conn += stride) {

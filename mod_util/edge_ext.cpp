@@ -93,7 +93,7 @@ bool add_cell(NodeChains<Edge> &table, const int *cell, int nverts, const Normal
 int UTILexternal_edges(int nnodes, int nspace, const float *coords, int ncells, int stride, int nverts,
                        const int *conn, int *nedges, int **edges, double angle) {
     NodeChains<Edge> table;
-    if (!table.create(nnodes, ncells)) return 0;
+    if (!table.create(nnodes)) return 0;
     MATbuild_sqrt_table();
     const StatusRange range(0, 100);
     const Smoothness is_smooth(static_cast<float>(angle));

@@ -32,8 +32,9 @@ struct FaceTable {
     const int *nodes;
 
     bool is_valid() const {
-        return nfaces <= kMaxFaces && std::all_of(step, step + std::max(nfaces, 0),
-                                                  [](int n) { return n >= 0 && n <= kMaxFaceNodes; });
+        const int count = std::max(nfaces, 0);
+        return count <= kMaxFaces && std::all_of(nverts, nverts + count, [](int n) { return n >= 1; }) &&
+               std::all_of(step, step + count, [](int n) { return n >= 0 && n <= kMaxFaceNodes; });
     }
 };
 
@@ -83,9 +84,13 @@ struct Face {
 
 using Faces = NodeChains<Face>;
 
+bool is_known(const Faces &table, const Key &key) {
+    return table.holds(key.lowest) && table.holds(key.highest);
+}
+
 // Adds a face, or takes it away when it is there. False for a node that there is not, and without memory.
 bool toggle(Faces &table, const Key &key, int cell, int face) {
-    if (!table.holds(key.lowest) || !table.holds(key.highest)) return false;
+    if (!is_known(table, key)) return false;
     int *const link =
         table.find(key.lowest, [=](const Face &f) { return f.low == key.low && f.high == key.high; });
     if (*link != 0) {
@@ -95,15 +100,54 @@ bool toggle(Faces &table, const Key &key, int cell, int face) {
     return table.add(key.lowest, {key.low, key.high, cell, static_cast<unsigned char>(face)});
 }
 
+// The keys of the cells' faces, found some cells ahead, so that the table's memory is there when it is needed.
+class KeysAhead {
+  public:
+    static constexpr int kCells = 4;
+
+    bool create(int nfaces) {
+        nfaces_ = nfaces;
+        keys_ = allocate_working<Key>(static_cast<std::size_t>(nfaces) * kCells);
+        return keys_ != nullptr;
+    }
+    Key *of_cell(int cell) const { return keys_.get() + cell % kCells * nfaces_; }
+
+    void find(const Faces &table, const FaceTable &faces, int cell, const int *conn) const {
+        Key *key = of_cell(cell);
+        const int *corners = faces.nodes;
+        for (int f = 0; f < faces.nfaces; corners += faces.step[f++], ++key) {
+            *key = face_key(conn, corners, faces.nverts[f]);
+            if (is_known(table, *key)) table.prefetch_head(key->lowest);
+        }
+    }
+    void prefetch_entries(const Faces &table, int cell) const {
+        for (const Key *key = of_cell(cell), *end = key + nfaces_; key != end; ++key) {
+            if (is_known(table, *key)) table.prefetch_entry(key->lowest);
+        }
+    }
+
+  private:
+    int nfaces_ = 0;
+    Working<Key> keys_;
+};
+
 bool collect(Faces &table, const FaceTable &faces, int ncells, int stride, const int *conn) {
+    KeysAhead ahead;
+    if (!ahead.create(std::max(faces.nfaces, 0))) return false;
     const StatusRange range(0, 100);
     Poll poll(ncells, isofield::detail::kCellPollPeriod);
-    for (int c = 0; c < ncells; ++c, conn += stride) {
+    constexpr int kLead = KeysAhead::kCells - 1;
+    const auto find = [&](int c) {
+        if (c < ncells) ahead.find(table, faces, c, conn + static_cast<std::ptrdiff_t>(c) * stride);
+    };
+    for (int c = 0; c < std::min(kLead, ncells); ++c) find(c);
+    for (int c = 0; c < ncells; ++c) {
+        find(c + kLead);
+        if (c + 1 < ncells) ahead.prefetch_entries(table, c + 1);
         if (poll.stop(c)) return false;
-        const int *corners = faces.nodes;
-        for (int f = 0; f < faces.nfaces; corners += faces.step[f++]) {
-            if (faces.nverts[f] < 1) continue;
-            if (!toggle(table, face_key(conn, corners, faces.nverts[f]), c, f)) return false;
+        const Key *const keys = ahead.of_cell(c);
+        for (int f = 0; f < faces.nfaces; ++f) {
+            if (!toggle(table, keys[f], c, f)) return false;
         }
     }
     isofield::detail::poll_status(100);
@@ -181,7 +225,7 @@ int UTILexternal_faces(int nnodes, int ncells, int stride, const int *conn, int 
     const FaceTable faces{nfaces, face_step, face_nverts, face_nodes};
     Faces table;
     const bool is_valid = faces.is_valid();
-    if (is_valid && !table.create(nnodes, ncells)) return 0;
+    if (is_valid && !table.create(nnodes)) return 0;
     *ngroups = 0;
     if (!is_valid || !collect(table, faces, ncells, stride, conn)) return 0;
     if (table.size() == 0) return 1;
@@ -190,10 +234,7 @@ int UTILexternal_faces(int nnodes, int ncells, int stride, const int *conn, int 
     if (grouping.ngroups > max_groups) return 0;
     std::array<int, kMaxFaceNodes + 1> counts = {};
     const auto group_of = [&](const Face &face) { return grouping.group[face.face]; };
-    table.each([&](int, const Face &face) {
-        ++counts[static_cast<std::size_t>(group_of(face))];
-        return true;
-    });
+    table.each([&](int, const Face &face) { ++counts[static_cast<std::size_t>(group_of(face))]; });
     GroupArrays arrays(grouping.ngroups, group_cells, group_conn);
     for (int g = 0; g < grouping.ngroups; ++g) {
         const auto n = static_cast<std::size_t>(g);
@@ -207,7 +248,6 @@ int UTILexternal_faces(int nnodes, int ncells, int stride, const int *conn, int 
         const int *const cell = conn + static_cast<std::ptrdiff_t>(face.cell) * stride;
         const int *const nodes = faces.nodes + grouping.start[face.face];
         for (int k = 0; k < group_nnodes[g]; ++k) group_conn[g][group_conn_len[g]++] = cell[nodes[k]];
-        return true;
     });
     for (int g = 0; g < grouping.ngroups; ++g) {
         if (group_nfaces[g] == 0) arrays.release(g);

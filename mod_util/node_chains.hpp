@@ -4,11 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 
 #include "output_array.hpp"
 #include "prefetch.hpp"
+#include "working_list.hpp"
 
 namespace isofield::detail {
 
@@ -21,41 +21,41 @@ class NodeChains {
     };
 
     // False when there is no memory.
-    bool create(int nnodes, int ncells) {
+    bool create(int nnodes) {
         nnodes_ = nnodes;
-        capacity_ = ncells > 100000 ? 4000 : ncells > 10000 ? 2000 : 1000;
         heads_ = allocate_cleared<int>(static_cast<std::size_t>(nnodes > 0 ? nnodes : 0) + 1);
-        entries_ = allocate_working<Entry>(static_cast<std::size_t>(capacity_));
-        return heads_ && entries_;
+        return heads_ && entries_.reserve(kFirstEntries) &&
+               entries_.push(Entry{});  // entry 0 stands for none
     }
 
     bool holds(int node) const { return static_cast<unsigned>(node) < static_cast<unsigned>(nnodes_); }
     int nnodes() const { return nnodes_; }
     int size() const { return live_; }
 
-    void prefetch_chain(int node) const { __builtin_prefetch(heads_.get() + node); }
+    // Memory that a find of the node will need: first its chain's head, and when that is there its first entry.
+    void prefetch_head(int node) const { prefetch<true>(heads_.get() + node, 1); }
+    void prefetch_entry(int node) const { prefetch<true>(entries_.data() + heads_[node], 1); }
 
     // What links the first entry of the node's chain for which `is_same` holds, or the 0 at the chain's end.
     template <class Test>
     int *find(int node, Test &&is_same) {
         int *link = heads_.get() + node;
-        while (*link != 0 && !is_same(static_cast<const Payload &>(entries_[*link])))
-            link = &entries_[*link].next;
+        while (*link != 0 && !is_same(static_cast<const Payload &>(entry(*link)))) link = &entry(*link).next;
         return link;
     }
-    Entry &at(int *link) { return entries_[*link]; }
+    Entry &at(int *link) { return entry(*link); }
 
     // Puts an entry at the head of the node's chain. False when there is no memory.
     bool add(int node, const Payload &payload) {
         int number = free_;
         if (number != 0) {
-            free_ = entries_[number].next;
+            free_ = entry(number).next;
         } else {
-            if (used_ == capacity_ && !grow()) return false;
-            number = used_++;
+            if (entries_.size() > kMostEntries || !entries_.push(Entry{})) return false;
+            number = static_cast<int>(entries_.size()) - 1;
         }
-        static_cast<Payload &>(entries_[number]) = payload;
-        entries_[number].next = heads_[node];
+        static_cast<Payload &>(entry(number)) = payload;
+        entry(number).next = heads_[node];
         heads_[node] = number;
         ++live_;
         return true;
@@ -63,40 +63,31 @@ class NodeChains {
 
     void remove(int *link) {
         const int number = *link;
-        *link = entries_[number].next;
-        entries_[number].next = free_;
+        *link = entry(number).next;
+        entry(number).next = free_;
         free_ = number;
         --live_;
     }
 
-    // Calls f(node, payload) by ascending node, along each chain from its head, until it returns false.
+    // Calls f(node, payload) by ascending node, along each chain from its head.
     template <class Function>
-    bool each(Function &&f) const {
+    void each(Function &&f) const {
         for (int node = 0; node < nnodes_; ++node) {
-            for (int number = heads_[node]; number != 0; number = entries_[number].next) {
-                if (!f(node, static_cast<const Payload &>(entries_[number]))) return false;
+            for (int number = heads_[node]; number != 0; number = entry(number).next) {
+                f(node, static_cast<const Payload &>(entry(number)));
             }
         }
-        return true;
     }
 
   private:
-    bool grow() {
-        const std::int64_t capacity = std::int64_t{capacity_} + capacity_ / 2;
-        if (capacity > std::numeric_limits<int>::max()) return false;
-        void *const grown = std::realloc(entries_.get(), static_cast<std::size_t>(capacity) * sizeof(Entry));
-        if (!grown) return false;
-        static_cast<void>(entries_.release());
-        entries_.reset(static_cast<Entry *>(grown));
-        capacity_ = static_cast<int>(capacity);
-        return true;
-    }
+    static constexpr std::size_t kFirstEntries = 1000;
+    static constexpr std::size_t kMostEntries = std::numeric_limits<int>::max();
+
+    Entry &entry(int number) const { return entries_[static_cast<std::size_t>(number)]; }
 
     Working<int> heads_;
-    Working<Entry> entries_;
+    WorkingList<Entry> entries_;
     int nnodes_ = 0;
-    int capacity_ = 0;
-    int used_ = 1;  // entry 0 stands for none
     int free_ = 0;  // the entries given back, as a chain
     int live_ = 0;
 };
@@ -121,7 +112,6 @@ int write_edges(const NodeChains<Payload> &table, int *nedges, int **edges, cons
     table.each([&](int node, const Payload &payload) {
         *end++ = node;
         *end++ = payload.other;
-        return true;
     });
     return 1;
 }

@@ -22,7 +22,6 @@ TEST_F(ToolOnPoints, TriangulatesTablesWithEqualAndMissingRows) {
     expect_values("out.vtp", "point_id", {0, 1, 2, 3, 6}, "int");
     EXPECT_GT(fs::file_size("map.png"), 2000u);
 
-    // z lifts the nodes, not the triangulation.
     make({"delaunay", "in.csv", "--z", "t", "-o", "out.obj", "--view", "iso", "--png", "map.png"});
     const Solid lifted = read_obj("out.obj");
     EXPECT_EQ(lifted.triangles.size(), 4u);
@@ -51,7 +50,6 @@ TEST_F(ToolOnPoints, TriangulatesNodesOfFiles) {
                 {"12 tetrahedra, 9 nodes, volume 8,", "9 points used; every circumsphere is empty"});
     expect_sound(made);
     EXPECT_NEAR(made.size(), 8, 1e-6);
-    EXPECT_GT(fs::file_size("cells.png"), 2000u);
 
     expect_told(make({"delaunay", "in.vtu", "--value", "z", "-o", "out.vtp"}).out,
                 {"4 triangles, 5 nodes, area 4,", "5 points used, 4 equal to an earlier one"});
@@ -65,7 +63,6 @@ TEST_F(ToolOnPoints, LoftsBetweenOutlinesWoundEitherWay) {
                "1 1 7 1 2 7 1 3 7 3 3 7 3 1 7 2 1 7\nLINES 1 8\n7 0 1 2 3 4 5 0\n");
     expect_told(make({"loft", "a.csv", "b.vtk", "-o", "out.obj", "--png", "strip.png"}).out,
                 {"a.csv: 4 points, perimeter 16", "b.vtk: 6 points, perimeter 8", "10 triangles, 10 nodes"});
-    EXPECT_GT(fs::file_size("strip.png"), 2000u);
     const Solid strip = read_obj("out.obj");
     EXPECT_EQ(strip.area(), (Vertex{0, 0, 16 - 4}));  // the lids' with the other sign
     EXPECT_EQ(strip.vertices[3], (Vertex{0, 4, 0}));
