@@ -97,10 +97,11 @@ class CavityFaces {
     }
     static int lowest_of(const Face<D> &face) { return D == 2 ? std::min(face[0], face[1]) : face[1]; }
     static bool are_same(const Face<D> &a, const Face<D> &b) {
-        // Without branches, which could not be foreseen.
-        const bool has_same_ends = (a[0] == b[0]) & (a[D - 1] == b[D - 1]);
-        const bool has_turned_ends = (a[0] == b[D - 1]) & (a[D - 1] == b[0]);
-        return (has_same_ends | has_turned_ends) & (lowest_of(a) == lowest_of(b));
+        // Without branches, which could not be foreseen: 0 where nothing differs.
+        const int straight = (a[0] ^ b[0]) | (a[D - 1] ^ b[D - 1]),
+                  turned = (a[0] ^ b[D - 1]) | (a[D - 1] ^ b[0]);
+        const unsigned ends = std::min(static_cast<unsigned>(straight), static_cast<unsigned>(turned));
+        return (ends | static_cast<unsigned>(lowest_of(a) ^ lowest_of(b))) == 0;
     }
 
     std::size_t hash(const Face<D> &face) const {
