@@ -331,16 +331,18 @@ class Simplifier {
         const int b = ring_[a].next;
         const int node = new_node(at, EarState::kTry);
         if (node < 0 || !add_triangle(a, b, node)) return Outcome::kNoMemory;
-        // A second triangle behind the node cuts the ring in two.
+        // A second triangle behind the node cuts the ring in two. Its sides are looked at once, as neighbours
+        // share them; what most often fails goes first.
         int w = ring_[b].next;
-        for (int k = polygon.nnode - 3; k > 0; --k, w = ring_[w].next) {
+        bool is_side_allowed = heights_.allows(ring_[w].at, at);
+        for (int k = polygon.nnode - 3; k > 0; --k) {
             const int u = ring_[w].next;
             const GridPlace from = ring_[w].at, to = ring_[u].at;
-            // What most often fails, and soonest, goes first.
-            if (doubled_area(from, to, at) <= 0 || !allows(u, node, w) ||
-                !ring_.holds_segment(polygon, from, at) || !ring_.holds_segment(polygon, to, at))
-                continue;
-            return add_triangle(w, u, node) ? split(polygon, a, b, w, u, node) : Outcome::kNoMemory;
+            const bool was_allowed = std::exchange(is_side_allowed, heights_.allows(to, at));
+            if (was_allowed && is_side_allowed && doubled_area(from, to, at) > 0 && allows(w, u, node) &&
+                ring_.holds_segment(polygon, from, at) && ring_.holds_segment(polygon, to, at))
+                return add_triangle(w, u, node) ? split(polygon, a, b, w, u, node) : Outcome::kNoMemory;
+            w = u;
         }
         ring_.insert(polygon, node, a, b);
         ring_.clear_visited(polygon);
