@@ -8,11 +8,7 @@
 
 namespace {
 
-using isofield::detail::no_edges;
-using isofield::detail::NodeChains;
-using isofield::detail::Poll;
-using isofield::detail::StatusRange;
-using isofield::detail::write_edges;
+using namespace isofield::detail;
 
 constexpr const char *kUnit = "mod_util/edge";
 
@@ -35,11 +31,11 @@ int collect_edges(int nnodes, int ncells, int stride, const int *conn, int *nedg
     NodeChains<Edge> table;
     if (!table.create(nnodes)) return 0;
     const StatusRange range(0, 100);
-    Poll poll(ncells, isofield::detail::kCellPollPeriod);
+    Poll poll(ncells, kCellPollPeriod);
     for (int c = 0; c < ncells; ++c, conn += stride) {
         if (poll.stop(c) || !add_cell(table, conn)) return no_edges(nedges, edges);
     }
-    isofield::detail::poll_status(100);
+    poll_status(100);
     return write_edges(table, nedges, edges, kUnit);
 }
 

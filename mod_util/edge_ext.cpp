@@ -9,11 +9,7 @@
 
 namespace {
 
-using isofield::detail::no_edges;
-using isofield::detail::NodeChains;
-using isofield::detail::Poll;
-using isofield::detail::StatusRange;
-using isofield::detail::write_edges;
+using namespace isofield::detail;
 
 constexpr const char *kUnit = "mod_util/edge_ext";
 
@@ -98,7 +94,7 @@ int UTILexternal_edges(int nnodes, int nspace, const float *coords, int ncells, 
     const StatusRange range(0, 100);
     const Smoothness is_smooth(static_cast<float>(angle));
     const auto is_known = [&](int node) { return table.holds(node); };
-    Poll poll(ncells, isofield::detail::kCellPollPeriod);
+    Poll poll(ncells, kCellPollPeriod);
     for (int c = 0; c < ncells; ++c, conn += stride) {
         if (poll.stop(c)) return no_edges(nedges, edges);
         if (nverts < 1) continue;
@@ -106,6 +102,6 @@ int UTILexternal_edges(int nnodes, int nspace, const float *coords, int ncells, 
         const Normal normal = nverts < 2 ? Normal{} : normal_of(nspace, coords, conn, nverts);
         if (!add_cell(table, conn, nverts, normal, is_smooth)) return no_edges(nedges, edges);
     }
-    isofield::detail::poll_status(100);
+    poll_status(100);
     return write_edges(table, nedges, edges, kUnit);
 }

@@ -12,12 +12,7 @@
 
 namespace {
 
-using isofield::detail::allocate_working;
-using isofield::detail::kTypeCode;
-using isofield::detail::NodeChains;
-using isofield::detail::Poll;
-using isofield::detail::StatusRange;
-using isofield::detail::Working;
+using namespace isofield::detail;
 
 constexpr const char *kUnit = "mod_util/face_ext";
 constexpr int kMaxFaces = 255;
@@ -135,7 +130,7 @@ bool collect(Faces &table, const FaceTable &faces, int ncells, int stride, const
     KeysAhead ahead;
     if (!ahead.create(std::max(faces.nfaces, 0))) return false;
     const StatusRange range(0, 100);
-    Poll poll(ncells, isofield::detail::kCellPollPeriod);
+    Poll poll(ncells, kCellPollPeriod);
     constexpr int kLead = KeysAhead::kCells - 1;
     const auto find = [&](int c) {
         if (c < ncells) ahead.find(table, faces, c, conn + static_cast<std::ptrdiff_t>(c) * stride);
@@ -150,7 +145,7 @@ bool collect(Faces &table, const FaceTable &faces, int ncells, int stride, const
             if (!toggle(table, keys[f], c, f)) return false;
         }
     }
-    isofield::detail::poll_status(100);
+    poll_status(100);
     return true;
 }
 

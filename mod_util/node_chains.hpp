@@ -29,7 +29,6 @@ class NodeChains {
     }
 
     bool holds(int node) const { return static_cast<unsigned>(node) < static_cast<unsigned>(nnodes_); }
-    int nnodes() const { return nnodes_; }
     int size() const { return live_; }
 
     // Memory that a find of the node will need: first its chain's head, and when that is there its first entry.

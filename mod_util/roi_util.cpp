@@ -7,7 +7,7 @@
 
 namespace {
 
-using isofield::detail::allocate_working;
+using namespace isofield::detail;
 
 // A closed polygon with the length of each segment, which belongs to the vertex that it ends at.
 struct Polygon {
