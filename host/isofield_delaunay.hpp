@@ -24,9 +24,9 @@ namespace isofield {
 struct DelaunayOptions {
     Progress progress = {};
     bool verify = false;  // count the points inside circumcircles or circumspheres
-    double margin =
-        1000;  // the box that the library starts from is the points' own, and so many extents more
-               // to every side: the farther the start, the fuller the hull
+    // The box that the library starts from is the points' own, and so many extents more to every side: the
+    // farther the start, the fuller the hull. 0 to 1e6.
+    double margin = 1000;
 };
 
 using Tetrahedron = std::array<int, 4>;

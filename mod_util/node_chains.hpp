@@ -2,6 +2,7 @@
 #ifndef ISOFIELD_MOD_UTIL_NODE_CHAINS_HPP
 #define ISOFIELD_MOD_UTIL_NODE_CHAINS_HPP
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -22,8 +23,8 @@ class NodeChains {
 
     // False when there is no memory.
     bool create(int nnodes) {
-        nnodes_ = nnodes;
-        heads_ = allocate_cleared<int>(static_cast<std::size_t>(nnodes > 0 ? nnodes : 0) + 1);
+        nnodes_ = std::max(nnodes, 0);
+        heads_ = allocate_cleared<int>(static_cast<std::size_t>(nnodes_) + 1);
         return heads_ && entries_.reserve(kFirstEntries) &&
                entries_.push(Entry{});  // entry 0 stands for none
     }

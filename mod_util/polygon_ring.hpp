@@ -179,16 +179,6 @@ class RingPool {
         return false;
     }
 
-  private:
-    int &first_at(GridPlace at) const { return first_at_[static_cast<std::ptrdiff_t>(nx_) * at.j + at.i]; }
-    int find_in_ring(const Polygon &polygon, GridPlace at) const {
-        for (int k = 0, link = polygon.head; k < polygon.nnode; ++k, link = (*this)[link].next) {
-            if ((*this)[link].at == at) return link;
-        }
-        return -1;
-    }
-
-  public:
     enum class Side { kOutside, kInside, kBoundary };
     struct Position {
         Side side;
@@ -198,6 +188,14 @@ class RingPool {
     bool holds_segment(const Polygon &polygon, GridPlace from, GridPlace to) const;
 
   private:
+    int &first_at(GridPlace at) const { return first_at_[static_cast<std::ptrdiff_t>(nx_) * at.j + at.i]; }
+    int find_in_ring(const Polygon &polygon, GridPlace at) const {
+        for (int k = 0, link = polygon.head; k < polygon.nnode; ++k, link = (*this)[link].next) {
+            if ((*this)[link].at == at) return link;
+        }
+        return -1;
+    }
+
     int nx_ = 0;
     Working<int> first_at_;  // per place the first of its links, or -1
     WorkingList<RingLink> links_;

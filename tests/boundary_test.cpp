@@ -304,6 +304,8 @@ TEST(Boundaries, BadTablesAndNodesAreRefused) {
             for (int i = 0; i < 3; ++i) EXPECT_TRUE(counts[i] == 0 && !edges[i]) << i;
         }
     }
+    EXPECT_TRUE(external_faces({-1, 4, fine.conn}, kFaces.at("tet_1"), 3, 0).empty())
+        << "fewer than no nodes";
 }
 
 }  // namespace
