@@ -1,13 +1,19 @@
 // The search table of a mesh: blocks of space, and the cells whose bounding boxes touch them.
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <iterator>
+#include <limits>
 #include <memory>
+#include <optional>
 
 #include "block_grid.hpp"
 #include "cell_geometry.hpp"
 #include "cell_index.hpp"
 #include "output_array.hpp"
 #include "progress.hpp"
+#include "working_array.hpp"
 
 namespace {
 
@@ -42,10 +48,6 @@ struct FreeTable {
 };
 using TablePtr = std::unique_ptr<BlockTable, FreeTable>;
 
-int *allocate_ints(int count) {
-    return static_cast<int *>(ARRalloc_f(nullptr, kTypeCode<int>, count, nullptr, kUnit, __LINE__));
-}
-
 TablePtr create_table(int ncells, int nspace) {
     TablePtr table(static_cast<BlockTable *>(std::malloc(sizeof(BlockTable))));
     if (!table) return table;
@@ -58,9 +60,9 @@ TablePtr create_table(int ncells, int nspace) {
     table->list_cap = table->list_grow = size.entries;
     table->list_free = 1;
     table->owns_lists = 1;
-    table->cell_list = allocate_ints(table->list_cap);
-    table->next_list = table->cell_list ? allocate_ints(table->list_cap) : nullptr;
-    table->blocks = table->next_list ? allocate_ints(table->nblocks) : nullptr;
+    table->cell_list = allocate_array<int>(table->list_cap, kUnit);
+    table->next_list = table->cell_list ? allocate_array<int>(table->list_cap, kUnit) : nullptr;
+    table->blocks = table->next_list ? allocate_array<int>(table->nblocks, kUnit) : nullptr;
     if (!table->blocks) return nullptr;
     std::fill_n(table->next_list, table->list_cap, 0);
     std::fill_n(table->blocks, table->nblocks, 0);

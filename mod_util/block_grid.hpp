@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "cell_geometry.hpp"
 
@@ -22,11 +23,9 @@ class BlockGrid {
         for (int d = 0; d < nspace_; ++d) {
             min_[d] = table.min[d];
             extent_[d] = table.max[d] - table.min[d];
-            flat_[d] = !(static_cast<double>(extent_[d]) > 1e-30);
+            flat_[d] = !(static_cast<double>(extent_[d]) > kFlat);
         }
     }
-
-    int nblk() const { return nblk_; }
 
     // The block that holds a point, or nothing outside the table.
     std::optional<int> block_of(const float *xyz) const {
@@ -80,6 +79,8 @@ class BlockGrid {
     }
 
   private:
+    static constexpr double kFlat = 1e-30;  // axes of no more extent have one block
+
     // Beyond what an int counts the ends of its range; nothing for what is not a number.
     std::optional<int> number_of(int d, float x) const {
         if (flat_[d]) return 0;

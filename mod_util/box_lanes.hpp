@@ -13,7 +13,6 @@ namespace isofield::detail {
 // Eight bounding boxes. Lanes without a box hold nothing.
 struct BoxLanes {
     static constexpr int kFan = 8;
-    using Words = int __attribute__((vector_size(16)));
 
     float lo[3][kFan], hi[3][kFan];
 
@@ -22,14 +21,14 @@ struct BoxLanes {
 
     // The same for boxes that meet the box from `min` to `max`.
     unsigned meeting(const float *min, const float *max) const {
-        constexpr Words kLowBits = {1, 2, 4, 8}, kHighBits = {16, 32, 64, 128};
-        Words low = kLowBits, high = kHighBits;
+        constexpr LaneWords kLowBits = {1, 2, 4, 8}, kHighBits = {16, 32, 64, 128};
+        LaneWords low = kLowBits, high = kHighBits;
         for (int d = 0; d < 3; ++d) {
             const Lanes from = splat(min[d]), to = splat(max[d]);
             low &= (load_lanes(lo[d]) <= to) & (load_lanes(hi[d]) >= from);
             high &= (load_lanes(lo[d] + 4) <= to) & (load_lanes(hi[d] + 4) >= from);
         }
-        Words bits = low | high;
+        LaneWords bits = low | high;
         bits |= __builtin_shufflevector(bits, bits, 2, 3, 0, 1);
         bits |= __builtin_shufflevector(bits, bits, 1, 0, 3, 2);
         return static_cast<unsigned>(bits[0]);

@@ -1,6 +1,6 @@
-// What a walk over the cells of a three-dimensional grid remembers, in bricks of 4 x 4 x 4 nodes that are made
-// where the walk comes by: sides of the level, cells done, new nodes of edges. A brick's data are read at
-// once, so that the waits for memory overlap.
+// What a walk over the cells of a three-dimensional grid remembers, in bricks of 4 x 4 x 4 nodes that are
+// made where the walk comes by: sides of the level, cells done, new nodes of edges. A brick's data are read
+// at once, so that the waits for memory overlap.
 #ifndef ISOFIELD_MOD_UTIL_BRICK_MAP_HPP
 #define ISOFIELD_MOD_UTIL_BRICK_MAP_HPP
 
@@ -63,15 +63,17 @@ class BrickEdges {
 struct Brick {
     static constexpr int kBits = 2, kSide = 1 << kBits, kLow = kSide - 1;
     static constexpr int kNodes = kSide * kSide * kSide;
+    static constexpr int kRow = kSide + 1;  // nodes of a row of the planes of bits
 
     Index3 origin;
     int first_node;
     std::uint64_t done;  // a bit for each cell
-    // Per plane of nodes, one more than the brick has, a bit for each node: five rows of five.
-    std::uint32_t above[kSide + 1], null[kSide + 1];
-    // Null when not met yet. 0 to 7: further on along the axes of the bits, the first being the brick itself;
-    // 8 to 10: further back along an axis.
-    Brick *near[11];
+    // Per plane of nodes, one more than the brick has, a bit for each node: kRow rows.
+    std::uint32_t above[kRow], null[kRow];
+    // Null when not met yet. Below kBack: further on along the axes of the bits, the first being the brick
+    // itself; from kBack on: further back along an axis.
+    static constexpr unsigned kBack = 8;
+    Brick *near[kBack + 3];
     BrickEdges edges;
 
     static int local(const Index3 &at) {
@@ -81,7 +83,7 @@ struct Brick {
 
     // The corners of a cell in such planes of bits: four bits each, x before y.
     static unsigned corners(const std::uint32_t *plane, int local) {
-        const int shift = along(local, 1) * (kSide + 1) + along(local, 0);
+        const int shift = along(local, 1) * kRow + along(local, 0);
         const auto four = [shift](std::uint32_t bits) {
             const std::uint32_t from = bits >> shift;
             return (from & 3) | (from >> (kSide - 1) & 12);
@@ -115,7 +117,7 @@ inline constexpr auto kSteps = [] {
             const bool first = Brick::along(local, d) == 0;
             const int stride = 1 << (Brick::kBits * static_cast<int>(d));
             auto &cell = steps[static_cast<std::size_t>(local)];
-            cell[2 * d] = {static_cast<std::uint8_t>(first ? 8 + d : 0),
+            cell[2 * d] = {static_cast<std::uint8_t>(first ? Brick::kBack + d : 0),
                            static_cast<std::uint8_t>(local + (first ? Brick::kLow : -1) * stride)};
             cell[2 * d + 1] = offset_place(local, 1u << d);
         }
@@ -162,7 +164,7 @@ class BrickMap {
     }
 
   private:
-    static constexpr int kChunk = 64;
+    static constexpr int kChunk = 64, kRow = Brick::kRow;
     // Levels are floats to begin with, and compare alike as such.
     using Level = std::conditional_t<std::is_same_v<T, float>, float, double>;
 
@@ -187,9 +189,9 @@ class BrickMap {
     [[gnu::noinline]] Brick *meet(const Brick &brick, unsigned which) {
         Index3 node = brick.origin;
         for (std::size_t d = 0; d < 3; ++d) {
-            if (which < 8) node[d] += static_cast<int>(which >> d & 1) * Brick::kSide;
+            if (which < Brick::kBack) node[d] += static_cast<int>(which >> d & 1) * Brick::kSide;
         }
-        if (which >= 8) node[which - 8] -= Brick::kSide;
+        if (which >= Brick::kBack) node[which - Brick::kBack] -= Brick::kSide;
         return at(node);
     }
 
@@ -220,8 +222,6 @@ class BrickMap {
             if (has_nulls_) brick.null[k] = plane(rows, n, [this](T value) { return value == null_value_; });
         }
     }
-
-    static constexpr int kRow = Brick::kSide + 1;
 
     // A bit for each node of a plane of which something holds.
     template <class Holds>

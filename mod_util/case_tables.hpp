@@ -2,6 +2,7 @@
 #ifndef ISOFIELD_MOD_UTIL_CASE_TABLES_HPP
 #define ISOFIELD_MOD_UTIL_CASE_TABLES_HPP
 
+#include "cell_types.hpp"
 #include "isofield.h"
 #include "slice_tables.hpp"
 
@@ -58,7 +59,7 @@ struct ContourTables : CutTables {
             CONTconnect_edge2_##K                                                           \
     }
 
-template <int kIndex, int kNodeCount, bool kIsVolume>
+template <TypeIndex kIndex, int kNodeCount, bool kIsVolume>
 struct Kind {
     static constexpr int kTypeIndex = kIndex;
     static constexpr int kNodes = kNodeCount;
@@ -69,35 +70,35 @@ struct Kind {
 // Each kind has its tables of cuts. Volume kinds have kSlice and kSliceNodes (node of each bit of a slice
 // index, bit 0 first), plane kinds kCutLines, kContour and kContourSide (rows of the table index).
 
-struct Tet : Kind<0, 4, true> {
+struct Tet : Kind<kTetIndex, 4, true> {
     static constexpr const char *kName = "tet";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, tet);
     static constexpr const auto &kSlice = slice_tet;
     static constexpr const auto &kSliceNodes = slice_nodes_tet;
 };
 
-struct Prism : Kind<1, 6, true> {
+struct Prism : Kind<kPrismIndex, 6, true> {
     static constexpr const char *kName = "prism";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, prism);
     static constexpr const auto &kSlice = slice_prism;
     static constexpr const auto &kSliceNodes = slice_nodes_prism;
 };
 
-struct Pyr : Kind<2, 5, true> {
+struct Pyr : Kind<kPyrIndex, 5, true> {
     static constexpr const char *kName = "pyr";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, pyr);
     static constexpr const auto &kSlice = slice_pyr;
     static constexpr const auto &kSliceNodes = slice_nodes_pyr;
 };
 
-struct Hex : Kind<3, 8, true> {
+struct Hex : Kind<kHexIndex, 8, true> {
     static constexpr const char *kName = "hex";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, hex);
     static constexpr const auto &kSlice = slice_hex;
     static constexpr const auto &kSliceNodes = slice_nodes_hex;
 };
 
-struct Tri : Kind<4, 3, false> {
+struct Tri : Kind<kTriIndex, 3, false> {
     static constexpr const char *kName = "tri";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, tri);
     static constexpr CutLineTables kCutLines = ISOFIELD_CUT_LINE_TABLES(tri);
@@ -105,7 +106,7 @@ struct Tri : Kind<4, 3, false> {
     static constexpr int kContourSide = 1 << kNodes;
 };
 
-struct Quad : Kind<5, 4, false> {
+struct Quad : Kind<kQuadIndex, 4, false> {
     static constexpr const char *kName = "quad";
     static constexpr CutTables kCut = ISOFIELD_CASE_TABLES(CUT, quad);
     static constexpr CutLineTables kCutLines = ISOFIELD_CUT_LINE_TABLES(quad);

@@ -10,6 +10,7 @@
 
 #include "output_array.hpp"
 #include "sort_few.hpp"
+#include "spread_key.hpp"
 #include "working_list.hpp"
 
 namespace isofield::detail {
@@ -28,8 +29,8 @@ template <int D>
 using Face = std::array<int, D>;  // vertices
 
 // The order of what is left is that of a table which takes the simplices by ascending order: by the face's
-// lowest vertex, and at one vertex the last that came first. A face that comes a second time goes, and may come
-// again.
+// lowest vertex, and at one vertex the last that came first. A face that comes a second time goes, and may
+// come again.
 template <int D>
 class CavityFaces {
   public:
@@ -106,8 +107,9 @@ class CavityFaces {
 
     std::size_t hash(const Face<D> &face) const {
         const auto ends = static_cast<std::uint32_t>(face[0]) + static_cast<std::uint32_t>(face[D - 1]);
-        const std::uint32_t mixed = static_cast<std::uint32_t>(lowest_of(face)) * 0x85ebca6bu + ends;
-        return shift_ < 32 ? mixed * 0x9e3779b9u >> shift_ : 0;
+        constexpr std::uint32_t kOdd = 0x85ebca6bu;  // of random bits, so that the sum keeps both apart
+        const std::uint32_t mixed = static_cast<std::uint32_t>(lowest_of(face)) * kOdd + ends;
+        return shift_ < 32 ? spread_key(mixed) >> shift_ : 0;
     }
 
     void toggle(const Face<D> &face, std::int64_t order) {

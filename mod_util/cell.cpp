@@ -3,12 +3,12 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
+#include <type_traits>
 
 #include "mesh_access.hpp"
-#include "output_array.hpp"
+#include "reports.hpp"
 #include "types.hpp"
+#include "working_array.hpp"
 
 namespace {
 
@@ -23,10 +23,6 @@ T plus(T sum, T value) {
         return sum + value;
     }
 }
-
-// What floats are reckoned in beside an element type.
-template <class T>
-using RealFor = std::conditional_t<std::is_same_v<T, double>, double, float>;
 
 template <class T>
 T plus_weighted(T sum, T value, float weight) {
@@ -204,8 +200,7 @@ int UTILcell_to_node(MeshInfo *mesh, int set, int dtype, const void *data, int v
     if (auto method = mesh->field_funcs->cell_to_node_func) {
         return method(mesh, set, dtype, data, veclen, null_flag, null_value, power, out, weights, null_flags);
     }
-    std::fputs("UTILcell_to_node: no function found\n", stderr);
-    return 0;
+    return tell("UTILcell_to_node: no function found\n");
 }
 
 ISOFIELD_STAMP(UTILcell_to_node_cells, cell_to_node_cells,
@@ -218,8 +213,8 @@ int UTILcell_to_node_cells(MeshInfo *mesh, int set, int dtype, const void *data,
                            const void *null_value, int power, void *out, float **weights, char **null_flags) {
     return visit_or_report(dtype, "UTILcellTo_node", [&]<class T>(ElementTag<T>) {
         return cell_to_node_cells(mesh, set, static_cast<const T *>(data), veclen, null_flag != 0,
-                                  static_cast<T>(load_scalar<T>(null_flag, null_value)), power,
-                                  static_cast<T *>(out), weights, null_flags);
+                                  load_scalar<T>(null_flag, null_value), power, static_cast<T *>(out),
+                                  weights, null_flags);
     });
 }
 
@@ -232,7 +227,6 @@ int UTILcell_to_node_struct(MeshInfo *mesh, int set, int dtype, const void *data
                             const void *null_value, int power, void *out, float **, char **) {
     return visit_or_report(dtype, "UTILcellTo_node", [&]<class T>(ElementTag<T>) {
         return cell_to_node_struct(mesh, set, static_cast<const T *>(data), veclen, null_flag != 0,
-                                   static_cast<T>(load_scalar<T>(null_flag, null_value)), power,
-                                   static_cast<T *>(out));
+                                   load_scalar<T>(null_flag, null_value), power, static_cast<T *>(out));
     });
 }

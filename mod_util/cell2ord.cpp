@@ -1,14 +1,16 @@
 // Quadratic cells broken into linear ones that use the cell's own nodes.
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 
-#include "isofield.h"
+#include "output_array.hpp"
 
 namespace {
 
-constexpr char kUnit[] = "mod_util/cell2ord";
+using namespace isofield::detail;
+
+constexpr const char *kUnit = "mod_util/cell2ord";
 
 // Pieces of one cell, as positions in its list of kCellNodes nodes.
 template <std::size_t kCellNodes, std::size_t kPieces, std::size_t kPieceNodes>
@@ -22,9 +24,7 @@ struct Decomposition {
         const std::int64_t size = npieces * static_cast<int>(kPieceNodes);
         const bool countable = size <= std::numeric_limits<int>::max();
         *nout = countable ? static_cast<int>(npieces) : 0;
-        if (!countable) return 0;
-        const int needed = size > 0 ? static_cast<int>(size) : 1;
-        auto *out = static_cast<int *>(ARRalloc_f(nullptr, 3, needed, nullptr, kUnit, __LINE__));
+        int *out = allocate_array<int>(std::max<std::int64_t>(size, 1), kUnit);
         if (!out) return 0;
         *out_connect = out;
         for (int cell = 0; cell < ncells; ++cell, connect += kCellNodes) {

@@ -1,5 +1,5 @@
-// The output cells of bands and cuts: six arrays by type index in the caller's words, and beside them the
-// lists of the cells that they come from.
+// What bands and cuts put in the caller's words: the output cells, six arrays by type index, with the lists
+// of the cells that they come from, and the lines along the levels.
 #ifndef ISOFIELD_MOD_UTIL_CELL_ARRAYS_HPP
 #define ISOFIELD_MOD_UTIL_CELL_ARRAYS_HPP
 
@@ -8,11 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "cell_types.hpp"
 #include "output_array.hpp"
+#include "reports.hpp"
 
 namespace isofield::detail {
-
-constexpr int kTypes = 6;
 
 // What the arrays of one operation are like. Reports are null where a failure goes unreported.
 struct CellArrayTraits {
@@ -22,16 +22,16 @@ struct CellArrayTraits {
     const char *list_report = nullptr;
 
     bool report(const char *text) const {
-        if (text) ERRerror("UTILcut", 1, 2, "%s", text);
+        if (text) refuse("UTILcut", text);
         return false;
     }
 };
 
 // No cells in the caller's words.
 inline void empty_cells(int *ncells, int **connect, int *size) {
-    std::fill_n(ncells, kTypes, 0);
-    std::fill_n(connect, kTypes, nullptr);
-    std::fill_n(size, kTypes, 0);
+    std::fill_n(ncells, kCellTypes, 0);
+    std::fill_n(connect, kCellTypes, nullptr);
+    std::fill_n(size, kCellTypes, 0);
 }
 
 // What becomes of the words of types without cells, whose arrays go: operations differ.
@@ -47,12 +47,11 @@ class CellArrays {
 
     // New arrays where there are none.
     bool create(int line = __builtin_LINE()) {
-        for (int t = 0; t < kTypes; ++t) {
+        for (int t = 0; t < kCellTypes; ++t) {
             if (connect_[t] && capacity_[t] != 0) continue;
             if (connect_[t]) ARRfree_f(connect_[t], traits_.unit, line);
             size_[t] = 0;
-            connect_[t] =
-                static_cast<int *>(ARRalloc_f(nullptr, 3, traits_.step, nullptr, traits_.unit, line));
+            connect_[t] = allocate_array<int>(traits_.step, traits_.unit, line);
             capacity_[t] = connect_[t] ? traits_.step : 0;
             if (!connect_[t]) return false;
         }
@@ -77,7 +76,7 @@ class CellArrays {
 
     // All arrays go, and the capacities tell.
     void stop() {
-        for (int t = 0; t < kTypes; ++t) {
+        for (int t = 0; t < kCellTypes; ++t) {
             if (connect_[t]) ARRfree_f(connect_[t], traits_.unit, __LINE__);
             connect_[t] = nullptr;
             ncells_[t] = size_[t] = 0;
@@ -87,7 +86,7 @@ class CellArrays {
 
     // The arrays of no cells go.
     void free_unused(UnusedWords words) {
-        for (int t = 0; t < kTypes; ++t) {
+        for (int t = 0; t < kCellTypes; ++t) {
             if (ncells_[t] != 0 || !connect_[t]) continue;
             ARRfree_f(connect_[t], traits_.unit, __LINE__);
             if (words == UnusedWords::kNull) connect_[t] = nullptr;
@@ -120,7 +119,7 @@ class OwnedCellArrays {
         handed_over_ = true;
     }
 
-    std::array<int, kTypes> capacity{};
+    std::array<int, kCellTypes> capacity{};
     CellArrays arrays;
 
   private:
@@ -139,15 +138,15 @@ class CellLists {
 
     // No lists, and counts of 0.
     void clear() {
-        if (count_) std::fill_n(count_, kTypes, 0);
-        if (list_) std::fill_n(list_, kTypes, nullptr);
+        if (count_) std::fill_n(count_, kCellTypes, 0);
+        if (list_) std::fill_n(list_, kCellTypes, nullptr);
     }
 
     // Six empty lists.
     bool create(int line = __builtin_LINE()) {
         clear();
-        for (int t = 0; wanted() && t < kTypes; ++t) {
-            list_[t] = static_cast<int *>(ARRalloc_f(nullptr, 3, traits_.step, nullptr, traits_.unit, line));
+        for (int t = 0; wanted() && t < kCellTypes; ++t) {
+            list_[t] = allocate_array<int>(traits_.step, traits_.unit, line);
             if (!list_[t]) return false;
         }
         return true;
@@ -166,7 +165,7 @@ class CellLists {
     }
 
     void free() {
-        for (int t = 0; wanted() && t < kTypes; ++t) {
+        for (int t = 0; wanted() && t < kCellTypes; ++t) {
             if (list_[t]) ARRfree_f(list_[t], traits_.unit, __LINE__);
         }
         clear();
@@ -176,7 +175,65 @@ class CellLists {
     const CellArrayTraits &traits_;
     int *count_;
     int **list_;
-    std::array<int, kTypes> capacity_;
+    std::array<int, kCellTypes> capacity_;
+};
+
+// The segments along one level, in the caller's words. A count that is not 0 asks for them.
+class LineList {
+  public:
+    // Nothing is asked for.
+    LineList() = default;
+    LineList(int *count, int **lines, const char *unit)
+        : count_(count), lines_(lines), unit_(unit), wanted_(*count != 0) {}
+
+    bool create(int line = __builtin_LINE()) {
+        if (!count_) return true;
+        *count_ = 0;
+        if (!wanted_) return true;
+        *lines_ = allocate_array<int>(2 * kStep, unit_, line);
+        capacity_ = *lines_ ? 2 * kStep : 0;
+        return wanted_ = *lines_ != nullptr;
+    }
+
+    bool wanted() const { return wanted_; }
+
+    // Room for so many more segments.
+    bool reserve(std::int64_t more) {
+        return !wanted_ || grow_amply(*lines_, capacity_, 2 * (*count_ + more), 2 * kStep, unit_);
+    }
+
+    // Appends segments; `ends` are places among new nodes, whose rows are given.
+    void append(int nlines, const unsigned char *ends, const int *new_rows) {
+        int *out = *lines_ + 2 * std::ptrdiff_t{*count_};
+        for (int i = 0; i < 2 * nlines; ++i) *out++ = new_rows[ends[i]];
+        *count_ += nlines;
+    }
+
+    // The list that was made here goes.
+    void free() {
+        if (count_) *count_ = 0;
+        if (capacity_ == 0) return;
+        ARRfree_f(*lines_, unit_, __LINE__);
+        *lines_ = nullptr;
+        capacity_ = 0;
+        wanted_ = false;
+    }
+
+  private:
+    static constexpr int kStep = 1000;
+
+    int *count_ = nullptr;
+    int **lines_ = nullptr;
+    const char *unit_ = nullptr;
+    bool wanted_ = false;
+    int capacity_ = 0;
+};
+
+// All that the splitting of cells writes to.
+struct SplitOutput {
+    CellArrays &arrays;
+    CellLists &lists;
+    LineList &lines_lo, &lines_hi;
 };
 
 }  // namespace isofield::detail

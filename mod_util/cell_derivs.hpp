@@ -5,9 +5,8 @@
 
 #include <cstddef>
 
-#include "cell_geometry.hpp"
+#include "isofield.h"
 #include "jacobians.hpp"
-#include "types.hpp"
 
 namespace isofield::detail {
 
@@ -25,9 +24,9 @@ inline bool volume_derivs(int nnodes, const float *shape_derivs, const float *no
 
 // The same of a surface in its frame, 2 x nnodes.
 inline bool surface_derivs(int nnodes, const float *shape_derivs, const float *node_xyz, float *derivs,
-                           float *rotate, float *xcoords) {
+                           float *frame, float *frame_xyz) {
     float inverse[4];
-    if (surface_frame(nnodes, shape_derivs, node_xyz, inverse, rotate, xcoords) == 0) return false;
+    if (surface_frame(nnodes, shape_derivs, node_xyz, inverse, frame, frame_xyz) == 0) return false;
     multiply(inverse, shape_derivs, derivs, 2, 2, nnodes);
     return true;
 }
@@ -36,13 +35,13 @@ inline bool surface_derivs(int nnodes, const float *shape_derivs, const float *n
 // Scalars: derivatives times values. Vectors: one row stands for those at the nodes, the first nnodes of the
 // values times the frame, both as they lie in memory; it belongs to node 0, the others have zeros.
 template <class Values>
-void derive_on_surface(int nnodes, const float *derivs, Values values, int veclen, const float *rotate,
+void derive_on_surface(int nnodes, const float *derivs, Values values, int veclen, const float *frame,
                        float *out) {
     for (std::ptrdiff_t c = 0; c < veclen; ++c) {
         float row = 0;
         for (int k = 0; k < nnodes && veclen > 1; ++k) {
             const std::ptrdiff_t place = std::ptrdiff_t{k} * veclen + c;
-            row += values(k) * (place < 9 ? rotate[place] : 0.0f);
+            row += values(k) * (place < 9 ? frame[place] : 0.0f);
         }
         for (std::ptrdiff_t d = 0; d < 2; ++d) {
             float sum = 0;

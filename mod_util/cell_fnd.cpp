@@ -1,9 +1,11 @@
 // The cell that holds a point: by a search table, or on uniform and rectilinear grids directly.
 #include <algorithm>
-#include <cstdio>
+#include <optional>
 
 #include "cell_search.hpp"
+#include "grid_cell.hpp"
 #include "grid_places.hpp"
+#include "reports.hpp"
 
 namespace {
 
@@ -77,7 +79,7 @@ int find_in_grid(MeshInfo *mesh, const float *xyz, int *cell, float *uvw) {
 int UTILfind_cell(MeshInfo *mesh, BlockTable *table, const float *xyz, int *cell, float *uvw) {
     if (!fetch_coords(mesh)) return 0;
     if (!mesh->field_funcs->interp_cell_func) {
-        std::fputs("UTILfind_cell: unable to find interp_cell function\n", stderr);
+        tell_no_search();
         return -1;
     }
     const float tol = search_tolerance(*table);

@@ -62,19 +62,21 @@ struct Box {
     float min[3], max[3];
 };
 
+// Widens a box so that it holds a point.
+inline void widen(const float *xyz, int nspace, float *min, float *max) {
+    for (int d = 0; d < nspace; ++d) {
+        if (xyz[d] < min[d]) min[d] = xyz[d];
+        if (xyz[d] > max[d]) max[d] = xyz[d];
+    }
+}
+
 // The box of nnodes points, of which row(i) gives nspace coordinates; 0 from nspace on.
 template <class Row>
 Box box_of_rows(int nspace, int nnodes, Row row) {
     Box box = {};
     std::copy_n(row(0), nspace, box.min);
     std::copy_n(row(0), nspace, box.max);
-    for (int i = 1; i < nnodes; ++i) {
-        const float *xyz = row(i);
-        for (int d = 0; d < nspace; ++d) {
-            if (xyz[d] < box.min[d]) box.min[d] = xyz[d];
-            if (xyz[d] > box.max[d]) box.max[d] = xyz[d];
-        }
-    }
+    for (int i = 1; i < nnodes; ++i) widen(row(i), nspace, box.min, box.max);
     return box;
 }
 
@@ -86,23 +88,6 @@ inline Box box_of_nodes(const float *coords, int nspace, const int *nodes, int n
 // Of coordinates that gather_coords wrote.
 inline Box box_of_gathered(const float *node_xyz, int nnodes) {
     return box_of_rows(3, nnodes, [node_xyz](int i) { return node_xyz + 3 * i; });
-}
-
-// From coordinates along a grid's axes to the frame of its cells (see isofield.h, shape functions).
-inline void turn_to_cell_frame(int ndim, float *uvw) {
-    if (ndim < 3) {
-        uvw[0] = -uvw[0];
-    } else {
-        std::swap(uvw[0], uvw[1]);
-        uvw[2] = -uvw[2];
-    }
-}
-
-// The upper corner of the axes that a grid does not have, in the row after the first; a rectilinear grid of
-// one grid line has no such row.
-inline const float *far_corner(const MeshInfo *mesh, const float *points, bool rectilinear) {
-    const bool one_row = rectilinear && mesh->ndim == 1 && mesh->dims[0] == 1;
-    return one_row ? points : points + mesh->nspace;
 }
 
 }  // namespace isofield::detail

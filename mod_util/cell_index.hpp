@@ -8,22 +8,23 @@
 #define ISOFIELD_MOD_UTIL_CELL_INDEX_HPP
 
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 #include "box_lanes.hpp"
-#include "output_array.hpp"
 #include "spatial_order.hpp"
+#include "spread_key.hpp"
+#include "working_array.hpp"
 
 namespace isofield::detail {
 
 // The tolerance of a search, in space.
 inline float search_tolerance(const BlockTable &table) {
+    constexpr double kPartOfExtents = 1e-06;
     float extents = 0;
     for (int d = 0; d < 3; ++d) extents += table.max[d] - table.min[d];
-    return static_cast<float>(static_cast<double>(extents) * 1e-06);
+    return static_cast<float>(static_cast<double>(extents) * kPartOfExtents);
 }
 
 struct BoxedCell {
@@ -77,7 +78,7 @@ class CellIndex {
                                         reinterpret_cast<std::uintptr_t>(table->next_list),
                                         static_cast<std::uintptr_t>(table->list_free)};
         std::uint64_t key = 0;
-        for (const std::uintptr_t word : words) key = (key ^ word) * 0x9e3779b97f4a7c15u;
+        for (const std::uintptr_t word : words) key = spread_key(key ^ word);
         return static_cast<unsigned>(key >> 32) | 1u;
     }
 

@@ -8,9 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "case_rows.hpp"
 #include "case_tables.hpp"
-#include "output_array.hpp"
+#include "cell_arrays.hpp"
+#include "cell_types.hpp"
 
 namespace isofield::detail {
 
@@ -20,66 +20,30 @@ struct PieceTraits {
     static constexpr int kType = Kind::kVolume ? Tet::kTypeIndex : Tri::kTypeIndex;
     static constexpr int kCorners = Kind::kVolume ? Tet::kNodes : Tri::kNodes;
     static constexpr int kCutNodes = kMostCutNodes[Kind::kTypeIndex];
+    static constexpr int kCutPieces = kMostCutPieces[Kind::kTypeIndex];
     // Two levels: in a volume every piece of the first may be cut again; in a flat cell each edge is cut
     // twice.
     static constexpr int kBandNodes =
-        Kind::kVolume ? kCutNodes + kMostCutPieces[Kind::kTypeIndex] * kMostCutNodes[Tet::kTypeIndex]
-                      : 2 * Kind::kNodes;
+        Kind::kVolume ? kCutNodes + kCutPieces * kMostCutNodes[kTetIndex] : 2 * Kind::kNodes;
     static constexpr int kBandPieces =
-        Kind::kVolume ? kMostCutPieces[Kind::kTypeIndex] * kMostCutPieces[Tet::kTypeIndex] : Kind::kNodes + 1;
+        Kind::kVolume ? kCutPieces * kMostCutPieces[kTetIndex] : Kind::kNodes + 1;
     static constexpr std::int64_t kMostLines = 2;  // along one level of a flat cell
 };
 
-// The segments along one level, in the caller's words. A count that is not 0 asks for them.
-class LineList {
-  public:
-    // Nothing is asked for.
-    LineList() = default;
-    LineList(int *count, int **lines, const char *unit)
-        : count_(count), lines_(lines), unit_(unit), wanted_(*count != 0) {}
-
-    bool create(int line = __builtin_LINE()) {
-        if (!count_) return true;
-        *count_ = 0;
-        if (!wanted_) return true;
-        *lines_ = static_cast<int *>(ARRalloc_f(nullptr, 3, 2 * kStep, nullptr, unit_, line));
-        capacity_ = *lines_ ? 2 * kStep : 0;
-        return wanted_ = *lines_ != nullptr;
-    }
-
-    bool wanted() const { return wanted_; }
-
-    // Room for so many more segments.
-    bool reserve(std::int64_t more) {
-        return !wanted_ || grow_amply(*lines_, capacity_, 2 * (*count_ + more), 2 * kStep, unit_);
-    }
-
-    // Appends segments; `ends` are places among new nodes, whose rows are given.
-    void append(int nlines, const unsigned char *ends, const int *new_rows) {
-        int *out = *lines_ + 2 * std::ptrdiff_t{*count_};
-        for (int i = 0; i < 2 * nlines; ++i) *out++ = new_rows[ends[i]];
-        *count_ += nlines;
-    }
-
-    // The list that was made here goes.
-    void free() {
-        if (count_) *count_ = 0;
-        if (capacity_ == 0) return;
-        ARRfree_f(*lines_, unit_, __LINE__);
-        *lines_ = nullptr;
-        capacity_ = 0;
-        wanted_ = false;
-    }
-
-  private:
-    static constexpr int kStep = 1000;
-
-    int *count_ = nullptr;
-    int **lines_ = nullptr;
-    const char *unit_ = nullptr;
-    bool wanted_ = false;
-    int capacity_ = 0;
-};
+// Room for the results of so many crossed cells and so many whole ones. False when there is no memory.
+template <class Kind, bool kLevels, class Edges>
+bool reserve_split(Edges &edges, const SplitOutput &out, std::int64_t ncrossed, std::int64_t nwhole) {
+    using Traits = PieceTraits<Kind>;
+    constexpr int kType = Kind::kTypeIndex, kPiece = Traits::kType;
+    constexpr std::int64_t kNewNodes = kLevels ? Traits::kBandNodes : Traits::kCutNodes;
+    constexpr std::int64_t kPieces = kLevels ? Traits::kBandPieces : Traits::kCutPieces;
+    // Whole cells and pieces may be of one type, and stand in the order of the cells then.
+    const std::int64_t of_piece_type = ncrossed * kPieces + (kType == kPiece ? nwhole : 0);
+    return edges.reserve(ncrossed * kNewNodes) && out.arrays.reserve(kType, nwhole * Kind::kNodes) &&
+           out.arrays.reserve(kPiece, of_piece_type * Traits::kCorners) && out.lists.reserve(kType, nwhole) &&
+           out.lists.reserve(kPiece, of_piece_type) && out.lines_lo.reserve(ncrossed * Traits::kMostLines) &&
+           out.lines_hi.reserve(ncrossed * Traits::kMostLines);
+}
 
 // Splits cells. `Edges` gives the number of the new node on an edge at a level, as EdgeLookup does; the
 // result's rows are the old nodes', `nold` of them, then the new nodes'.

@@ -1,19 +1,20 @@
-// Search and evaluation along a path: what find_cell_func and interp_data_func answer point by point on meshes
-// with an indexed search table. The cells around the path's next points are listed ahead, and the nodes of
-// those that were asked are kept.
+// Search and evaluation along a path: what find_cell_func and interp_data_func answer point by point on
+// meshes with an indexed search table. The cells around the path's next points are listed ahead, and the
+// nodes of those that were asked are kept.
 #ifndef ISOFIELD_MOD_UTIL_CELL_TRACKER_HPP
 #define ISOFIELD_MOD_UTIL_CELL_TRACKER_HPP
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 
+#include "box_lanes.hpp"
+#include "cell_geometry.hpp"
 #include "cell_search.hpp"
-#include "lanes.hpp"
 #include "newton.hpp"
 #include "shape_functions.hpp"
+#include "spread_key.hpp"
 #include "tet_places.hpp"
 #include "vector_rows.hpp"
 
@@ -86,7 +87,7 @@ class CellTracker {
     }
 
   private:
-    static constexpr int kSlots = 64;                       // a power of two
+    static constexpr int kSlotBits = 6, kSlots = 1 << kSlotBits;
     static constexpr int kRoom = 128;                       // cells around a point
     static constexpr float kAround = 0.05f, kAhead = 2.0f;  // in sides of the last cell
 
@@ -119,7 +120,7 @@ class CellTracker {
 
     // The cell with its nodes; null when they are not to be had.
     Tracked *track(int id) {
-        Tracked &slot = slots_[static_cast<std::uint32_t>(id) * 0x9e3779b9u >> 26];
+        Tracked &slot = slots_[spread_key(static_cast<std::uint32_t>(id)) >> (32 - kSlotBits)];
         if (slot.id == id) return &slot;
         CellNodes nodes;
         if (!find_indexed_nodes(mesh_, index_, id, nodes) || !nodes.funcs->rev_par_func) return nullptr;

@@ -1,11 +1,11 @@
 // The tables of contours, the bands between two levels in a triangle or quadrilateral.
 #include "case_rows.hpp"
+#include "constant_arrays.hpp"
 #include "isofield.h"
 
 namespace {
 
-using isofield::detail::ContourRow;
-using isofield::detail::ContourTable;
+using namespace isofield::detail;
 
 // Columns: row, upper mask, lower mask, new nodes (l on the lower level, h on the upper), cells, lines along
 // the lower level, lines along the upper level.

@@ -4,13 +4,14 @@
 #include <cstdint>
 #include <limits>
 
+#include "reports.hpp"
 #include "set_split.hpp"
 
 namespace {
 
 using namespace isofield::detail;
 
-constexpr CellArrayTraits kTraits = {"mod_util/contour", 1000};
+constexpr CellArrayTraits kTraits = {.unit = "mod_util/contour", .step = 1000};
 constexpr int kPollPeriod = 256;  // crossed cells between two polls
 
 using ContourKernel = decltype(SetFuncs::contour_func);
@@ -60,6 +61,7 @@ int contour_set(MeshInfo *mesh, int set, int dtype, const void *data, int null_f
         lower_lines = LineList(nlines_lo, lines_lo, kTraits.unit);
         upper_lines = LineList(nlines_hi, lines_hi, kTraits.unit);
     }
+    const SplitOutput out{arrays, no_lists, lower_lines, upper_lines};
     Band band{lo, hi, null_flag != 0, 0};
     if (band.has_null) UTILtype_to_double(&band.null, null_value, dtype);
     Poll poll(mesh->cell_ncells[set], kPollPeriod);
@@ -75,8 +77,8 @@ int contour_set(MeshInfo *mesh, int set, int dtype, const void *data, int null_f
                 find_kept<Kind, T, false>(cells, nnodes, values, band, first, end, kept);
             }
         };
-        return static_cast<int>(split_set<Kind>(mesh, set, cells, nold, node_map, table, arrays, no_lists,
-                                                lower_lines, upper_lines, find, stop_block, stop_crossed));
+        return static_cast<int>(
+            split_set<Kind>(mesh, set, cells, nold, node_map, table, out, find, stop_block, stop_crossed));
     };
     if (table && arrays.create() && lower_lines.create() && upper_lines.create() &&
         visit(dtype, split, [] { return 0; })) {
@@ -214,7 +216,7 @@ class ContourCells {
         if (done) return true;
         // The kernel has freed them.
         table_ = nullptr;
-        std::fill_n(connect_, kTypes, nullptr);
+        std::fill_n(connect_, kCellTypes, nullptr);
         return false;
     }
 
@@ -246,8 +248,7 @@ int UTILcontour(MeshInfo *mesh, const void *data, int dtype, int null_flag, cons
                       max_node, level_flag, ncells, connect, connect_size, nspace, coords, nlines_lo,
                       lines_lo, nlines_hi, lines_hi);
     }
-    ERRerror("UTILcontour", 1, 2, "no contour function found\n");
-    return 0;
+    return refuse("UTILcontour", "no contour function found\n");
 }
 
 int UTILcontour_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value,

@@ -8,13 +8,14 @@
 #include <memory>
 
 #include "grid_split.hpp"
+#include "reports.hpp"
 #include "thresh.hpp"
 
 namespace {
 
 using namespace isofield::detail;
 
-constexpr CellArrayTraits kTraits = {"mod_util/contour_str", 1000};
+constexpr CellArrayTraits kTraits = {.unit = "mod_util/contour_str", .step = 1000};
 
 // A scalar on the nodes of a grid, in one of six types.
 struct Scalar {
@@ -65,7 +66,7 @@ class BandCoords {
         min[static_cast<std::size_t>(last)] = k;
         max[static_cast<std::size_t>(last)] = k + 1;
         if (mesh_->get_sub_coords(mesh_, min.data(), max.data(), plane) >= 1) return true;
-        ERRerror("util", 1, 2, "unable to get field sub-coordinates\n");
+        refuse("util", "unable to get field sub-coordinates\n");
         return false;
     }
 
@@ -138,21 +139,22 @@ int contour_grid(MeshInfo *mesh, const Scalar &scalar, int *nold, int **node_map
     BandCoords band_coords(mesh, scalar, kDim, nspace, layer, nkept);
     if (!band_coords.create()) return fail();
 
-    GridSplit<Kind, EdgeTable2Str> sweep(mesh, scalar.null_flag != 0, nkept, table.get(), cells.arrays,
-                                         no_lists, lower_lines, upper_lines);
+    GridSplit<Kind, EdgeTable2Str> sweep(mesh, scalar.null_flag != 0, nkept, table.get(),
+                                         {cells.arrays, no_lists, lower_lines, upper_lines});
     int count = 0;
     const auto load = [&](int k, GridPlane &plane) {
         if (k > 0 && !band_coords.load(k)) return 0;
         return scalar.with_test([&](const auto *values, const auto &test) {
             values += std::ptrdiff_t{k} * layer;
-            const auto mask = [&](int null_flag, int inclusive, double level, int high, int null,
-                                  auto &bytes) {
-                UTILthreshold_scalar(layer, values, scalar.dtype, null_flag, scalar.null_value, inclusive,
-                                     level, 0, high, null, bytes.get());
+            const auto mask_above = [&](double level, int inclusive, const auto &mask) {
+                UTILthreshold_scalar(layer, values, scalar.dtype, 0, nullptr, inclusive, level, 0, kHolds, 0,
+                                     mask.get());
             };
-            mask(0, 1, scalar.lo, 255, 0, plane.lower);
-            mask(0, 0, scalar.hi, 255, 0, plane.above);
-            if (scalar.null_flag) mask(1, 1, scalar.lo, 0, 255, plane.null);
+            mask_above(scalar.lo, 1, plane.lower);
+            mask_above(scalar.hi, 0, plane.above);
+            if (scalar.null_flag) {
+                mask_nulls(layer, values, scalar.dtype, scalar.null_value, plane.null.get());
+            }
             return list_nodes(layer, values, test, k * layer, &count, list.get(), plane.rows.get());
         });
     };

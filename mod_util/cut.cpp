@@ -4,14 +4,18 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "node_mask.hpp"
+#include "reports.hpp"
 #include "set_split.hpp"
 
 namespace {
 
 using namespace isofield::detail;
 
-constexpr CellArrayTraits kTraits = {"mod_util/cut", 1024, "realloc for connect list failed\n",
-                                     "realloc for cell list failed\n"};
+constexpr CellArrayTraits kTraits = {.unit = "mod_util/cut",
+                                     .step = 1024,
+                                     .connect_report = "realloc for connect list failed\n",
+                                     .list_report = "realloc for cell list failed\n"};
 
 using CutKernel = decltype(SetFuncs::cut_func);
 
@@ -32,7 +36,7 @@ void find_kept(const int *cells, int nnodes, const unsigned char *mask, unsigned
         bool stays = index - 1 < unsigned{Kind::kAllKept};
         if constexpr (kNulls) {
             for (int n = Kind::kNodes; n < nnodes; ++n) all |= mask[nodes[n]];
-            stays = stays & ((all & 2u) == 0);
+            stays = stays & ((all & kNullByte) == 0);
         }
         kept.add<Kind>(cell, index, 0, stays);
     }
@@ -47,8 +51,8 @@ int cut_set(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, i
     const int nnodes = mesh->cell_nnodes[set];
     const unsigned flip = side < 0 ? Kind::kAllKept : 0;
     CellArrays arrays(kTraits, ncells, connect, connect_size, capacity);
-    CellLists lists(kTraits, cell_count ? cell_count + kTypes * set : nullptr,
-                    cell_list ? cell_list + kTypes * set : nullptr);
+    CellLists lists(kTraits, cell_count ? cell_count + kCellTypes * set : nullptr,
+                    cell_list ? cell_list + kCellTypes * set : nullptr);
     LineList no_lines;
     const auto find = [&](int first, int end, KeptCells &kept) {
         if (null_flag) {
@@ -60,7 +64,7 @@ int cut_set(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, i
     const auto stop_block = [&](int first) { return poll_status(percent_of(first, mesh->cell_ncells[set])); };
     const auto stop_crossed = [](int) { return false; };
     if (table && arrays.create() &&
-        split_set<Kind>(mesh, set, cells, nold, node_map, table, arrays, lists, no_lines, no_lines, find,
+        split_set<Kind>(mesh, set, cells, nold, node_map, table, {arrays, lists, no_lines, no_lines}, find,
                         stop_block, stop_crossed)) {
         return 1;
     }
@@ -102,10 +106,7 @@ class CutCells {
         table_ = UTILedge_table_create(mesh_->nnodes);
         if (!map_ || !table_) return false;
         mask_ = allocate_mask(mesh_->nnodes, kTraits.unit);
-        if (!UTILthreshold_scalar(mesh_->nnodes, data, dtype, null_flag_, null_value, 1, level, 0, 1, 2,
-                                  mask_.get())) {
-            return false;
-        }
+        if (!fill_mask(mesh_->nnodes, data, dtype, null_flag_, null_value, level, mask_.get())) return false;
         nold_ = UTILnode_thresh(mesh_->nnodes, dtype, data, null_flag_, null_value, level, side_, map_.get());
         const auto kernel_of = [](const SetFuncs &funcs) {
             return funcs.cut_func ? funcs.cut_func : funcs.cut_func_tesselate;
@@ -127,8 +128,8 @@ class CutCells {
 
   private:
     CellLists lists(int set) const {
-        return {kTraits, cell_count_ ? cell_count_ + kTypes * set : nullptr,
-                cell_list_ ? cell_list_ + kTypes * set : nullptr};
+        return {kTraits, cell_count_ ? cell_count_ + kCellTypes * set : nullptr,
+                cell_list_ ? cell_list_ + kCellTypes * set : nullptr};
     }
 
     bool run_kernel(MeshInfo *record, int set, CutKernel kernel, int *cell_count, int **cell_list) {
@@ -141,18 +142,18 @@ class CutCells {
         // The kernel has freed them.
         static_cast<void>(mask_.release());
         table_ = nullptr;
-        std::fill_n(connect_, kTypes, nullptr);
+        std::fill_n(connect_, kCellTypes, nullptr);
         return false;
     }
 
     // A kernel fills lists of its own for the pieces, which are turned into lists of the cells.
     bool run_pieces(MeshInfo *record, int set, CutKernel kernel, const Pieces &pieces, int first) {
         if (!lists(set).wanted()) return run_kernel(record, set, kernel, cell_count_, cell_list_);
-        const std::size_t nwords = std::size_t{kTypes} * static_cast<std::size_t>(mesh_->ncell_sets);
+        const std::size_t nwords = std::size_t{kCellTypes} * static_cast<std::size_t>(mesh_->ncell_sets);
         const Working<int> counts = allocate_cleared<int>(nwords);
         const Working<int *> of_pieces = allocate_cleared<int *>(nwords);
         if (!counts || !of_pieces) return false;
-        CellLists made(kTraits, counts.get() + kTypes * set, of_pieces.get() + kTypes * set);
+        CellLists made(kTraits, counts.get() + kCellTypes * set, of_pieces.get() + kCellTypes * set);
         const bool done = made.create() && run_kernel(record, set, kernel, counts.get(), of_pieces.get()) &&
                           append_cells(set, pieces, first, counts.get(), of_pieces.get());
         made.free();
@@ -160,8 +161,8 @@ class CutCells {
     }
 
     bool append_cells(int set, const Pieces &pieces, int first, const int *counts, int *const *of_pieces) {
-        for (int t = 0; t < kTypes; ++t) {
-            const int word = kTypes * set + t;
+        for (int t = 0; t < kCellTypes; ++t) {
+            const int word = kCellTypes * set + t;
             int &count = cell_count_[word];
             // Lists are as long as their count, rounded up, or one step.
             int capacity = std::max(1, (count + kTraits.step - 1) / kTraits.step) * kTraits.step;
@@ -200,18 +201,14 @@ int UTILcut(MeshInfo *mesh, const void *data, int dtype, int null_flag, const vo
         return method(mesh, data, dtype, null_flag, null_value, level, side, nold, node_map, nnew, min_node,
                       max_node, ncells, connect, connect_size, cell_count, cell_list);
     }
-    ERRerror("UTILcut", 1, 2, "no cut function found\n");
-    return 0;
+    return refuse("UTILcut", "no cut function found\n");
 }
 
 int UTILcut_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value,
                   double level, int side, int *nold, int **node_map, int *nnew, int **min_node,
                   int **max_node, int *ncells, int **connect, int *connect_size, int *cell_count,
                   int **cell_list) {
-    if (!node_map) {
-        ERRerror("UTILcut", 1, 2, "cannot allocate node -1 array\n");
-        return 0;
-    }
+    if (!node_map) return refuse("UTILcut", "cannot allocate node -1 array\n");
     *nold = *nnew = 0;
     *node_map = *min_node = *max_node = nullptr;
     CutCells cut(mesh, null_flag, side, ncells, connect, connect_size, cell_count, cell_list);

@@ -9,7 +9,8 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr CellArrayTraits kTraits = {"mod_util/cut_str", 1024, nullptr, "realloc for cell list failed\n"};
+constexpr CellArrayTraits kTraits = {
+    .unit = "mod_util/cut_str", .step = 1024, .list_report = "realloc for cell list failed\n"};
 
 template <class Kind>
 int cut_grid(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value, double level,
@@ -34,19 +35,17 @@ int cut_grid(MeshInfo *mesh, const void *data, int dtype, int null_flag, const v
     if ((nkept > 0 && !list) || !table) return fail();
 
     LineList no_lines;
-    GridSplit<Kind, EdgeTableStr> sweep(mesh, null_flag != 0, nkept, table.get(), cells.arrays, lists,
-                                        no_lines, no_lines);
+    GridSplit<Kind, EdgeTableStr> sweep(mesh, null_flag != 0, nkept, table.get(),
+                                        {cells.arrays, lists, no_lines, no_lines});
     int count = 0;
     const auto load = [&](int k, GridPlane &plane) {
         const auto *values =
             static_cast<const std::byte *>(data) + std::ptrdiff_t{k} * layer * DTYPEtype_size[dtype];
         // The side below is kept as the complement of the side at and above the level.
-        const int reached = side < 0 ? 0 : 255;
-        UTILthreshold_scalar(layer, values, dtype, 0, nullptr, 1, level, 255 - reached, reached, 0,
+        const int reached = side < 0 ? 0 : kHolds;
+        UTILthreshold_scalar(layer, values, dtype, 0, nullptr, 1, level, kHolds - reached, reached, 0,
                              plane.lower.get());
-        if (null_flag) {
-            UTILthreshold_scalar(layer, values, dtype, 1, null_value, 1, level, 0, 0, 255, plane.null.get());
-        }
+        if (null_flag) mask_nulls(layer, values, dtype, null_value, plane.null.get());
         return UTILnode_thresh_struct(layer, values, dtype, null_flag, null_value, level, side, k * layer,
                                       &count, list.get(), plane.rows.get()) != 0;
     };

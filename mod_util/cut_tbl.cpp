@@ -1,14 +1,12 @@
 // The tables of cuts of all kinds but hex, and the vectors that gather the tables of all kinds.
 #include "case_rows.hpp"
+#include "cell_types.hpp"
+#include "constant_arrays.hpp"
 #include "isofield.h"
 
 namespace {
 
-using isofield::detail::CutLineTable;
-using isofield::detail::CutRow;
-using isofield::detail::CutTable;
-using isofield::detail::kMostCutNodes;
-using isofield::detail::kMostCutPieces;
+using namespace isofield::detail;
 
 // clang-format off
 
@@ -199,11 +197,11 @@ constexpr CutTable<kRowsPrism> kPrism;
 constexpr CutLineTable<kRowsTri> kTriLines;
 constexpr CutLineTable<kRowsQuad> kQuadLines;
 
-static_assert(rows_within(kTet, kMostCutNodes[0], kMostCutPieces[0]));
-static_assert(rows_within(kPrism, kMostCutNodes[1], kMostCutPieces[1]));
-static_assert(rows_within(kPyr, kMostCutNodes[2], kMostCutPieces[2]));
-static_assert(rows_within(kTri, kMostCutNodes[4], kMostCutPieces[4]));
-static_assert(rows_within(kQuad, kMostCutNodes[5], kMostCutPieces[5]));
+static_assert(rows_within(kTet, kMostCutNodes[kTetIndex], kMostCutPieces[kTetIndex]));
+static_assert(rows_within(kPrism, kMostCutNodes[kPrismIndex], kMostCutPieces[kPrismIndex]));
+static_assert(rows_within(kPyr, kMostCutNodes[kPyrIndex], kMostCutPieces[kPyrIndex]));
+static_assert(rows_within(kTri, kMostCutNodes[kTriIndex], kMostCutPieces[kTriIndex]));
+static_assert(rows_within(kQuad, kMostCutNodes[kQuadIndex], kMostCutPieces[kQuadIndex]));
 
 }  // namespace
 
@@ -228,19 +226,19 @@ ISOFIELD_ARRAY(int, CUTedge_nline_quad, kQuadLines.nline, (0, 0, 1, 5));
 ISOFIELD_ARRAY(int, CUTedge_cind_quad, kQuadLines.ind, (0, 0, 1, 5));
 ISOFIELD_ARRAY(unsigned char, CUTedge_connect_list_quad, kQuadLines.connect, (0, 0, 3, 2));
 
-#define GATHER(type, name)                                                    \
+#define ISOFIELD_GATHER(type, name)                                           \
     const type *const name##_type[6] = {name##_tet, name##_prism, name##_pyr, \
                                         name##_hex, name##_tri,   name##_quad}
-GATHER(int, CUTnold_nodes);
-GATHER(int, CUTnnew_nodes);
-GATHER(int, CUTm_ind);
-GATHER(int, CUTt_ind);
-GATHER(int, CUTncell);
-GATHER(int, CUTc_ind);
-GATHER(unsigned char, CUTmin_node);
-GATHER(unsigned char, CUTmax_node);
-GATHER(unsigned char, CUTcell_type);
-GATHER(unsigned char, CUTcell_nnode);
-GATHER(unsigned char, CUTconnect_list);
-GATHER(unsigned char, CUTnew_flag_list);
-#undef GATHER
+ISOFIELD_GATHER(int, CUTnold_nodes);
+ISOFIELD_GATHER(int, CUTnnew_nodes);
+ISOFIELD_GATHER(int, CUTm_ind);
+ISOFIELD_GATHER(int, CUTt_ind);
+ISOFIELD_GATHER(int, CUTncell);
+ISOFIELD_GATHER(int, CUTc_ind);
+ISOFIELD_GATHER(unsigned char, CUTmin_node);
+ISOFIELD_GATHER(unsigned char, CUTmax_node);
+ISOFIELD_GATHER(unsigned char, CUTcell_type);
+ISOFIELD_GATHER(unsigned char, CUTcell_nnode);
+ISOFIELD_GATHER(unsigned char, CUTconnect_list);
+ISOFIELD_GATHER(unsigned char, CUTnew_flag_list);
+#undef ISOFIELD_GATHER

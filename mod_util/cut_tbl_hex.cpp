@@ -1,11 +1,12 @@
 // The table of cuts of a hex.
 #include "case_rows.hpp"
+#include "cell_types.hpp"
+#include "constant_arrays.hpp"
 #include "isofield.h"
 
 namespace {
 
-using isofield::detail::CutRow;
-using isofield::detail::CutTable;
+using namespace isofield::detail;
 
 //       7---------6
 //      /|        /|     edges 0-1, 1-2, 2-3, 0-3 below, 4-5, 5-6, 6-7, 4-7 above, risers 0-4, 1-5, 2-6, 3-7
@@ -19,7 +20,7 @@ constexpr CutRow kRowsHex[] = {
 
 constexpr CutTable<kRowsHex> kHex;
 
-static_assert(rows_within(kHex, isofield::detail::kMostCutNodes[3], isofield::detail::kMostCutPieces[3]));
+static_assert(rows_within(kHex, kMostCutNodes[kHexIndex], kMostCutPieces[kHexIndex]));
 
 }  // namespace
 

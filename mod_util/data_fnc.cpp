@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "types.hpp"
 
@@ -193,9 +194,8 @@ int UTILclamp(int n, const void *in, int veclen, int comp, int dtype, int null_f
               int min_flag, double min, int max_flag, double max, void *out) {
     return visit_or_report(dtype, "UTILclamp", [&]<class T>(ElementTag<T>) {
         return clamp<T>(n, static_cast<const T *>(in), veclen, comp, null_flag != 0,
-                        static_cast<T>(load_scalar<T>(null_flag, null_value)),
-                        {min_flag != 0, static_cast<T>(limit_of<T>(min)), max_flag != 0,
-                         static_cast<T>(limit_of<T>(max))},
+                        load_scalar<T>(null_flag, null_value),
+                        {min_flag != 0, wrapped<T>(min), max_flag != 0, wrapped<T>(max)},
                         static_cast<T *>(out));
     });
 }
@@ -211,8 +211,8 @@ int UTILthreshold_scalar(int n, const void *in, int dtype, int null_flag, const 
                          unsigned char *mask) {
     return visit_or_report(dtype, "UTILthreshold", [&]<class T>(ElementTag<T>) {
         return threshold_scalar<T>(n, static_cast<const T *>(in), null_flag != 0,
-                                   static_cast<T>(load_scalar<T>(null_flag, null_value)), inclusive != 0,
-                                   level, low_byte, high_byte, null_byte, mask);
+                                   load_scalar<T>(null_flag, null_value), inclusive != 0, level, low_byte,
+                                   high_byte, null_byte, mask);
     });
 }
 
@@ -230,11 +230,10 @@ int UTILthreshold(int n, const void *in, int stride, int comp, int in_type, int 
     return visit_or_report(in_type, module, [&]<class A>(ElementTag<A>) {
         return visit_or_report(out_type, module, [&]<class B>(ElementTag<B>) {
             return threshold<A, B>(n, static_cast<const A *>(in), stride, comp, null_flag != 0,
-                                   static_cast<A>(load_scalar<A>(null_flag, null_value)),
-                                   {min_flag != 0, static_cast<A>(limit_of<A>(min)), max_flag != 0,
-                                    static_cast<A>(limit_of<A>(max))},
-                                   static_cast<const B *>(src), out_veclen,
-                                   static_cast<B>(limit_of<B>(replacement)), static_cast<B *>(out));
+                                   load_scalar<A>(null_flag, null_value),
+                                   {min_flag != 0, wrapped<A>(min), max_flag != 0, wrapped<A>(max)},
+                                   static_cast<const B *>(src), out_veclen, wrapped<B>(replacement),
+                                   static_cast<B *>(out));
         });
     });
 }

@@ -1,4 +1,7 @@
 // Delaunay triangulations of points in the plane.
+#include <array>
+#include <cstddef>
+
 #include "delaunay_run.hpp"
 #include "isofield.h"
 
@@ -37,7 +40,9 @@ int UTILdelaun_tess_2D(int npoints, const float *coords, int stride, const float
     const double super[3][2] = {{min[0] - dx - 0.2 * dx, min[1] - h},
                                 {max[0] + dx + 0.2 * dx, min[1] - h},
                                 {min[0] + 0.5 * dx, static_cast<double>(min[1] + 2.0f * dy)}};
-    const isofield::detail::TessellationTexts texts = {
-        .unit = "mod_util/delaun_2", .skip = "scat_to_tri: skip point %d\n", .simplex = " tri"};
-    return isofield::detail::tessellate<2>(npoints, coords, stride, super, 128, texts, check, ntri, conn);
+    const isofield::detail::TessellationTraits traits = {.unit = "mod_util/delaun_2",
+                                                         .skip_text = "scat_to_tri: skip point %d\n",
+                                                         .simplex_text = " tri",
+                                                         .poll_period = 128};
+    return isofield::detail::tessellate<2>(npoints, coords, stride, super, traits, check, ntri, conn);
 }

@@ -1,5 +1,7 @@
 // Delaunay tetrahedralisations of points in space.
+#include <array>
 #include <cmath>
+#include <cstddef>
 
 #include "delaunay_run.hpp"
 #include "isofield.h"
@@ -65,7 +67,9 @@ int UTILdelaun_tess_3D(int npoints, const float *coords, const float *min, const
     // The face across the corner passes beyond the box's far corner, through the corner + 2 (dx, dy, dz).
     const double super[4][3] = {
         {x0, y0, z0}, {x0 + 4.0f * dx, y0, z0}, {x0, y0, z0 + 12.0 * dz}, {x0, y0 + 6.0f * dy, z0}};
-    const isofield::detail::TessellationTexts texts = {
-        .unit = "mod_util/delaun_3", .skip = "scat_to_tet: skip point %d\n", .simplex = " tet"};
-    return isofield::detail::tessellate<3>(npoints, coords, 3, super, 64, texts, check, ntet, conn);
+    const isofield::detail::TessellationTraits traits = {.unit = "mod_util/delaun_3",
+                                                         .skip_text = "scat_to_tet: skip point %d\n",
+                                                         .simplex_text = " tet",
+                                                         .poll_period = 64};
+    return isofield::detail::tessellate<3>(npoints, coords, 3, super, traits, check, ntet, conn);
 }

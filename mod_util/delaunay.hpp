@@ -16,14 +16,13 @@
 #include "output_array.hpp"
 #include "progress.hpp"
 #include "radix_sort.hpp"
+#include "simplex_pool.hpp"
 #include "sphere_index.hpp"
+#include "sphere_table.hpp"
 #include "sweep_log.hpp"
 #include "working_list.hpp"
 
 namespace isofield::detail {
-
-template <int D>
-using Simplex = std::array<int, D + 1>;  // vertices
 
 // The working coordinates: D doubles a vertex, the points first, then the vertices of the first simplex.
 template <int D>
@@ -43,45 +42,6 @@ bool circumsphere(const Vertices<2> &at, const Simplex<2> &simplex, Sphere<2> &s
 bool circumsphere(const Vertices<3> &at, const Simplex<3> &simplex, Sphere<3> &sphere);
 std::array<double, 2> escape(const Vertices<2> &at, const Simplex<2> &simplex);
 std::array<double, 3> escape(const Vertices<3> &at, const Simplex<3> &simplex);
-
-// The simplices in one place, with room to be taken again. A stamp tells those apart that had the same place.
-template <int D>
-class SimplexPool {
-  public:
-    struct Item {
-        Sphere<D> sphere;
-        // When it was put on the list of the active ones: the step of the sweep, and its turn in that step.
-        // A list grows at its head, so later ones are met first.
-        std::int64_t order;
-        Simplex<D> vertices;  // the first is -1 when the place is free
-        unsigned stamp;
-    };
-
-    // A place, or -1 when there is no memory.
-    int take() {
-        if (!free_.empty()) {
-            const int id = free_.back();
-            free_.pop();
-            return id;
-        }
-        return items_.push(Item{}) ? static_cast<int>(items_.size()) - 1 : -1;
-    }
-    // False when there is no memory.
-    bool give_back(int id) {
-        Item &item = (*this)[id];
-        item.vertices[0] = -1;
-        ++item.stamp;
-        return free_.push(id);
-    }
-
-    Item &operator[](int id) const { return items_[static_cast<std::size_t>(id)]; }
-    const WorkingList<Item> &items() const { return items_; }
-    std::size_t size() const { return items_.size() - free_.size(); }
-
-  private:
-    WorkingList<Item> items_;
-    WorkingList<int> free_;
-};
 
 template <int D>
 class Tessellation {

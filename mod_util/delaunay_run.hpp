@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <limits>
+#include <optional>
 
 #include "delaunay.hpp"
 #include "output_array.hpp"
@@ -14,10 +14,11 @@
 
 namespace isofield::detail {
 
-struct TessellationTexts {
+struct TessellationTraits {
     const char *unit;
-    const char *skip;     // with a %d
-    const char *simplex;  // what a simplex is called
+    const char *skip_text;     // with a %d
+    const char *simplex_text;  // what a simplex is called
+    int poll_period;
 };
 
 // Tells which points are inside circumspheres, and how often, on standard error.
@@ -53,44 +54,39 @@ class Verification {
     int count_ = 0;
 };
 
-// Copies the simplices between points to `conn`, and looks at each if told to. False without memory.
+// Copies the simplices between points to `conn`, and verifies each if there is a verification. False without
+// memory.
 template <int D>
-bool take_simplices(const Tessellation<D> &tessellation, Verification<D> *verification, int *count,
-                    int *conn) {
-    bool is_whole = true;
+bool take_simplices(const Tessellation<D> &tessellation, std::optional<Verification<D>> &verification,
+                    int *count, int *conn) {
+    bool is_verified = true;
     int *end = conn;
-    is_whole = tessellation.each([&](const auto &item) {
+    const bool is_copied = tessellation.each([&](const auto &item) {
         end = std::copy(item.vertices.begin(), item.vertices.end(), end);
         ++*count;
-        if (verification) is_whole = is_whole && verification->look(item.vertices, item.sphere);
-    }) && is_whole;
-    if (is_whole && verification) verification->finish();
-    return is_whole;
+        if (verification) is_verified = is_verified && verification->look(item.vertices, item.sphere);
+    });
+    if (!is_copied || !is_verified) return false;
+    if (verification) verification->finish();
+    return true;
 }
 
 template <int D>
-int tessellate(int npoints, const float *coords, int stride, const double (&super)[D + 1][D], int poll_period,
-               const TessellationTexts &texts, int check, int *count, int **conn) {
+int tessellate(int npoints, const float *coords, int stride, const double (&super)[D + 1][D],
+               const TessellationTraits &traits, int check, int *count, int **conn) {
     *count = 0;
     *conn = nullptr;
     npoints = std::max(npoints, 0);
-    Tessellation<D> tessellation(npoints, poll_period, texts.skip);
+    Tessellation<D> tessellation(npoints, traits.poll_period, traits.skip_text);
     if (!tessellation.create(coords, stride) || !tessellation.run(super)) return 0;
     if (tessellation.size() == 0) return 1;
-    const std::int64_t room = static_cast<std::int64_t>(tessellation.size()) * (D + 1);
-    if (room > std::numeric_limits<int>::max()) return 0;
-    int *const made = static_cast<int *>(
-        ARRalloc_f(nullptr, kTypeCode<int>, static_cast<int>(room), nullptr, texts.unit, __LINE__));
+    int *const made =
+        allocate_array<int>(static_cast<std::int64_t>(tessellation.size()) * (D + 1), traits.unit);
     if (!made) return 0;
-    bool is_whole;
-    if (check) {
-        Verification<D> verification(npoints, tessellation.vertices(), texts.simplex);
-        is_whole = take_simplices(tessellation, &verification, count, made);
-    } else {
-        is_whole = take_simplices<D>(tessellation, nullptr, count, made);
-    }
-    if (!is_whole) {
-        ARRfree_f(made, texts.unit, __LINE__);
+    std::optional<Verification<D>> verification;
+    if (check) verification.emplace(npoints, tessellation.vertices(), traits.simplex_text);
+    if (!take_simplices(tessellation, verification, count, made)) {
+        ARRfree_f(made, traits.unit, __LINE__);
         *count = 0;
         return 0;
     }

@@ -1,8 +1,10 @@
 // Derivatives of node data at one point of a cell, on every kind of mesh.
 #include <cstddef>
-#include <cstdio>
 
 #include "cell_derivs.hpp"
+#include "cell_geometry.hpp"
+#include "reports.hpp"
+#include "types.hpp"
 
 namespace {
 
@@ -86,20 +88,12 @@ struct OfRectilinear : OfGrid {
 template <class Form>
 int with_values(const CellNodes &cell, int veclen, const void *data, int dtype, int null_flag,
                 const void *null_value, Form form) {
-    return visit(
-        dtype,
-        [&]<class T>(ElementTag<T>) {
-            const T *values = static_cast<const T *>(data);
-            if (null_flag &&
-                any_null(cell.nodes, cell.nnodes, values, veclen, *static_cast<const T *>(null_value))) {
-                return 0;
-            }
-            return form(values);
-        },
-        [] {
-            std::fputs("interpolate: unknown data type\n", stderr);
-            return 0;
-        });
+    return visit_or_tell(dtype, [&]<class T>(ElementTag<T>) {
+        const T *values = static_cast<const T *>(data);
+        const bool null = null_flag && any_null(cell.nodes, cell.nnodes, values, veclen,
+                                                *static_cast<const T *>(null_value));
+        return null ? 0 : form(values);
+    });
 }
 
 template <class Kind>
@@ -128,7 +122,7 @@ int deriv_3d(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype, 
 
 template <class Kind>
 int deriv_2d(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype, int null_flag,
-             const void *null_value, const float *pcoord, float *out, float *rotate, float *xcoords) {
+             const void *null_value, const float *pcoord, float *out, float *frame, float *frame_xyz) {
     CellNodes found;
     if (!Kind::find(mesh, cell, found) || found.nnodes > Kind::kMaxSurfaceNodes || !data || veclen < 1)
         return 0;
@@ -136,12 +130,12 @@ int deriv_2d(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype, 
         float node_xyz[3 * kMaxDerivNodes], shape_derivs[kMaxDerivs] = {}, derivs[kMaxDerivs];
         if (!Kind::gather(mesh, found, node_xyz)) return 0;
         found.funcs->shape_deriv_func(pcoord, shape_derivs);
-        if (!surface_derivs(found.nnodes, shape_derivs, node_xyz, derivs, rotate, xcoords)) return 0;
+        if (!surface_derivs(found.nnodes, shape_derivs, node_xyz, derivs, frame, frame_xyz)) return 0;
         const auto value = [&](int m) {
             const std::ptrdiff_t row = found.nodes[m / veclen];
             return static_cast<float>(values[row * veclen + m % veclen]);
         };
-        derive_on_surface(found.nnodes, derivs, value, veclen, rotate, out);
+        derive_on_surface(found.nnodes, derivs, value, veclen, frame, out);
         return 1;
     });
 }
@@ -153,8 +147,7 @@ int UTILderiv_3d(MeshInfo *mesh, int cell, int veclen, const void *data, int dty
     if (const auto method = mesh->field_funcs->deriv3d_func) {
         return method(mesh, cell, veclen, data, dtype, null_flag, null_value, pcoord, out);
     }
-    std::fputs("UTILderiv: no deriv3d function found\n", stderr);
-    return 0;
+    return tell("UTILderiv: no deriv3d function found\n");
 }
 
 int UTILderiv_2d(MeshInfo *mesh, int cell, int veclen, const void *data, int dtype, int null_flag,
@@ -162,8 +155,7 @@ int UTILderiv_2d(MeshInfo *mesh, int cell, int veclen, const void *data, int dty
     if (const auto method = mesh->field_funcs->deriv2d_func) {
         return method(mesh, cell, veclen, data, dtype, null_flag, null_value, pcoord, out, rotate, xcoords);
     }
-    std::fputs("UTILderiv: no deriv2d function found\n", stderr);
-    return 0;
+    return tell("UTILderiv: no deriv2d function found\n");
 }
 
 #define ISOFIELD_DERIV(SUFFIX, KIND)                                                                       \

@@ -1,9 +1,10 @@
 // Derivatives next to nulls: cleared wherever a null had a part in them.
 #include <algorithm>
-#include <array>
 #include <cstddef>
 
 #include "cell_derivs.hpp"
+#include "mesh_access.hpp"
+#include "types.hpp"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // The edges of cells, each once.
 #include <algorithm>
-#include <cstddef>
 
 #include "isofield.h"
 #include "node_chains.hpp"

@@ -6,6 +6,7 @@
 #include "isofield.h"
 #include "node_chains.hpp"
 #include "progress.hpp"
+#include "vectors.hpp"
 
 namespace {
 
@@ -13,13 +14,9 @@ using namespace isofield::detail;
 
 constexpr const char *kUnit = "mod_util/edge_ext";
 
-struct Normal {
-    float x, y, z;
-};
-
 struct Edge {
     int other;
-    Normal normal;  // of the polygon that came first
+    Vec3 normal;  // of the polygon that came first
 };
 
 // Whether two normals are closer than an angle.
@@ -27,14 +24,14 @@ class Smoothness {
   public:
     explicit Smoothness(float angle) : angle_(angle), surely_(2.0), surely_not_(-2.0) {
         // Where a cosine is clear of the angle's, by more than all rounding, no arc cosine is asked for.
-        constexpr double kRounding = 1e-5;
-        if (angle > kRounding && angle < 3.1415) {
+        constexpr double kRounding = 1e-5, kNearlyPi = 3.1415;
+        if (angle > kRounding && angle < kNearlyPi) {
             surely_ = std::cos(angle - kRounding);
             surely_not_ = std::cos(angle + kRounding);
         }
     }
 
-    bool operator()(const Normal &a, const Normal &b) const {
+    bool operator()(const Vec3 &a, const Vec3 &b) const {
         const float x = a.x * b.x, y = a.y * b.y, z = a.z * b.z;
         double cosine = static_cast<double>(x) + static_cast<double>(y) + static_cast<double>(z);
         if (cosine > surely_) return true;
@@ -49,7 +46,7 @@ class Smoothness {
     double surely_, surely_not_;
 };
 
-Normal normal_of(int nspace, const float *coords, const int *cell, int nverts) {
+Vec3 normal_of(int nspace, const float *coords, const int *cell, int nverts) {
     const float *const at = coords + static_cast<std::ptrdiff_t>(cell[0]) * nspace;
     const float *const next = coords + static_cast<std::ptrdiff_t>(cell[1]) * nspace;
     const float *const last = coords + static_cast<std::ptrdiff_t>(cell[nverts - 1]) * nspace;
@@ -58,18 +55,14 @@ Normal normal_of(int nspace, const float *coords, const int *cell, int nverts) {
         e1[d] = next[d] - at[d];
         e2[d] = last[d] - at[d];
     }
-    Normal n{e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
-    const float length = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
-    if (static_cast<double>(length) > 1e-29) {
-        n.x /= length;
-        n.y /= length;
-        n.z /= length;
-    }
-    return n;
+    constexpr double kNoLength = 1e-29;
+    const Vec3 normal = cross(load_vector(e1), load_vector(e2));
+    const float size = length(normal);
+    return static_cast<double>(size) > kNoLength ? normal / size : normal;
 }
 
 // Adds the cell's edges, or takes away those along which it goes on smoothly. False without memory.
-bool add_cell(NodeChains<Edge> &table, const int *cell, int nverts, const Normal &normal,
+bool add_cell(NodeChains<Edge> &table, const int *cell, int nverts, const Vec3 &normal,
               const Smoothness &is_smooth) {
     for (int j = 0; j < nverts; ++j) {
         const int a = cell[j], b = cell[j + 1 < nverts ? j + 1 : 0];
@@ -99,7 +92,7 @@ int UTILexternal_edges(int nnodes, int nspace, const float *coords, int ncells, 
         if (poll.stop(c)) return no_edges(nedges, edges);
         if (nverts < 1) continue;
         if (!std::all_of(conn, conn + nverts, is_known)) return no_edges(nedges, edges);
-        const Normal normal = nverts < 2 ? Normal{} : normal_of(nspace, coords, conn, nverts);
+        const Vec3 normal = nverts < 2 ? Vec3{} : normal_of(nspace, coords, conn, nverts);
         if (!add_cell(table, conn, nverts, normal, is_smooth)) return no_edges(nedges, edges);
     }
     poll_status(100);

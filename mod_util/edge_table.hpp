@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 
+#include "output_array.hpp"
 #include "types.hpp"
+#include "working_array.hpp"
 
 namespace isofield::detail {
 
@@ -24,14 +25,6 @@ template <class Table>
 constexpr bool kRolling = requires(Table *table) {
     table->slot_entry;
 };
-
-// Grows an array from malloc. False, with the array as it was, when there is no memory.
-inline bool grow_plain(int *&array, int count) {
-    void *grown = std::realloc(array, static_cast<std::size_t>(count) * sizeof(int));
-    if (!grown) return false;
-    array = static_cast<int *>(grown);
-    return true;
-}
 
 template <class T>
 bool grow_list(T *&list, int count) {
@@ -49,9 +42,10 @@ inline int next_capacity(int capacity, int step) {
 
 template <class Table>
 bool grow_next(Table *table, int &old_count, int new_count) {
-    if (new_count == 0 || !grow_plain(table->next, new_count)) return false;
+    const auto count = static_cast<std::size_t>(new_count);
+    if (new_count == 0 || !grow_working(table->next, count)) return false;
     if constexpr (kRolling<Table>) {
-        if (!grow_plain(table->slot_entry, new_count)) return false;
+        if (!grow_working(table->slot_entry, count)) return false;
     }
     std::fill(table->next + old_count, table->next + new_count, 0);
     old_count = new_count;
@@ -180,7 +174,7 @@ class EdgeLookup {
     // The next capacity in whole steps, by an eighth at least: `next` may move, and be copied, each time. 0
     // when an int can't count it.
     int amply(int capacity, std::int64_t needed) const {
-        const std::int64_t short_by = std::max<std::int64_t>(needed - capacity, capacity / 8);
+        const std::int64_t short_by = ample_capacity(capacity, needed) - capacity;
         const std::int64_t steps = (short_by + table_->grow - 1) / table_->grow;
         const std::int64_t ample = capacity + steps * table_->grow;
         return ample <= std::numeric_limits<int>::max() ? static_cast<int>(ample) : 0;

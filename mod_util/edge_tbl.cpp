@@ -3,7 +3,6 @@
 // grid), from one text.
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -19,12 +18,7 @@ constexpr int kFlat2Step = 1000;  // EdgeTable2's
 
 template <class T>
 T *cleared(int count) {
-    return static_cast<T *>(std::calloc(static_cast<std::size_t>(std::max(count, 1)), sizeof(T)));
-}
-
-template <class T>
-T *new_list(int count) {
-    return static_cast<T *>(ARRalloc_f(nullptr, kTypeCode<T>, count, nullptr, kEdgeTableUnit, __LINE__));
+    return allocate_cleared<T>(static_cast<std::size_t>(std::max(count, 0))).release();
 }
 
 // Frees a table without its lists.
@@ -67,9 +61,10 @@ Table *create_table(int nbucket, int step) {
         table->next_slot = 1;
         complete = complete && (table->slot_entry = cleared<int>(step));
     }
-    complete = complete && (table->min_node = new_list<int>(step)) && (table->max_node = new_list<int>(step));
+    complete = complete && (table->min_node = allocate_array<int>(step, kEdgeTableUnit)) &&
+               (table->max_node = allocate_array<int>(step, kEdgeTableUnit));
     if constexpr (kHasLevel<Table>)
-        complete = complete && (table->level_flag = new_list<unsigned char>(step));
+        complete = complete && (table->level_flag = allocate_array<unsigned char>(step, kEdgeTableUnit));
     if (complete) return table;
     delete_table(table);
     return nullptr;

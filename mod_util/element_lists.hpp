@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "isofield_host.h"
+#include "reports.hpp"
 
 namespace isofield::detail {
 
@@ -32,8 +32,8 @@ struct ElementTraits {
     const char *connect_module;
     const char *connect_text;
 
-    void report_list() const { ERRerror(list_module, 1, 2, "realloc for cell list failed\n"); }
-    void report_connect() const { ERRerror(connect_module, 1, 2, "%s", connect_text); }
+    void report_list() const { refuse(list_module, "realloc for cell list failed\n"); }
+    void report_connect() const { refuse(connect_module, connect_text); }
 };
 
 }  // namespace isofield::detail

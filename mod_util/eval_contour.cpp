@@ -1,7 +1,6 @@
 // Node data on the new nodes of a band, between the ends of their edges.
 #include <array>
 #include <cstddef>
-#include <type_traits>
 
 #include "types.hpp"
 
@@ -154,7 +153,7 @@ int UTILeval_contour(int nnodes, int nnew, int start, int data_type, const void 
         return visit_or_report(array_type, "UTILthreshold", [&]<class B>(ElementTag<B>) {
             return eval_contour<A, B>(nnodes, nnew, start, static_cast<const A *>(data), lo, hi, min_node,
                                       max_node, level_flag, veclen, null_flag,
-                                      static_cast<B>(load_scalar<B>(null_flag, null_value)), offset,
+                                      load_scalar<B>(null_flag, null_value), offset,
                                       static_cast<const B *>(in), static_cast<B *>(out));
         });
     });

@@ -8,18 +8,6 @@ namespace {
 
 using namespace isofield::detail;
 
-void start_box(const float *xyz, int nspace, float *min, float *max) {
-    std::copy_n(xyz, nspace, min);
-    std::copy_n(xyz, nspace, max);
-}
-
-void widen_box(const float *xyz, int nspace, float *min, float *max) {
-    for (int d = 0; d < nspace; ++d) {
-        if (xyz[d] < min[d]) min[d] = xyz[d];
-        if (xyz[d] > max[d]) max[d] = xyz[d];
-    }
-}
-
 void store_box(const Box &box, int nspace, float *min, float *max) {
     std::copy_n(box.min, nspace, min);
     std::copy_n(box.max, nspace, max);
@@ -53,13 +41,14 @@ int UTILfield_extent(MeshInfo *mesh, float *min, float *max) {
         if (!connect) return 0;
         const int nnodes = mesh->cell_nnodes[s];
         for (int cell = 0; cell < mesh->cell_ncells[s]; ++cell, connect += nnodes) {
-            if (!started)
-                start_box(coords + static_cast<std::ptrdiff_t>(connect[0]) * nspace, nspace, min, max);
+            const auto row = [=](int i) { return coords + static_cast<std::ptrdiff_t>(connect[i]) * nspace; };
+            if (!started) {
+                std::copy_n(row(0), nspace, min);
+                std::copy_n(row(0), nspace, max);
+            }
             started = true;
             // Node 0 takes no part beyond the start.
-            for (int i = 1; i < nnodes; ++i) {
-                widen_box(coords + static_cast<std::ptrdiff_t>(connect[i]) * nspace, nspace, min, max);
-            }
+            for (int i = 1; i < nnodes; ++i) widen(row(i), nspace, min, max);
         }
     }
     return 1;
@@ -68,13 +57,9 @@ int UTILfield_extent(MeshInfo *mesh, float *min, float *max) {
 int UTILcell_extent(MeshInfo *mesh, int cell, float *min, float *max) {
     const float *coords = fetch_coords(mesh);
     if (!coords) return 0;
-    const LocalCell local = find_local_cell(mesh, cell);
-    if (local.set < 0) return 0;
-    const int *connect = fetch_cell_set(mesh, local.set);
-    if (!connect) return 0;
-    const int nnodes = mesh->cell_nnodes[local.set];
-    const int *nodes = connect + static_cast<std::ptrdiff_t>(local.cell) * nnodes;
-    store_box(box_of_nodes(coords, mesh->nspace, nodes, nnodes), mesh->nspace, min, max);
+    CellNodes found;
+    if (!locate_cell(mesh, cell, found)) return 0;
+    store_box(box_of_nodes(coords, mesh->nspace, found.nodes, found.nnodes), mesh->nspace, min, max);
     return 1;
 }
 

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <utility>
 
 #include "isofield.h"
@@ -95,7 +94,8 @@ bool toggle(Faces &table, const Key &key, int cell, int face) {
     return table.add(key.lowest, {key.low, key.high, cell, static_cast<unsigned char>(face)});
 }
 
-// The keys of the cells' faces, found some cells ahead, so that the table's memory is there when it is needed.
+// The keys of the cells' faces, found some cells ahead, so that the table's memory is there when it is
+// needed.
 class KeysAhead {
   public:
     static constexpr int kCells = 4;
@@ -202,9 +202,7 @@ class GroupArrays {
   private:
     static int *allocate_ints(std::int64_t count) {
         const std::int64_t steps = std::max<std::int64_t>((count + kGroupStep - 1) / kGroupStep, 1);
-        if (steps * kGroupStep > std::numeric_limits<int>::max()) return nullptr;
-        return static_cast<int *>(ARRalloc_f(nullptr, kTypeCode<int>, static_cast<int>(steps * kGroupStep),
-                                             nullptr, kUnit, __LINE__));
+        return allocate_array<int>(steps * kGroupStep, kUnit);
     }
 
     int ngroups_;

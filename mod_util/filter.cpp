@@ -6,10 +6,10 @@
 #include <type_traits>
 #include <utility>
 
-#include "output_array.hpp"
 #include "prefetch.hpp"
 #include "types.hpp"
 #include "wide.hpp"
+#include "working_array.hpp"
 
 namespace {
 

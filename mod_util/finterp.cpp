@@ -2,16 +2,18 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
+#include <optional>
+#include <type_traits>
 
-#include "cell_geometry.hpp"
+#include "grid_cell.hpp"
 #include "grid_sampler.hpp"
 #include "mesh_access.hpp"
-#include "output_array.hpp"
 #include "progress.hpp"
+#include "reports.hpp"
 #include "spatial_order.hpp"
 #include "types.hpp"
+#include "working_array.hpp"
 
 namespace {
 
@@ -38,18 +40,20 @@ struct Probe {
     }
 };
 
-// ---- Slots of 8 bytes that hold one element
+// ---- Slots that hold one element each, of whatever type
+
+constexpr std::ptrdiff_t kSlotBytes = 8;
 
 template <class T>
 T load_slot(const void *slots, int i) {
     T value;
-    std::memcpy(&value, static_cast<const char *>(slots) + std::ptrdiff_t{8} * i, sizeof value);
+    std::memcpy(&value, static_cast<const char *>(slots) + kSlotBytes * i, sizeof value);
     return value;
 }
 
 template <class T>
 void store_slot(void *slots, int i, T value) {
-    std::memcpy(static_cast<char *>(slots) + std::ptrdiff_t{8} * i, &value, sizeof value);
+    std::memcpy(static_cast<char *>(slots) + kSlotBytes * i, &value, sizeof value);
 }
 
 // What marks points without values in data that have no null value: for scalars a value above all others.
@@ -195,18 +199,8 @@ bool sample_blocks(const ValueWriter<T> &writer, const GridSampler<kNdim, Finder
     return true;
 }
 
-// Whether a grid's points can go through a sampler: the library's own methods, and data to read.
 template <class T>
-bool in_blocks(const Probe &probe, const Arrays<T> &arrays, int ndim) {
-    const MeshInfo *mesh = probe.mesh;
-    const FieldFuncs &funcs = *mesh->field_funcs;
-    if (mesh->ndim != ndim || mesh->nspace != ndim || mesh->ncell_sets < 1 ||
-        mesh->cell_nnodes[0] != 1 << ndim)
-        return false;
-    const auto shape_func = ndim == 3 ? UTILsh_func_hex_1 : UTILsh_func_quad_1;
-    if (funcs.interp_data_func != UTILinterp_cell_val_struct ||
-        mesh->cell_funcs[0].funcs.shape_func != shape_func)
-        return false;
+bool all_readable(const Arrays<T> &arrays) {
     for (int a = 0; a < arrays.count; ++a) {
         if (arrays.veclens[a] < 1 || !arrays.data[a]) return false;
     }
@@ -216,8 +210,8 @@ bool in_blocks(const Probe &probe, const Arrays<T> &arrays, int ndim) {
 // Tries a sampler. Nothing when the grid is not one for it, or whether the points went through.
 template <int kNdim, class Finder, class T>
 std::optional<bool> try_blocks(const ValueWriter<T> &writer) {
-    if (!in_blocks(writer.probe, writer.arrays, kNdim)) return {};
     MeshInfo *mesh = writer.probe.mesh;
+    if (!has_own_cells<kNdim>(mesh) || !all_readable(writer.arrays)) return {};
     float *points = mesh->points;
     if (!points && mesh->get_points(mesh, &points) < 1) return {};  // for the plain search to report
     mesh->points = points;
@@ -240,16 +234,11 @@ bool sample_points(const ValueWriter<T> &writer) {
     return went ? *went : visit_points(writer.probe, writer);
 }
 
-int tell_missing_method() {
-    std::fputs("UTILfind_cell: unable to find interp_cell function\n", stderr);
-    return 0;
-}
-
 template <class T>
 int interpolate_data(const Probe &probe, int narrays, const int *veclens, const T *const *data,
                      const void *range_high, int *null_flags, void *null_values, T *const *outs) {
     const FieldFuncs &funcs = *probe.mesh->field_funcs;
-    if (!funcs.find_cell_func || !funcs.interp_data_func) return tell_missing_method();
+    if (!funcs.find_cell_func || !funcs.interp_data_func) return tell_no_search();
     const auto count = static_cast<std::size_t>(std::max(narrays, 0));
     const int widest = narrays > 0 ? *std::max_element(veclens, veclens + narrays) : 0;
     const auto missing = allocate_working<int>(count);
@@ -295,7 +284,7 @@ struct RowCopier {
 template <class T>
 int interpolate_cell_data(const Probe &probe, const int *set_map, int veclen, const T *const *cell_arrays,
                           const void *range_high, int *null_flag, void *null_value, T *out) {
-    if (!probe.mesh->field_funcs->find_cell_func) return tell_missing_method();
+    if (!probe.mesh->field_funcs->find_cell_func) return tell_no_search();
     if (*null_flag == 0) store_slot(null_value, 0, made_null<T>(veclen, range_high, 0));
     RowCopier<T> copier = {probe, set_map, veclen, cell_arrays, load_slot<T>(null_value, 0), out, *null_flag};
     if (!visit_points(probe, copier)) return 0;

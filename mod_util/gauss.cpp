@@ -1,8 +1,6 @@
 // Measures of cells and integrals over them, by Gauss quadrature on their shape functions.
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 #include <limits>
 
 #include "cell_geometry.hpp"
@@ -174,19 +172,15 @@ int integrate_cell(MeshInfo *mesh, int set, int number, const void *data, int dt
 
     float node_xyz[3 * kMaxCellNodes], values[kMaxCellNodes];
     gather_coords(coords, mesh->nspace, cell, node_xyz);
-    bool has_null = false;
-    const int gathered = !data || visit(
-                                      dtype,
-                                      [&]<class T>(ElementTag<T>) {
-                                          has_null = !gather_values(cell, static_cast<const T *>(data),
-                                                                    null_flag ? null_value : nullptr, values);
-                                          return 1;
-                                      },
-                                      [] {
-                                          std::fputs("interpolate: unknown data type\n", stderr);
-                                          return 0;
-                                      });
-    if (!gathered || has_null) return gathered;
+    if (data) {
+        bool has_null = false;
+        const int gathered = visit_or_tell(dtype, [&]<class T>(ElementTag<T>) {
+            has_null =
+                !gather_values(cell, static_cast<const T *>(data), null_flag ? null_value : nullptr, values);
+            return 1;
+        });
+        if (!gathered || has_null) return gathered;
+    }
 
     const float *const with_values = data ? values : nullptr;
     const bool known = cell.funcs->shape_func == shape_func &&

@@ -1,14 +1,13 @@
 // Glyphs: a template shape at every node, turned along the node's vector and sized by its data.
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 #include <optional>
 
 #include "lanes.hpp"
 #include "mesh_access.hpp"
 #include "progress.hpp"
+#include "reports.hpp"
 #include "types.hpp"
 #include "vectors.hpp"
 
@@ -147,9 +146,9 @@ void place_vertices(const Shape &shape, const Placement &to, int nspace, float *
 
 // Data of one array at the nodes.
 template <class T>
-class NodeRows {
+class NodeValues {
   public:
-    NodeRows(const T *data, int veclen) : data_(data), veclen_(veclen) {}
+    NodeValues(const T *data, int veclen) : data_(data), veclen_(veclen) {}
 
     const T *row(int node) const { return data_ + static_cast<std::ptrdiff_t>(node) * veclen_; }
     float first(int node) const { return static_cast<float>(*row(node)); }
@@ -281,7 +280,7 @@ class Glyphs {
 
     const Data<T> &data_;
     const Settings &set_;
-    NodeRows<T> vectors_, sizes_, values_;
+    NodeValues<T> vectors_, sizes_, values_;
     Shape shape_;
     float *out_, *out_data_;
 };
@@ -310,8 +309,8 @@ int glyph(const char *name, MeshInfo *mesh, int dtype, int veclen, const void *d
         const auto array = [](const void *values) { return static_cast<const T *>(values); };
         return stamp_nodes<Positions, T>(
             mesh,
-            {veclen, array(data), null_flag, static_cast<T>(load_scalar<T>(null_flag, null_value)),
-             scale_veclen, map_veclen, array(scale_data), array(map_data)},
+            {veclen, array(data), null_flag, load_scalar<T>(null_flag, null_value), scale_veclen, map_veclen,
+             array(scale_data), array(map_data)},
             settings);
     });
 }
@@ -342,8 +341,7 @@ int UTILglyph_func(MeshInfo *mesh, int dtype, int veclen, const void *data, int 
                       map_data, orient, vector_scale, normalize, scale, axis_flags, node_xform, glyph_nnodes,
                       glyph_nspace, glyph_coords, glyph_xform, out_nspace, out_coords, out_data);
     }
-    std::fputs("UTILglyph_func: no glyph function found\n", stderr);
-    return 0;
+    return tell("UTILglyph_func: no glyph function found\n");
 }
 
 #define ISOFIELD_GLYPH(NAME, POSITIONS)                                                                      \

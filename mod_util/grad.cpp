@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "output_array.hpp"
+#include "mesh_access.hpp"
 #include "progress.hpp"
+#include "reports.hpp"
 #include "set_derivs.hpp"
+#include "types.hpp"
+#include "working_array.hpp"
 
 namespace {
 
@@ -104,14 +107,14 @@ int derive_cell(MeshInfo *mesh, int ndim, int cell, const void *data, int veclen
     if (!Operator::takes_in_cell(ndim, veclen)) return 0;
     Operator at_node;
     for (int k = 0; k < nnodes; ++k, node_uvw += 3, out += Operator::kWidth) {
-        float derivs[9], frame[9], xcoords[3 * kMaxDerivNodes];
+        float derivs[9], frame[9], frame_xyz[3 * kMaxDerivNodes];
         if (ndim == 3) {
             const int found = UTILderiv_cell_3d(mesh, cell, Operator::kVolumeComponents, data, dtype,
                                                 null_flag, null_value, node_uvw, derivs);
             at_node.volume_row(found ? derivs : nullptr, out);
         } else {
             const int found = UTILderiv_cell_2d(mesh, cell, Operator::kSurfaceComponents, data, dtype,
-                                                null_flag, null_value, node_uvw, derivs, frame, xcoords);
+                                                null_flag, null_value, node_uvw, derivs, frame, frame_xyz);
             at_node.surface_row(found ? derivs : nullptr, frame, out);
         }
     }
@@ -193,16 +196,16 @@ struct CellRange {
     const int *nodes;  // of the first, the others following
 };
 
-// Those that go by the kernels for one cell: all, or where a set is known, as long as there are no
-// coordinates; their first fetch is the kernels' own, and so is what they tell when it fails. Result their
-// number, or negative when one is refused.
+// Adds cells by the kernels for one cell: all of them, or of a set that SetDerivs serves the first ones only,
+// until a kernel has fetched the coordinates and told what there was to tell. Result how many, or negative
+// when a kernel refuses one.
 template <class Operator>
-int add_by_kernels(const Operands &with, const CellRange &cells, bool known, float *rows, const Sums &sums) {
+int add_by_kernels(const Operands &with, const CellRange &cells, bool served, float *rows, const Sums &sums) {
     MeshInfo *mesh = with.mesh;
     const int nnodes = mesh->cell_nnodes[cells.set];
     const int *nodes = cells.nodes;
     int cell = 0;
-    for (; cell < cells.count && !(known && mesh->coords); ++cell, nodes += nnodes) {
+    for (; cell < cells.count && !(served && mesh->coords); ++cell, nodes += nnodes) {
         if (Operator::kCell(mesh, mesh->cell_ndim[cells.set], cells.first_id + cell, with.data, with.veclen,
                             with.dtype, with.null_flag, with.null_value, nnodes,
                             mesh->cell_node_uvw[cells.set], rows) != 1) {
@@ -213,7 +216,7 @@ int add_by_kernels(const Operands &with, const CellRange &cells, bool known, flo
     return cell;
 }
 
-// Those from number `first` on, by SetDerivs.
+// Adds the cells from number `first` on by SetDerivs.
 template <class Operator, int kDim, int kComponents>
 void add_in_batches(const Operands &with, const CellRange &cells, int first,
                     SetDerivs<kDim, kComponents> &derivs, const Sums &sums) {
@@ -260,14 +263,14 @@ int add_set(const Operands &with, int set, int set_first, const Sums &sums) {
     if (!rows) return 0;
     const StatusRange range(whole_percent(set, mesh->ncell_sets), whole_percent(set + 1, mesh->ncell_sets));
     SetDerivs<kDim, kDim == 3 ? Operator::kVolumeComponents : Operator::kSurfaceComponents> derivs;
-    const bool known = with.data && is_type(with.dtype) && derivs.make(mesh, set);
+    const bool served = with.data && is_type(with.dtype) && derivs.make(mesh, set);
     const int ncells = mesh->cell_ncells[set];
     for (int first = 0, end; first < ncells; first = end) {
         end = next_poll(first, ncells);
         if (first > 0 && poll_status(percent_of(first, ncells))) return 0;
         const CellRange cells{set, set_first + first, end - first,
                               connect + static_cast<std::ptrdiff_t>(first) * mesh->cell_nnodes[set]};
-        const int added = add_by_kernels<Operator>(with, cells, known, rows.get(), sums);
+        const int added = add_by_kernels<Operator>(with, cells, served, rows.get(), sums);
         if (added < 0) return 0;
         if (added < cells.count) add_in_batches<Operator>(with, cells, added, derivs, sums);
     }
@@ -313,8 +316,7 @@ int derive_sets(const Operands &with, float *out) {
         if (const auto method = mesh->field_funcs->SLOT) {                                                   \
             return method(mesh, data, veclen, dtype, null_flag, null_value, out);                            \
         }                                                                                                    \
-        ERRerror(#NAME, 1, 2, TEXT);                                                                         \
-        return 0;                                                                                            \
+        return refuse(#NAME, TEXT);                                                                          \
     }
 
 ISOFIELD_DISPATCH(UTILgrad, grad_func, "no grad function found")

@@ -4,7 +4,10 @@
 
 #include "grid_differences.hpp"
 #include "mesh_access.hpp"
+#include "reports.hpp"
 #include "types.hpp"
+#include "vectors.hpp"
+#include "wide.hpp"
 
 namespace {
 
@@ -153,10 +156,7 @@ int derive_regular(const int *dims, int stride, const float *points, const T *da
 // The inverse of the metric: inverse[d][r] takes a difference along axis r to direction d. j[r][d] is the
 // difference of coordinate d along axis r.
 void invert_metric(const Lanes (*j)[3], Lanes (*inverse)[3]) {
-    const Lanes det = j[0][0] * j[1][1] * j[2][2] + j[0][1] * j[1][2] * j[2][0] +
-                      j[0][2] * j[1][0] * j[2][1] - j[0][2] * j[1][1] * j[2][0] -
-                      j[0][1] * j[1][0] * j[2][2] - j[0][0] * j[1][2] * j[2][1];
-    const Lanes r = reciprocal_or_zero(det);
+    const Lanes r = reciprocal_or_zero(sarrus(j[0], j[1], j[2]));
     inverse[0][0] = (j[1][1] * j[2][2] - j[1][2] * j[2][1]) * r;
     inverse[0][1] = (j[0][2] * j[2][1] - j[0][1] * j[2][2]) * r;
     inverse[0][2] = (j[0][1] * j[1][2] - j[0][2] * j[1][1]) * r;
@@ -168,67 +168,48 @@ void invert_metric(const Lanes (*j)[3], Lanes (*inverse)[3]) {
     inverse[2][2] = (j[0][0] * j[1][1] - j[0][1] * j[1][0]) * r;
 }
 
-template <class Operator, class T>
-int derive_structured(const int *dims, const float *coords, const T *data, float *out) {
-    constexpr int kComponents = Operator::kComponents;
-    Differences<float, 3, IndexFactors> places(dims, coords, {});
-    Differences<T, kComponents, IndexFactors> values(dims, data, {});
-    RunRow metric[3][3] = {}, differences[3][kComponents] = {};
-    return walk_runs(
-        3, dims,
-        [&](const Run &run) {
-            places.begin(run);
-            values.begin(run);
-        },
-        [&](const Run &run) {
-            for (int axis = 0; axis < 3; ++axis) {
-                places.take(axis, run, metric[axis]);
-                values.take(axis, run, differences[axis]);
-            }
-            store_run<Operator::kWidth>(run.count, out + node_of(dims, run) * Operator::kWidth, [&](int i) {
-                Lanes j[3][3], inverse[3][3], f[3][kComponents], g[kComponents][3];
-                load_differences(metric, i, j);
-                load_differences(differences, i, f);
-                invert_metric(j, inverse);
-                for (int c = 0; c < kComponents; ++c) {
-                    for (int d = 0; d < 3; ++d) {
-                        g[c][d] = inverse[d][0] * f[0][c] + inverse[d][1] * f[1][c] + inverse[d][2] * f[2][c];
-                    }
-                }
-                return Operator::of_derivatives(g);
-            });
-        });
-}
-
-// The gradient along x and y.
-FourRows derive_in_plane(const Lanes (*j)[2], const Lanes (*f)[1]) {
+// At four nodes whose metric is j and whose differences are f: the gradient along x and y ...
+ISOFIELD_INLINE FourRows derive_in_plane(const Lanes (*j)[2], const Lanes (*f)[1]) {
     const Lanes r = reciprocal_or_zero(j[0][0] * j[1][1] - j[0][1] * j[1][0]);
     return {r * j[1][1] * f[0][0] - r * j[0][1] * f[1][0], -r * j[1][0] * f[0][0] + r * j[0][0] * f[1][0],
             Lanes{}};
 }
 
-template <class T>
-int derive_plane(const int *dims, int nspace, const float *coords, const T *data, float *out) {
-    if (nspace < 2) return 0;
-    Differences<float, 2, IndexFactors> places(dims, coords, {}, nspace);
-    Differences<T, 1, IndexFactors> values(dims, data, {});
-    RunRow metric[2][2] = {}, differences[2][1] = {};
+// ... and what an operator makes in space.
+template <class Operator>
+ISOFIELD_INLINE auto derive_in_space(const Lanes (*j)[3], const Lanes (*f)[Operator::kComponents]) {
+    Lanes inverse[3][3], g[Operator::kComponents][3];
+    invert_metric(j, inverse);
+    for (int c = 0; c < Operator::kComponents; ++c) {
+        for (int d = 0; d < 3; ++d) {
+            g[c][d] = inverse[d][0] * f[0][c] + inverse[d][1] * f[1][c] + inverse[d][2] * f[2][c];
+        }
+    }
+    return Operator::of_derivatives(g);
+}
+
+template <class Operator, int kDim, auto kDerive, class T>
+int derive_structured(const int *dims, int nspace, const float *coords, const T *data, float *out) {
+    constexpr int kComponents = Operator::kComponents;
+    Differences<float, kDim, IndexFactors> places(dims, coords, {}, nspace);
+    Differences<T, kComponents, IndexFactors> values(dims, data, {});
+    RunRow metric[kDim][kDim] = {}, differences[kDim][kComponents] = {};
     return walk_runs(
-        2, dims,
+        kDim, dims,
         [&](const Run &run) {
             places.begin(run);
             values.begin(run);
         },
         [&](const Run &run) {
-            for (int axis = 0; axis < 2; ++axis) {
+            for (int axis = 0; axis < kDim; ++axis) {
                 places.take(axis, run, metric[axis]);
                 values.take(axis, run, differences[axis]);
             }
-            store_run<3>(run.count, out + node_of(dims, run) * 3, [&](int i) {
-                Lanes j[2][2], f[2][1];
+            store_run<Operator::kWidth>(run.count, out + node_of(dims, run) * Operator::kWidth, [&](int i) {
+                Lanes j[kDim][kDim], f[kDim][kComponents];
                 load_differences(metric, i, j);
                 load_differences(differences, i, f);
-                return derive_in_plane(j, f);
+                return kDerive(j, f);
             });
         });
 }
@@ -239,7 +220,7 @@ template <class Operator>
 struct Members {
     template <class T>
     static int structured(const int *dims, const float *coords, const T *data, float *out) {
-        return derive_structured<Operator>(dims, coords, data, out);
+        return derive_structured<Operator, 3, derive_in_space<Operator>>(dims, 3, coords, data, out);
     }
     template <class T>
     static int uniform(const int *dims, const float *points, const T *data, float *out) {
@@ -250,6 +231,12 @@ struct Members {
         return derive_regular<Operator, 3, RectilinearFactors>(dims, 3, points, data, out);
     }
 };
+
+template <class T>
+int derive_structured_plane(const int *dims, int nspace, const float *coords, const T *data, float *out) {
+    if (nspace < 2) return 0;
+    return derive_structured<Gradient, 2, derive_in_plane>(dims, nspace, coords, data, out);
+}
 
 template <class T>
 int derive_uniform_plane(const int *dims, int nspace, const float *points, const T *data, float *out) {
@@ -291,18 +278,13 @@ struct OfRectilinear {
     static constexpr auto kDivergence = UTILdiv_rect_3d;
 };
 
-int refuse(const char *module, const char *text) {
-    ERRerror(module, 1, 2, text);
-    return 0;
-}
-
 int clear_nulls(MeshInfo *mesh, const void *data, int veclen, int dtype, int null_flag,
                 const void *null_value, int width, float *out) {
     if (!null_flag) return 1;
     return UTILderiv_null_struct(mesh, data, veclen, dtype, null_value, width, out) != 0;
 }
 
-// Whether the dispatcher's result counts differs between the kinds.
+// A 0 of the dispatcher ends the call on structured grids only: kResultCounts.
 template <class Kind>
 int gradient(MeshInfo *mesh, const void *data, int veclen, int dtype, int null_flag, const void *null_value,
              float *out) {
@@ -380,6 +362,6 @@ ISOFIELD_DERIVE(UTILcurl_rect_3d, Curl, rectilinear)
 ISOFIELD_DERIVE(UTILdiv_struct_3d, Divergence, structured)
 ISOFIELD_DERIVE(UTILdiv_unif_3d, Divergence, uniform)
 ISOFIELD_DERIVE(UTILdiv_rect_3d, Divergence, rectilinear)
-ISOFIELD_DERIVE_PLANE(UTILgrad_struct_2d, derive_plane)
+ISOFIELD_DERIVE_PLANE(UTILgrad_struct_2d, derive_structured_plane)
 ISOFIELD_DERIVE_PLANE(UTILgrad_unif_2d, derive_uniform_plane)
 ISOFIELD_DERIVE_PLANE(UTILgrad_rect_2d, derive_rectilinear_plane)

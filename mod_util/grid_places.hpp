@@ -1,4 +1,4 @@
-// The place of a coordinate along one axis of a uniform or rectilinear grid.
+// The place of a coordinate along one axis of a uniform or rectilinear grid, and what an axis holds.
 #ifndef ISOFIELD_MOD_UTIL_GRID_PLACES_HPP
 #define ISOFIELD_MOD_UTIL_GRID_PLACES_HPP
 
@@ -15,8 +15,9 @@ namespace isofield::detail {
 class AxisRange {
   public:
     AxisRange(float lo, float hi) {
-        const double lowest = static_cast<double>(lo) + -1e-30, highest = static_cast<double>(hi) + 1e-30;
+        constexpr double kWider = 1e-30;
         constexpr float kFar = std::numeric_limits<float>::infinity();
+        const double lowest = static_cast<double>(lo) - kWider, highest = static_cast<double>(hi) + kWider;
         lowest_ = static_cast<float>(lowest);
         if (static_cast<double>(lowest_) < lowest) lowest_ = std::nextafter(lowest_, kFar);
         highest_ = static_cast<float>(highest);
@@ -105,6 +106,13 @@ class RectilinearAxis {
     int d_, lines_;
     AxisRange range_;
 };
+
+// The upper corner of the axes that a grid does not have, in the row after the first; a rectilinear grid of
+// one grid line has no such row.
+inline const float *far_corner(const MeshInfo *mesh, const float *points, bool rectilinear) {
+    const bool one_row = rectilinear && mesh->ndim == 1 && mesh->dims[0] == 1;
+    return one_row ? points : points + mesh->nspace;
+}
 
 }  // namespace isofield::detail
 #endif

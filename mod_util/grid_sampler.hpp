@@ -6,13 +6,15 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <optional>
 
+#include "grid_cell.hpp"
 #include "grid_places.hpp"
-#include "output_array.hpp"
+#include "mesh_access.hpp"
 #include "progress.hpp"
-#include "shape_functions.hpp"
 #include "types.hpp"
+#include "working_array.hpp"
 
 namespace isofield::detail {
 
@@ -92,7 +94,7 @@ struct PlacedBlock {
 // Brings places along the grid's axes to the weights of the nodes.
 template <int kNdim>
 void weigh(PlacedBlock<kNdim> &block) {
-    using Cell = std::conditional_t<kNdim == 3, Hex1, Quad1>;
+    using Cell = GridCell<kNdim>;
     for (int i = 0; i < block.count; ++i) {
         float uvw[3], weights[Cell::kNodes];
         for (int d = 0; d < kNdim; ++d) uvw[d] = block.at[d][i];
@@ -129,8 +131,8 @@ class RectilinearFinder {
         return !axis.flat() && lines_.create(axis);
     }
     bool find(int count, const float *x, int *found, int *index, float *at) const {
-        int between =
-            0;  // points that the axis' range holds, which is a little wider, but none of its intervals
+        // Points that the axis' range holds, which is a little wider, but none of its intervals.
+        int between = 0;
         for (int i = 0; i < count; ++i) {
             const bool holds = lines_.holds(x[i]);
             between += axis_->holds(x[i]) != holds ? 1 : 0;
@@ -159,9 +161,7 @@ class GridSampler {
             if (!finders_[static_cast<std::size_t>(d)].create(typename Finder::Axis(mesh, points, d)))
                 return false;
         }
-        int stride = 1;
-        for (int d = 0; d < kNdim; ++d, stride *= mesh->dims[d - 1])
-            stride_[static_cast<std::size_t>(d)] = stride;
+        for (std::size_t d = 1; d < kNdim; ++d) stride_[d] = stride_[d - 1] * mesh->dims[d - 1];
         corner_nodes(mesh->dims, 0, kNodes, offset_.data());
         return true;
     }
@@ -225,7 +225,7 @@ class GridSampler {
     static constexpr int kAhead = 32;
 
     std::array<Finder, kNdim> finders_;
-    std::array<int, kNdim> stride_{};
+    std::array<int, kNdim> stride_ = {1};
     std::array<int, 8> offset_{};  // of a cell's nodes from its corner
 };
 

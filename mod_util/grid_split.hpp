@@ -16,6 +16,7 @@
 #include "cell_arrays.hpp"
 #include "cell_split.hpp"
 #include "edge_table.hpp"
+#include "node_mask.hpp"
 #include "progress.hpp"
 
 namespace isofield::detail {
@@ -35,13 +36,21 @@ template <>
 inline constexpr std::array<GridCorner, 8> kGridCorners<Hex> = {
     {{0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}, {0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}};
 
-// One plane of nodes. Masks have all bits of a byte set where they hold.
+// In the masks of planes: all bits of a byte, for every corner of a case.
+constexpr int kHolds = 255;
+
+// One plane of nodes.
 struct GridPlane {
     Working<unsigned char> lower;  // at or above the lower level
     Working<unsigned char> above;  // above the upper one
     Working<unsigned char> null;
     Working<int> rows;  // of nodes that stay
 };
+
+// The mask of the n nodes from `data` on that are null.
+inline void mask_nulls(int n, const void *data, int dtype, const void *null_value, unsigned char *mask) {
+    UTILthreshold_scalar(n, data, dtype, 1, null_value, 1, 0.0, 0, 0, kHolds, mask);
+}
 
 inline void clean(EdgeTableStr *table, int n) {
     UTILedge_table_clean(table, n);
@@ -77,21 +86,17 @@ class GridSplit {
   public:
     static constexpr bool kLevels = kHasLevel<Table>;
 
-    // All references outlive the sweep.
-    GridSplit(const MeshInfo *mesh, bool has_nulls, int nold, Table *table, CellArrays &arrays,
-              CellLists &lists, LineList &lines_lo, LineList &lines_hi)
+    // All that `out` refers to outlives the sweep.
+    GridSplit(const MeshInfo *mesh, bool has_nulls, int nold, Table *table, const SplitOutput &out)
         : d0_(mesh->dims[0]),
           nrows_(Kind::kVolume ? mesh->dims[1] - 1 : 1),
           layer_(plane_size<Kind>(mesh)),
           nlayers_(mesh->dims[Kind::kVolume ? 2 : 1]),
           has_nulls_(has_nulls),
           table_(table),
-          arrays_(arrays),
-          lists_(lists),
-          lines_lo_(lines_lo),
-          lines_hi_(lines_hi),
+          out_(out),
           edges_(table),
-          splitter_(edges_, mesh->nnodes, nold, lines_lo, lines_hi) {}
+          splitter_(edges_, mesh->nnodes, nold, out.lines_lo, out.lines_hi) {}
 
     // load(k, plane) fills plane k, whose rows are -1 before; end_layer(k) is called after the cells of layer
     // k. Either may give false. False then, on a failure, and when interrupted.
@@ -117,8 +122,6 @@ class GridSplit {
     using Traits = PieceTraits<Kind>;
     static constexpr std::size_t kNodes = Kind::kNodes;
     static constexpr int kType = Kind::kTypeIndex, kPiece = Traits::kType;
-    static constexpr std::int64_t kNewNodes = kLevels ? Traits::kBandNodes : Traits::kCutNodes;
-    static constexpr std::int64_t kPieces = kLevels ? Traits::kBandPieces : kMostCutPieces[kType];
     static constexpr int kWord = sizeof(std::uint64_t);
 
     bool allocate() {
@@ -190,14 +193,7 @@ class GridSplit {
     bool split_row(int k, int j) {
         find_kept(j);
         if (nkept_ == 0) return true;
-        if (!edges_.reserve(ncrossed_ * kNewNodes) ||
-            !arrays_.reserve(kType, nkept_ * std::int64_t{kNodes}) ||
-            !arrays_.reserve(kPiece, ncrossed_ * kPieces * Traits::kCorners) ||
-            !lists_.reserve(kType, nkept_) || !lists_.reserve(kPiece, ncrossed_ * kPieces) ||
-            !lines_lo_.reserve(ncrossed_ * Traits::kMostLines) ||
-            !lines_hi_.reserve(ncrossed_ * Traits::kMostLines)) {
-            return false;
-        }
+        if (!reserve_split<Kind, kLevels>(edges_, out_, ncrossed_, nkept_)) return false;
         const int base = k * layer_;
         const int first_cell = (k * nrows_ + j) * (d0_ - 1);
         std::array<const int *, kNodes> rows_at;
@@ -207,14 +203,14 @@ class GridSplit {
             rows_at[n] = at_corner(n, j, &GridPlane::rows);
             node_at[n] = base + corner.next * layer_ + (j + corner.j) * d0_ + corner.i;
         }
-        int *whole_end = arrays_.end(kType), *piece_end = arrays_.end(kPiece);
+        int *whole_end = out_.arrays.end(kType), *piece_end = out_.arrays.end(kPiece);
         for (int at = 0; at < nkept_; ++at) {
             const int i = kept_[static_cast<std::size_t>(at)];
             const unsigned lower = lower_[static_cast<std::size_t>(i)];
             const unsigned above = above_[static_cast<std::size_t>(i)];
             if (lower == Kind::kAllKept && above == 0) {
                 for (std::size_t n = 0; n < kNodes; ++n) *whole_end++ = rows_at[n][i];
-                lists_.append(kType, first_cell + i, 1);
+                out_.lists.append(kType, first_cell + i, 1);
                 continue;
             }
             std::array<int, kNodes> nodes, rows;
@@ -224,19 +220,17 @@ class GridSplit {
             }
             const int *start = piece_end;
             piece_end = splitter_.split(lower, above, nodes.data(), rows.data(), piece_end);
-            lists_.append(kPiece, first_cell + i, static_cast<int>(piece_end - start) / Traits::kCorners);
+            out_.lists.append(kPiece, first_cell + i, static_cast<int>(piece_end - start) / Traits::kCorners);
         }
-        arrays_.close(kType, whole_end, Kind::kNodes);
-        arrays_.close(kPiece, piece_end, Traits::kCorners);
+        out_.arrays.close(kType, whole_end, Kind::kNodes);
+        out_.arrays.close(kPiece, piece_end, Traits::kCorners);
         return true;
     }
 
     int d0_, nrows_, layer_, nlayers_;
     bool has_nulls_;
     Table *table_;
-    CellArrays &arrays_;
-    CellLists &lists_;
-    LineList &lines_lo_, &lines_hi_;
+    SplitOutput out_;
     EdgeLookup<Table> edges_;
     CellSplitter<Kind, EdgeLookup<Table>> splitter_;
     GridPlane current_, next_;

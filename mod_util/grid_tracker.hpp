@@ -1,16 +1,14 @@
-// The same as CellTracker on uniform and rectilinear grids.
+// Search and evaluation along a path on uniform and rectilinear grids: what CellTracker is on other meshes.
 #ifndef ISOFIELD_MOD_UTIL_GRID_TRACKER_HPP
 #define ISOFIELD_MOD_UTIL_GRID_TRACKER_HPP
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <type_traits>
 #include <utility>
 
-#include "cell_geometry.hpp"
+#include "grid_cell.hpp"
 #include "grid_places.hpp"
-#include "shape_functions.hpp"
 #include "vector_rows.hpp"
 
 namespace isofield::detail {
@@ -51,12 +49,7 @@ class GridTracker {
     // Whether the mesh is such a grid, which searches and evaluates by the library's own methods.
     static bool serves(MeshInfo *mesh, const VectorRows &rows) {
         const auto find = Axis::kRectilinear ? UTILfind_cell_rect : UTILfind_cell_unif;
-        const auto shape = kNdim == 3 ? UTILsh_func_hex_1 : UTILsh_func_quad_1;
-        const FieldFuncs &funcs = *mesh->field_funcs;
-        if (funcs.find_cell_func != find || funcs.interp_data_func != UTILinterp_cell_val_struct)
-            return false;
-        if (mesh->ndim != kNdim || mesh->nspace != kNdim || !rows.usable() || mesh->ncell_sets < 1 ||
-            mesh->cell_nnodes[0] != kNodes || mesh->cell_funcs[0].funcs.shape_func != shape)
+        if (mesh->field_funcs->find_cell_func != find || !has_own_cells<kNdim>(mesh) || !rows.usable())
             return false;
         const float *points = fetch_points(mesh);
         for (int d = 0; d < kNdim && points; ++d) {
@@ -103,7 +96,7 @@ class GridTracker {
     }
 
   private:
-    using Cell = std::conditional_t<kNdim == 3, Hex1, Quad1>;
+    using Cell = GridCell<kNdim>;
     static constexpr int kNodes = Cell::kNodes;
     using Axes = std::array<TrackedAxis<Axis>, kNdim>;
 

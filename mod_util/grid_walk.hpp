@@ -4,15 +4,13 @@
 #define ISOFIELD_MOD_UTIL_GRID_WALK_HPP
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <limits>
-#include <type_traits>
 #include <utility>
 
 #include "output_array.hpp"
+#include "progress.hpp"
+#include "reports.hpp"
 #include "slot_table.hpp"
 #include "types.hpp"
 
@@ -103,7 +101,7 @@ class WalkOutput {
     // Room for so many more ints of connectivity. False, and told, when there is no memory.
     bool reserve_connect(int more) {
         if (connect_.reserve_amply(std::int64_t{nconnect_} + more)) return true;
-        std::fputs("realloc for connect list failed\n", stderr);
+        tell("realloc for connect list failed\n");
         return false;
     }
     // The place of so many more, for which there is room.
@@ -133,7 +131,7 @@ bool find_start(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag,
     const auto find_cell = mesh->field_funcs->find_cell_func;
     const auto interp_data = mesh->field_funcs->interp_data_func;
     if (!find_cell || !interp_data) {
-        std::fputs("UTILfind_cell: unable to find interp_cell function\n", stderr);
+        tell_no_search();
         return false;
     }
     float uvw[3] = {0, 0, 0}, value = 0;
@@ -143,8 +141,6 @@ bool find_start(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag,
     *level = static_cast<double>(value);
     return true;
 }
-
-enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
 
 // Traces by a kind of walk, which has kUnit, kNodes (of an element), serves(ndim) and run(seed).
 template <template <class> class WalkOver, class T>

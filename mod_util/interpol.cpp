@@ -3,6 +3,8 @@
 #include <cstddef>
 
 #include "cell_geometry.hpp"
+#include "grid_cell.hpp"
+#include "grid_places.hpp"
 #include "types.hpp"
 
 namespace {
@@ -30,6 +32,8 @@ int place_in_cell(MeshInfo *mesh, int cell, const float *xyz, int pretest, float
 // The place along one axis of the cell between the grid lines index and index + 1, from -1 to 1.
 class UniformPlace {
   public:
+    static constexpr bool kRectilinear = false;
+
     UniformPlace(const MeshInfo *mesh, const float *points) : mesh_(mesh), points_(points) {}
 
     float lower(int d, int) const { return points_[d]; }
@@ -48,6 +52,8 @@ class UniformPlace {
 
 class RectilinearPlace {
   public:
+    static constexpr bool kRectilinear = true;
+
     RectilinearPlace(const MeshInfo *mesh, const float *points)
         : axes_(mesh->ndim, mesh->dims, mesh->nspace, points) {}
 
@@ -63,7 +69,6 @@ class RectilinearPlace {
 
 template <class Place>
 int place_in_grid_cell(MeshInfo *mesh, int cell, const float *xyz, int pretest, float tol, float *uvw) {
-    constexpr bool kRectilinear = std::is_same_v<Place, RectilinearPlace>;
     const float *points = fetch_points(mesh);
     if (!points || cell < 0 || cell >= mesh->nnodes) return 0;
     const Place place(mesh, points);
@@ -77,12 +82,12 @@ int place_in_grid_cell(MeshInfo *mesh, int cell, const float *xyz, int pretest, 
             if (pretest && !(xyz[d] >= lo - tol && xyz[d] <= lo + tol)) return 0;
             continue;
         }
-        if (kRectilinear && i + 1 >= mesh->dims[d]) return 0;  // the grid's last line begins no cell
+        if (Place::kRectilinear && i + 1 >= mesh->dims[d]) return 0;  // the grid's last line begins no cell
         uvw[d] = place(d, i, xyz[d]);
         const double value = uvw[d];
         if (pretest && !(value <= reach && value >= -1.0 - static_cast<double>(tol))) return 0;
     }
-    const float *upper = far_corner(mesh, points, kRectilinear);
+    const float *upper = far_corner(mesh, points, Place::kRectilinear);
     for (int d = mesh->ndim; pretest && d < mesh->nspace; ++d) {
         if (!(xyz[d] >= points[d] - tol && xyz[d] <= upper[d] + tol)) return 0;
     }

@@ -1,17 +1,24 @@
 // Isosurfaces: the mesh-level entry, the drive over cell sets and the kernels of volume cells.
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <type_traits>
 
 #include "case_tables.hpp"
+#include "reports.hpp"
 #include "set_extraction.hpp"
 
 namespace {
 
 using namespace isofield::detail;
 
-constexpr ElementTraits kSliceTraits = {"mod_util/iso_fnc", 1024,        3,
-                                        "UTILslice",        "UTILslice", "realloc for connect list failed\n"};
+constexpr ElementTraits kSliceTraits = {.unit = "mod_util/iso_fnc",
+                                        .step = 1024,
+                                        .corners = 3,
+                                        .list_module = "UTILslice",
+                                        .connect_module = "UTILslice",
+                                        .connect_text = "realloc for connect list failed\n"};
 
 // The slice tables of a volume kind as plans. Triangles are written in reverse of the tables' order, in which
 // their normals point to the side at or above the level.
@@ -21,7 +28,7 @@ struct SliceCases {
     static constexpr bool kPolls = true;
     static constexpr unsigned kAllAbove = Kind::kAllKept;
     static constexpr std::size_t kMostEdges = std::extent_v<decltype(Kind::kSlice.left_vert), 1>;
-    static constexpr std::size_t kMostTriangles = kMostEdges == 4 ? 2 : 5;
+    static constexpr std::size_t kMostTriangles = std::is_same_v<Kind, Tet> ? 2 : 5;
     using Plan = CasePlan<kMostEdges, 3 * kMostTriangles>;
 
     static constexpr std::array<int, Kind::kNodes> kBitNodes = std::to_array(Kind::kSliceNodes);
@@ -54,8 +61,7 @@ int UTILisosurf(MeshInfo *mesh, const void *data, int dtype, int null_flag, cons
         return method(mesh, data, dtype, null_flag, null_value, level, nnew, min_node, max_node, nlines,
                       line_connect, line_size, ntris, tri_connect, tri_size, cell_count, cell_list);
     }
-    ERRerror("UTILisosurf_func", 1, 2, "No isosurf function found\n");
-    return 0;
+    return refuse("UTILisosurf_func", "No isosurf function found\n");
 }
 
 int UTILslice_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value,
@@ -82,26 +88,14 @@ int UTILslice_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag, 
     return extraction.run(data, dtype, null_flag, null_value, level, nnew, min_node, max_node);
 }
 
-int UTILslice_hex(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
-                  int **connect, int *size, int *capacity, int **cell_list) {
-    return extract_set<SliceCases<Hex>>(mesh, set, null_flag, mask, table, connect, size, capacity,
-                                        cell_list);
-}
-
-int UTILslice_prism(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
-                    int **connect, int *size, int *capacity, int **cell_list) {
-    return extract_set<SliceCases<Prism>>(mesh, set, null_flag, mask, table, connect, size, capacity,
-                                          cell_list);
-}
-
-int UTILslice_pyr(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
-                  int **connect, int *size, int *capacity, int **cell_list) {
-    return extract_set<SliceCases<Pyr>>(mesh, set, null_flag, mask, table, connect, size, capacity,
-                                        cell_list);
-}
-
-int UTILslice_tet(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,
-                  int **connect, int *size, int *capacity, int **cell_list) {
-    return extract_set<SliceCases<Tet>>(mesh, set, null_flag, mask, table, connect, size, capacity,
-                                        cell_list);
-}
+#define ISOFIELD_KERNEL(NAME, KIND)                                                                      \
+    int NAME(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask, EdgeTable *table,        \
+             int **connect, int *size, int *capacity, int **cell_list) {                                 \
+        return extract_set<SliceCases<KIND>>(mesh, set, null_flag, mask, table, connect, size, capacity, \
+                                             cell_list);                                                 \
+    }
+ISOFIELD_KERNEL(UTILslice_hex, Hex)
+ISOFIELD_KERNEL(UTILslice_prism, Prism)
+ISOFIELD_KERNEL(UTILslice_pyr, Pyr)
+ISOFIELD_KERNEL(UTILslice_tet, Tet)
+#undef ISOFIELD_KERNEL

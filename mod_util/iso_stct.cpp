@@ -5,12 +5,15 @@
 // an edge is new in a cell exactly when the cell is the first of those that share it, which the cell's place
 // on the grid's border tells; nothing is looked up or cleared for that. Only where null cells are left out is
 // each edge's own state kept.
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "grid_sweep.hpp"
+#include "node_mask.hpp"
 #include "progress.hpp"
 #include "slice_tables.hpp"
 #include "types.hpp"
@@ -19,9 +22,15 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr ElementTraits kTraits = {"mod_util/iso_stct", 1000,           3,
-                                   "UTILslice",         "slice_struct", "realloc for connect list failed\n"};
+constexpr ElementTraits kTraits = {.unit = "mod_util/iso_stct",
+                                   .step = 1000,
+                                   .corners = 3,
+                                   .list_module = "UTILslice",
+                                   .connect_module = "slice_struct",
+                                   .connect_text = "realloc for connect list failed\n"};
 constexpr unsigned char kAllAbove = 255;
+constexpr int kEdgeCount = 12;
+constexpr int kMostTriangles = 5;  // of a case
 
 // ---- Cell geometry. Local nodes 0 to 3 go round the lower face, 4 to 7 above them.
 
@@ -31,24 +40,21 @@ struct Edge {
     std::uint8_t axis;
 };
 
-constexpr std::array<Edge, 12> kEdges = {{{0, 1, 0},
-                                          {3, 2, 0},
-                                          {4, 5, 0},
-                                          {7, 6, 0},  //
-                                          {0, 3, 1},
-                                          {1, 2, 1},
-                                          {4, 7, 1},
-                                          {5, 6, 1},  //
-                                          {0, 4, 2},
-                                          {1, 5, 2},
-                                          {2, 6, 2},
-                                          {3, 7, 2}}};
-
-// The place of each local node within its cell: bits i, j, k.
-constexpr std::array<std::uint8_t, 8> kPlace = {0, 1, 3, 2, 4, 5, 7, 6};
+constexpr std::array<Edge, kEdgeCount> kEdges = {{{0, 1, 0},
+                                                  {3, 2, 0},
+                                                  {4, 5, 0},
+                                                  {7, 6, 0},  //
+                                                  {0, 3, 1},
+                                                  {1, 2, 1},
+                                                  {4, 7, 1},
+                                                  {5, 6, 1},  //
+                                                  {0, 4, 2},
+                                                  {1, 5, 2},
+                                                  {2, 6, 2},
+                                                  {3, 7, 2}}};
 
 constexpr int edge_between(int a, int b) {
-    for (int e = 0; e < 12; ++e) {
+    for (int e = 0; e < kEdgeCount; ++e) {
         const Edge edge = kEdges[static_cast<std::size_t>(e)];
         if ((edge.low == a && edge.high == b) || (edge.low == b && edge.high == a)) return e;
     }
@@ -60,9 +66,9 @@ constexpr int edge_between(int a, int b) {
 constexpr std::array<std::uint16_t, 8> kFirstSeen = [] {
     std::array<std::uint16_t, 8> masks{};
     for (unsigned behind = 0; behind < 8; ++behind) {
-        for (unsigned e = 0; e < 12; ++e) {
+        for (unsigned e = 0; e < kEdgeCount; ++e) {
             const unsigned cross_axes = 7u & ~(1u << kEdges[e].axis);
-            const unsigned low_sides = cross_axes & ~unsigned{kPlace[kEdges[e].low]};
+            const unsigned low_sides = cross_axes & ~unsigned{kHexPlaces[kEdges[e].low]};
             if ((low_sides & behind) == 0) masks[behind] |= static_cast<std::uint16_t>(1u << e);
         }
     }
@@ -74,15 +80,13 @@ constexpr std::array<std::uint16_t, 8> kFirstSeen = [] {
 struct GridPlan {
     std::uint8_t nedges = 0;
     std::uint8_t ntris = 0;
-    std::array<std::uint8_t, 12> edges{};
-    std::array<std::uint8_t, 15> corners{};
+    std::array<std::uint8_t, kEdgeCount> edges{};
+    std::array<std::uint8_t, 3 * kMostTriangles> corners{};
     // The edges that meet in local node 6, the only ones that can be new in a cell inside the grid: first the
     // crossed ones, ninner of them, in the order of `edges`.
     std::uint8_t ninner = 0;
     std::array<std::uint8_t, 3> inner_edges{};
 };
-
-constexpr int kMaxTris = 5;
 
 constexpr void list_inner_edges(GridPlan &plan) {
     unsigned left = kFirstSeen[7];
@@ -97,8 +101,8 @@ constexpr void list_inner_edges(GridPlan &plan) {
         plan.inner_edges[n++] = static_cast<std::uint8_t>(std::countr_zero(left));
 }
 
-constexpr std::array<GridPlan, 256> kPlans = [] {
-    std::array<GridPlan, 256> plans{};
+constexpr std::array<GridPlan, kAllAbove + 1> kPlans = [] {
+    std::array<GridPlan, kAllAbove + 1> plans{};
     for (std::size_t index = 1; index < kAllAbove; ++index) {
         GridPlan &plan = plans[index];
         plan.nedges = static_cast<std::uint8_t>(ninter_pts_hex[index]);
@@ -120,8 +124,6 @@ constexpr std::array<GridPlan, 256> kPlans = [] {
 
 // ---- The sweep
 
-enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
-
 class Sweep {
   public:
     Sweep(const int *dims, bool has_nulls, GridResults &results)
@@ -132,14 +134,14 @@ class Sweep {
           has_nulls_(has_nulls),
           results_(results) {
         const std::array<int, 3> stride = {1, d0_, plane_};
-        for (std::size_t e = 0; e < 12; ++e) {
-            const unsigned place = kPlace[kEdges[e].low];
+        for (std::size_t e = 0; e < kEdgeCount; ++e) {
+            const unsigned place = kHexPlaces[kEdges[e].low];
             low_node_[e] = static_cast<int>(place & 1u) + (place & 2u ? d0_ : 0) + (place & 4u ? plane_ : 0);
             stride_[e] = stride[kEdges[e].axis];
         }
     }
 
-    // classify(k, mask) fills the mask of plane k: 0 below the level, 1 at or above it, 2 null.
+    // classify(k, mask) fills the mask of plane k.
     template <class Classify>
     Outcome run(Classify classify) {
         if (!allocate()) return Outcome::kFailed;
@@ -157,7 +159,8 @@ class Sweep {
                 const int row = j * d0_;
                 const int nactive = find_active(lower + row, upper + row);
                 if (nactive == 0) continue;
-                if (!results_.reserve(most_new_nodes(nactive, j, k), std::int64_t{nactive} * kMaxTris)) {
+                if (!results_.reserve(most_new_nodes(nactive, j, k),
+                                      std::int64_t{nactive} * kMostTriangles)) {
                     return Outcome::kFailed;
                 }
                 if (has_nulls_) {
@@ -193,8 +196,8 @@ class Sweep {
     // Where each edge of the layer's cells keeps its new node, relative to three times the cell's node in the
     // plane.
     void place_edges(int k) {
-        for (std::size_t e = 0; e < 12; ++e) {
-            const bool in_upper = kPlace[kEdges[e].low] & 4u;
+        for (std::size_t e = 0; e < kEdgeCount; ++e) {
+            const bool in_upper = kHexPlaces[kEdges[e].low] & 4u;
             int *base = plane_slots((k + (in_upper ? 1 : 0)) & 1);
             slot_[e] = base + 3 * (low_node_[e] - (in_upper ? plane_ : 0)) + kEdges[e].axis;
         }
@@ -209,11 +212,12 @@ class Sweep {
             columns[i] = static_cast<unsigned char>(lower[i] | upper[i] << 2 | lower[i + d0_] << 4 |
                                                     upper[i + d0_] << 6);
         }
+        constexpr unsigned kAboves = 0x55u * kAboveByte, kNulls = 0x55u * kNullByte;
         const int ncells = d0_ - 1;
         if (has_nulls_) {
             for (int i = 0; i < ncells; ++i) {
-                const unsigned both = (columns[i] & 0x55u) | (columns[i + 1] & 0x55u) << 1;
-                const unsigned nulls = (columns[i] | columns[i + 1]) & 0xAAu;
+                const unsigned both = (columns[i] & kAboves) | (columns[i + 1] & kAboves) << 1;
+                const unsigned nulls = (columns[i] | columns[i + 1]) & kNulls;
                 cases[i] = static_cast<unsigned char>(nulls ? 0u : both);
             }
         } else {
@@ -224,11 +228,11 @@ class Sweep {
         return list_crossed(cases, ncells, kAllAbove, active_.get());
     }
 
-    // A bound on the new nodes of so many cells in row j of layer k; the first cell of a row may make up
-    // to 12.
+    // A bound on the new nodes of so many cells in row j of layer k; the first cell of a row may make one on
+    // every edge.
     std::int64_t most_new_nodes(int nactive, int j, int k) const {
         const bool inner_row = j > 0 && k > 0 && !has_nulls_;
-        return 12 + std::int64_t{nactive} * (inner_row ? 3 : 12);
+        return kEdgeCount + std::int64_t{nactive} * (inner_row ? 3 : kEdgeCount);
     }
 
     // Where a row's results go: the ends of the lists, held locally while the row runs.
@@ -300,9 +304,9 @@ class Sweep {
     int d0_, d1_, d2_, plane_;
     bool has_nulls_;
     GridResults &results_;
-    std::array<int, 12> low_node_{};  // of each edge, relative to the cell's lowest node
-    std::array<int, 12> stride_{};    // from there to the edge's other end
-    std::array<int *, 12> slot_{};
+    std::array<int, kEdgeCount> low_node_{};  // of each edge, relative to the cell's lowest node
+    std::array<int, kEdgeCount> stride_{};    // from there to the edge's other end
+    std::array<int *, kEdgeCount> slot_{};
     std::array<Working<unsigned char>, 2> masks_;
     Working<int> slots_;
     Working<unsigned char> columns_, cases_;
@@ -324,8 +328,8 @@ int slice_str(MeshInfo *mesh, const T *data, int null_flag, T null_value, double
     const int plane = mesh->dims[0] * mesh->dims[1];
     Sweep sweep(mesh->dims, null_flag != 0, results);
     const Outcome outcome = sweep.run([&](int k, unsigned char *mask) {
-        UTILthreshold_scalar(plane, data + static_cast<std::ptrdiff_t>(k) * plane, kTypeCode<T>, null_flag,
-                             &null_value, 1, level, 0, 1, 2, mask);
+        fill_mask(plane, data + static_cast<std::ptrdiff_t>(k) * plane, kTypeCode<T>, null_flag, &null_value,
+                  level, mask);
     });
     if (outcome != Outcome::kDone) return static_cast<int>(outcome);
 
@@ -361,8 +365,8 @@ int UTILslice_struct(MeshInfo *mesh, const void *data, int dtype, int null_flag,
         dtype,
         [&]<class T>(ElementTag<T>) {
             return slice_str<T>(mesh, static_cast<const T *>(data), null_flag,
-                                static_cast<T>(load_scalar<T>(null_flag, null_value)), level, nnew, min_node,
-                                max_node, ntris, tri_connect, tri_size, cell_count, cell_list);
+                                load_scalar<T>(null_flag, null_value), level, nnew, min_node, max_node, ntris,
+                                tri_connect, tri_size, cell_count, cell_list);
         },
         [] { return 0; });
 }

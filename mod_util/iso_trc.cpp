@@ -9,7 +9,7 @@
 #include <limits>
 
 #include "brick_map.hpp"
-#include "case_rows.hpp"
+#include "constant_arrays.hpp"
 #include "grid_walk.hpp"
 #include "progress.hpp"
 #include "slice_tables.hpp"
@@ -51,11 +51,8 @@ struct Plan {
 
 constexpr int kAllAbove = 255;
 
-// Offsets of a cell's corners.
-constexpr int kCornerBits[8] = {0, 1, 3, 2, 4, 5, 7, 6};
-
 constexpr std::uint8_t edge_between(int a, int b) {
-    const int at_a = kCornerBits[a], at_b = kCornerBits[b], axis_bit = at_a ^ at_b;
+    const int at_a = kHexPlaces[a], at_b = kHexPlaces[b], axis_bit = at_a ^ at_b;
     const int axis = axis_bit == 1 ? 0 : axis_bit == 2 ? 1 : 2;
     return static_cast<std::uint8_t>(8 * axis + (at_a & at_b));
 }
@@ -227,18 +224,11 @@ int trace_sheet(MeshInfo *mesh, BlockTable *table, const T *data, int null_flag,
 
 constexpr int kBlockCells = 1024;  // also the table's step
 
-template <class T>
-bool grow_array(T *&array, std::size_t count) {
-    void *grown = std::realloc(array, count * sizeof(T));
-    if (grown) array = static_cast<T *>(grown);
-    return grown != nullptr;
-}
-
 // Adds a block of free nodes to a list.
 bool add_block(CellList *list, int ncells) {
     const auto count = static_cast<std::size_t>(std::max(ncells, 1));
     Working<CellNode> block = allocate_working<CellNode>(count);
-    if (!block || !grow_array(list->blocks, static_cast<std::size_t>(list->nblocks) + 1)) return false;
+    if (!block || !grow_working(list->blocks, static_cast<std::size_t>(list->nblocks) + 1)) return false;
     for (std::size_t i = 0; i < count; ++i) block[i] = {0, i + 1 < count ? &block[i + 1] : list->free};
     list->free = block.get();
     list->blocks[list->nblocks++] = block.release();
@@ -337,7 +327,7 @@ int UTILcell_table_add(CellTable *table, int cell) {
     if (table->count == table->capacity) {
         if (table->capacity > std::numeric_limits<int>::max() - kBlockCells) return 0;
         const auto grown = static_cast<std::size_t>(table->capacity + kBlockCells);
-        if (!grow_array(table->next, grown) || !grow_array(table->value, grown)) return 0;
+        if (!grow_working(table->next, grown) || !grow_working(table->value, grown)) return 0;
         table->capacity += kBlockCells;
     }
     int &head = table->head[bucket_of(table, cell)];

@@ -1,5 +1,9 @@
 // Isolines: the mesh-level entry, the drive over cell sets and the kernels of triangles and quadrilaterals.
+#include <array>
+#include <optional>
+
 #include "line_cases.hpp"
+#include "reports.hpp"
 #include "set_extraction.hpp"
 
 namespace {
@@ -31,8 +35,7 @@ int UTILisoline(MeshInfo *mesh, const void *data, int dtype, int null_flag, cons
         return method(mesh, data, dtype, null_flag, null_value, level, nnew, min_node, max_node, nlines,
                       connect, nconnect, cell_count, cell_list);
     }
-    ERRerror("UTRILisoline", 1, 2, "no isoline function found");
-    return 0;
+    return refuse("UTRILisoline", "no isoline function found");
 }
 
 int UTILisoline_cells(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value,

@@ -4,6 +4,7 @@
 // The nodes of a cell are 0 to 3 round it from (i, j). A new node is kept in the slot of its edge: along i in
 // one of two rows, along j in a row of its own. Cells are visited in order, so that an edge is new in the
 // first cell that has it; only where null cells are left out is each edge's own state kept.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,7 @@
 
 #include "grid_sweep.hpp"
 #include "line_cases.hpp"
+#include "node_mask.hpp"
 
 namespace {
 
@@ -56,7 +58,7 @@ class RowSweep {
     RowSweep(const int *dims, bool has_nulls, GridResults &results)
         : d0_(dims[0]), d1_(dims[1]), has_nulls_(has_nulls), results_(results) {}
 
-    // classify(j, mask) fills the mask of row j: 0 below the level, 1 at or above it, 2 null.
+    // classify(j, mask) fills the mask of row j.
     template <class Classify>
     bool run(Classify classify) {
         if (!allocate()) return false;
@@ -109,7 +111,8 @@ class RowSweep {
         const int ncells = d0_ - 1;
         if (has_nulls_) {
             for (int i = 0; i < ncells; ++i) {
-                const unsigned nulls = (lower[i] | lower[i + 1] | upper[i] | upper[i + 1]) & 2u;
+                const unsigned nulls =
+                    (lower[i] | lower[i + 1] | upper[i] | upper[i + 1]) & unsigned{kNullByte};
                 const unsigned index = lower[i] | lower[i + 1] << 1 | upper[i + 1] << 2 | upper[i] << 3;
                 cases[i] = static_cast<unsigned char>(nulls ? 0u : index);
             }
@@ -200,8 +203,8 @@ int isoline_struct(const MeshInfo *mesh, const T *data, int null_flag, T null_va
     const int row = mesh->dims[0];
     RowSweep sweep(mesh->dims, null_flag != 0, results);
     const bool done = sweep.run([&](int j, unsigned char *mask) {
-        UTILthreshold_scalar(row, data + static_cast<std::ptrdiff_t>(j) * row, kTypeCode<T>, null_flag,
-                             &null_value, 1, level, 0, 1, 2, mask);
+        fill_mask(row, data + static_cast<std::ptrdiff_t>(j) * row, kTypeCode<T>, null_flag, &null_value,
+                  level, mask);
     });
     if (!done) return 0;
 
@@ -225,8 +228,8 @@ int UTILisoline_struct(MeshInfo *mesh, const void *data, int dtype, int null_fla
         dtype,
         [&]<class T>(ElementTag<T>) {
             return isoline_struct<T>(mesh, static_cast<const T *>(data), null_flag,
-                                     static_cast<T>(load_scalar<T>(null_flag, null_value)), level, nnew,
-                                     min_node, max_node, nlines, connect, nconnect, cell_count, cell_list);
+                                     load_scalar<T>(null_flag, null_value), level, nnew, min_node, max_node,
+                                     nlines, connect, nconnect, cell_count, cell_list);
         },
         [mesh] { return narrowed_to_int(mesh); });
 }

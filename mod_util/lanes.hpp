@@ -4,9 +4,12 @@
 
 #include <cstring>
 
+#include "wide.hpp"
+
 namespace isofield::detail {
 
 using Lanes = float __attribute__((vector_size(16)));
+using LaneWords = int __attribute__((vector_size(16)));  // one for each lane; in masks of all bits or none
 
 inline Lanes splat(float a) {
     return Lanes{a, a, a, a};
@@ -22,13 +25,17 @@ inline void store_lanes(Lanes lanes, float *to) {
     std::memcpy(to, &lanes, sizeof lanes);
 }
 
+// Clears the lanes that a mask does not keep. For wider lanes too.
+template <class Mask, class AnyLanes>
+ISOFIELD_INLINE void keep(const Mask &mask, AnyLanes &lanes) {
+    Mask words;
+    std::memcpy(&words, &lanes, sizeof words);
+    words &= mask;
+    std::memcpy(&lanes, &words, sizeof lanes);
+}
+
 inline Lanes clear_fourth(Lanes a) {
-    using Words = int __attribute__((vector_size(16)));
-    constexpr Words kMask = {-1, -1, -1, 0};
-    Words words;
-    std::memcpy(&words, &a, sizeof words);
-    words &= kMask;
-    std::memcpy(&a, &words, sizeof a);
+    keep(LaneWords{-1, -1, -1, 0}, a);
     return a;
 }
 

@@ -5,10 +5,10 @@
 #include <iterator>
 #include <numeric>
 
-#include "output_array.hpp"
 #include "prefetch.hpp"
 #include "types.hpp"
 #include "wide.hpp"
+#include "working_array.hpp"
 
 namespace {
 
@@ -111,10 +111,9 @@ void add_samples_by_sums(int order, std::ptrdiff_t n, const Block &x, const Bloc
 
 class PowerSums {
   public:
+    // With room for full lanes.
     explicit PowerSums(int order)
-        : order_(order),
-          sums_(allocate_cleared<double>(3 * static_cast<std::size_t>(order) + 3)) {
-    }  // with room for full lanes
+        : order_(order), sums_(allocate_cleared<double>(3 * static_cast<std::size_t>(order) + 3)) {}
 
     bool allocated() const { return sums_ != nullptr; }
 

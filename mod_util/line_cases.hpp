@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 #include "case_rows.hpp"
 #include "element_lists.hpp"
@@ -16,8 +17,12 @@
 namespace isofield::detail {
 
 // Of lines on cell sets and grids alike.
-inline constexpr ElementTraits kLineTraits = {
-    "mod_util/isoline", 1000, 2, "UTILisoline", "isoline", "realloc for connect list failed"};
+inline constexpr ElementTraits kLineTraits = {.unit = "mod_util/isoline",
+                                              .step = 1000,
+                                              .corners = 2,
+                                              .list_module = "UTILisoline",
+                                              .connect_module = "isoline",
+                                              .connect_text = "realloc for connect list failed"};
 
 using LinePlan = CasePlan<4, 4>;
 

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "isofield.h"
+#include "reports.hpp"
 
 namespace isofield::detail {
 
@@ -18,7 +19,7 @@ inline const float *fetch_coords(MeshInfo *mesh) {
     float *coords = mesh->coords;
     if (!coords && mesh->get_coords(mesh, &coords) < 1) {
         mesh->coords = nullptr;
-        ERRerror("util", 1, 2, "unable to get field coordinates\n");
+        refuse("util", "unable to get field coordinates\n");
         return nullptr;
     }
     return mesh->coords = coords;
@@ -28,7 +29,7 @@ inline const float *fetch_points(MeshInfo *mesh) {
     float *points = mesh->points;
     if (!points && mesh->get_points(mesh, &points) < 1) {
         mesh->points = nullptr;
-        ERRerror("util", 1, 2, "unable to get field points\n");
+        refuse("util", "unable to get field points\n");
         return nullptr;
     }
     return mesh->points = points;
@@ -37,7 +38,7 @@ inline const float *fetch_points(MeshInfo *mesh) {
 inline const int *fetch_cell_set(MeshInfo *mesh, int set) {
     int *connect = mesh->cell_connect[set];
     if (!connect && mesh->get_cell_set(mesh, set, &connect) < 1) {
-        ERRerror("util", 1, 2, "unable to get cell set\n");
+        refuse("util", "unable to get cell set\n");
         return nullptr;
     }
     return mesh->cell_connect[set] = connect;

@@ -32,7 +32,8 @@ class NodeChains {
     bool holds(int node) const { return static_cast<unsigned>(node) < static_cast<unsigned>(nnodes_); }
     int size() const { return live_; }
 
-    // Memory that a find of the node will need: first its chain's head, and when that is there its first entry.
+    // Memory that a find of the node will need: first its chain's head, and when that is there its first
+    // entry.
     void prefetch_head(int node) const { prefetch<true>(heads_.get() + node, 1); }
     void prefetch_entry(int node) const { prefetch<true>(entries_.data() + heads_[node], 1); }
 
@@ -92,35 +93,27 @@ class NodeChains {
     int live_ = 0;
 };
 
+// Empties a result that edges were to be written to. 0, for a failure to return.
+inline int no_edges(int *nedges, int **edges) {
+    *nedges = 0;
+    *edges = nullptr;
+    return 0;
+}
+
 // The result of the edge tables, whose payloads have the edge's higher node in `other`. Writes nothing but
 // the count when there are none. 0 when there is no memory.
 template <class Payload>
 int write_edges(const NodeChains<Payload> &table, int *nedges, int **edges, const char *unit) {
     *nedges = table.size();
     if (table.size() == 0) return 1;
-    const std::int64_t length = std::int64_t{2} * table.size();
-    int *const made = length <= std::numeric_limits<int>::max()
-                          ? static_cast<int *>(ARRalloc_f(nullptr, kTypeCode<int>, static_cast<int>(length),
-                                                          nullptr, unit, __LINE__))
-                          : nullptr;
-    *edges = made;
-    if (!made) {
-        *nedges = 0;
-        return 0;
-    }
-    int *end = made;
+    *edges = allocate_array<int>(std::int64_t{2} * table.size(), unit);
+    if (!*edges) return no_edges(nedges, edges);
+    int *end = *edges;
     table.each([&](int node, const Payload &payload) {
         *end++ = node;
         *end++ = payload.other;
     });
     return 1;
-}
-
-// Empties a result that edges were to be written to. 0, for a failure to return.
-inline int no_edges(int *nedges, int **edges) {
-    *nedges = 0;
-    *edges = nullptr;
-    return 0;
 }
 
 }  // namespace isofield::detail

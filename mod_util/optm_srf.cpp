@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 #include "height_feasibility.hpp"
@@ -40,13 +40,13 @@ class Result {
 
     // False when there is no memory.
     bool create() {
-        data_ = static_cast<char *>(ARRalloc_f(nullptr, type_, kStep, nullptr, kUnit, __LINE__));
+        data_ = ARRalloc_f(nullptr, type_, kStep, nullptr, kUnit, __LINE__);
         capacity_ = data_ ? kStep : 0;
         return data_ && coords_.create() && conn_.create();
     }
 
     // The number of the new node, or -1 when there is no memory.
-    int add_node(GridPlace at, int index) {
+    [[gnu::noinline]] int add_node(GridPlace at, int index) {
         const std::int64_t count = std::int64_t{nnodes_} + 1;
         if (!coords_.reserve_amply(count * nspace_) || !reserve_data(count)) return -1;
         float *const row = coords_.data() + static_cast<std::ptrdiff_t>(nnodes_) * nspace_;
@@ -92,18 +92,12 @@ class Result {
     }
 
   private:
-    char *element(int node) const { return data_ + static_cast<std::ptrdiff_t>(node) * size_; }
+    void *element(int node) const {
+        return static_cast<char *>(data_) + static_cast<std::ptrdiff_t>(node) * size_;
+    }
 
     bool reserve_data(std::int64_t count) {
-        if (count <= capacity_) return true;
-        const std::int64_t needed = std::max<std::int64_t>(count, capacity_ + capacity_ / 8);
-        const std::int64_t capacity = (needed + kStep - 1) / kStep * kStep;
-        if (capacity > std::numeric_limits<int>::max()) return false;
-        void *const grown = ARRrealloc_f(data_, type_, static_cast<int>(capacity), nullptr, kUnit, __LINE__);
-        if (!grown) return false;
-        data_ = static_cast<char *>(grown);
-        capacity_ = static_cast<int>(capacity);
-        return true;
+        return grow_in_steps(data_, type_, capacity_, ample_capacity(capacity_, count), kStep, kUnit);
     }
 
     int nspace_, type_, size_;
@@ -111,7 +105,7 @@ class Result {
     const char *from_;
     OutputArray<float> coords_;
     OutputArray<int> conn_;
-    char *data_ = nullptr;
+    void *data_ = nullptr;
     int capacity_ = 0;
     int nnodes_ = 0, ntris_ = 0;
 };
@@ -403,7 +397,8 @@ class Simplifier {
         return Outcome::kNone;
     }
 
-    // The first lattice point inside an edge that is no vertex yet, and to which the edge's lower end is close.
+    // The first lattice point inside an edge that is no vertex yet, and to which the edge's lower end is
+    // close.
     bool find_place_on(const Polygon &polygon, RingLink &edge, GridPlace b, GridPlace &at) const {
         const GridPlace a = edge.at;
         if (edge.splits.is_of(a, b)) return false;

@@ -2,10 +2,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
+#include <type_traits>
 
 #include "mesh_access.hpp"
+#include "reports.hpp"
 #include "types.hpp"
 
 namespace {
@@ -38,7 +39,7 @@ int get_param(int npairs, const T *data, double value, const int *list_a, const 
 template <bool kHasNull, class T>
 [[gnu::always_inline]] inline int eval_pairs(int npairs, int veclen, const T *data, T null_value,
                                              const int *list_a, const int *list_b, const float *t, T *out) {
-    using Real = std::conditional_t<std::is_same_v<T, double>, double, float>;
+    using Real = RealFor<T>;
     for (int i = 0; i < npairs; ++i, out += veclen) {
         if (list_a[i] < 0 || list_b[i] < 0) continue;
         const T *a = data + static_cast<std::ptrdiff_t>(list_a[i]) * veclen;
@@ -227,16 +228,14 @@ int UTILeval_param(int npairs, int veclen, int dtype, const void *data, int null
                    const int *list_a, const int *list_b, const float *t, void *out) {
     return visit_or_report(dtype, "UTILget_param", [&]<class T>(ElementTag<T>) {
         return eval_param<T>(npairs, veclen, static_cast<const T *>(data), null_flag != 0,
-                             static_cast<T>(load_scalar<T>(null_flag, null_value)), list_a, list_b, t,
-                             static_cast<T *>(out));
+                             load_scalar<T>(null_flag, null_value), list_a, list_b, t, static_cast<T *>(out));
     });
 }
 
 int UTILeval_coord(MeshInfo *mesh, int npairs, const int *list_a, const int *list_b, const float *t,
                    float *out) {
     if (auto method = mesh->field_funcs->eval_coord_func) return method(mesh, npairs, list_a, list_b, t, out);
-    std::fputs("UTILeval_coord_func: no eval_coord function found\n", stderr);
-    return 0;
+    return tell("UTILeval_coord_func: no eval_coord function found\n");
 }
 
 int UTILeval_param_coord(MeshInfo *mesh, int npairs, const int *list_a, const int *list_b, const float *t,
@@ -265,8 +264,7 @@ int UTILeval_param_coord_rect(MeshInfo *mesh, int npairs, const int *list_a, con
 
 int UTILget_coord_list(MeshInfo *mesh, int count, const int *list, float *out) {
     if (auto method = mesh->field_funcs->coord_list_func) return method(mesh, count, list, out);
-    std::fputs("UTILcoord_list_func: no coord_list function found\n", stderr);
-    return 0;
+    return tell("UTILcoord_list_func: no coord_list function found\n");
 }
 
 int UTILcoord_list(MeshInfo *mesh, int, const int *list, float *out) {
@@ -298,8 +296,7 @@ int UTILget_data_list(MeshInfo *mesh, int dtype, int veclen, const void *data, i
                       void *out) {
     if (auto method = mesh->field_funcs->data_list_func)
         return method(mesh, dtype, veclen, data, count, list, out);
-    std::fputs("UTILdata_list_func: no data_list function found\n", stderr);
-    return 0;
+    return tell("UTILdata_list_func: no data_list function found\n");
 }
 
 ISOFIELD_STAMP(UTILdata_list, scatter_data,

@@ -4,6 +4,7 @@
 #define ISOFIELD_MOD_UTIL_PIECES_HPP
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 
 #include "mesh_access.hpp"

@@ -34,6 +34,9 @@ inline int percent_of(int done, double total) {
     return percent < 2147483648.0f ? static_cast<int>(percent) : 100;
 }
 
+// How an operation ends that may be interrupted, as its result.
+enum class Outcome { kFailed = 0, kDone = 1, kInterrupted = -1 };
+
 // Loops over cells poll every 257th cell, before the cell is worked on.
 constexpr int kCellPollPeriod = 256;
 

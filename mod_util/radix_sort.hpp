@@ -5,10 +5,9 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <utility>
 
-#include "output_array.hpp"
+#include "working_array.hpp"
 
 namespace isofield::detail {
 

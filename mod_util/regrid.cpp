@@ -3,11 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <utility>
 
-#include "output_array.hpp"
 #include "prefetch.hpp"
 #include "types.hpp"
+#include "working_array.hpp"
 
 namespace {
 
@@ -104,8 +103,9 @@ Axes folded(int ndim, const int *dims, const int *factors) {
 
 // ---- Resampling
 
+// Steps of `in` to one of `out`.
 double ratio_of(int in, int out) {
-    return (in + -1.0) / (out + -1.0);
+    return out > 1 ? (in - 1.0) / (out - 1.0) : 0.0;
 }
 
 // The row of `in` for each along an axis of `out`; the ratio is summed up.
@@ -113,7 +113,7 @@ Working<int> nearest_below(int in, int out) {
     Working<int> index = allocate_working<int>(static_cast<std::size_t>(out));
     if (!index) return index;
     index[0] = 0;
-    const double ratio = out > 1 ? ratio_of(in, out) : 0.0;
+    const double ratio = ratio_of(in, out);
     double place = ratio;
     for (int j = 1; j < out; ++j, place += ratio)
         index[static_cast<std::size_t>(j)] = static_cast<int>(place);
@@ -147,7 +147,7 @@ T *copy_rows(int n, RowOf row_of, int veclen, const T *in, T *out) {
 
 template <class T>
 int resample_line(int in_dim, int out_dim, int veclen, const T *in, T *out) {
-    const double ratio = out_dim > 1 ? ratio_of(in_dim, out_dim) : 0.0;
+    const double ratio = ratio_of(in_dim, out_dim);
     copy_rows(
         out_dim, [ratio](int j) { return static_cast<int>(ratio * j); }, veclen, in, out);
     return 1;

@@ -5,6 +5,7 @@
 
 #include "isofield.h"
 #include "newton.hpp"
+#include "quadratic_shape_functions.hpp"
 #include "shape_functions.hpp"
 #include "tet_places.hpp"
 
@@ -14,7 +15,8 @@ using namespace isofield::detail;
 
 enum Place { kDegenerate = -1, kOutside = 0, kInside = 1 };
 
-constexpr double kOffCell = 0.05;
+constexpr double kOffCell = 0.05;  // the distance from a line or surface that still counts as on it
+constexpr float kThird = static_cast<float>(1.0 / 3.0);
 
 bool not_below_margin(float value) {
     return static_cast<double>(value) + kMargin >= 0.0;
@@ -80,7 +82,6 @@ Place place_in_cube(const float *node_xyz, const float *xyz, float *uvw) {
 
 template <class Cell>
 Place place_in_prism(const float *node_xyz, const float *xyz, float *uvw) {
-    constexpr float kThird = static_cast<float>(1.0 / 3.0);
     constexpr float kStart[] = {kThird, kThird, 0};
     if (!iterate_in_volume<Cell>(node_xyz, xyz, kStart, uvw)) return kDegenerate;
     const bool inside = within_cube(uvw) && not_below_margin(uvw[0]) && not_below_margin(uvw[1]) &&
@@ -171,7 +172,6 @@ Place place_in_quad(const float *node_xyz, const float *xyz, float *uvw) {
 }
 
 Place place_in_tri_2(const float *node_xyz, const float *xyz, float *uvw) {
-    constexpr float kThird = static_cast<float>(1.0 / 3.0);
     FramedPoint framed;
     const Place place = iterate_in_surface<Tri2>(node_xyz, xyz, kThird, 0, uvw, framed);
     if (place != kInside) return place;

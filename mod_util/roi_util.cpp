@@ -40,6 +40,7 @@ Outline measure(const Polygon &polygon, double *lengths) {
     return outline;
 }
 
+// Whether a segment passes the centroid, in x or y and upwards or downwards as the side tells.
 bool passes(const float *from, const float *to, const Outline &outline, int side) {
     switch (side) {
         case 0:

@@ -1,18 +1,18 @@
 // The index of points by the cells of a grid.
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <memory>
 
-#include "isofield.h"
+#include "output_array.hpp"
 
 namespace {
 
+using namespace isofield::detail;
+
 constexpr const char *kUnit = "mod_util/sctintrp";
-constexpr int kIntCode = 3;
 
 struct EndBins {
     void operator()(ScatBins *bins) const { UTILscat_interp_end(bins); }
@@ -20,7 +20,7 @@ struct EndBins {
 using OwnedBins = std::unique_ptr<ScatBins, EndBins>;
 
 int *allocate_ints(int count, int line = __builtin_LINE()) {
-    return static_cast<int *>(ARRalloc_f(nullptr, kIntCode, std::max(count, 1), nullptr, kUnit, line));
+    return allocate_array<int>(std::max(count, 1), kUnit, line);
 }
 
 // The cells of a grid; -1 for more than an int counts.
@@ -35,11 +35,13 @@ int count_cells(int ndim, const int *dims) {
 
 // The bin of a coordinate along an axis of so many nodes; -1 outside.
 int bin_along(float at, float min, float max, int nodes) {
+    constexpr double kFlat = 1e-38;
+    constexpr float kLast = 0.9999f;  // where the upper end is put
     const float extent = max - min;
-    if (!(static_cast<double>(extent) > 1e-38)) return 0;
+    if (!(static_cast<double>(extent) > kFlat)) return 0;
     float t = (at - min) / extent;
     if (!(t >= 0.0f && t <= 1.0f)) return -1;
-    if (t == 1.0f) t = 0.9999f;
+    if (t == 1.0f) t = kLast;
     return std::min(static_cast<int>(static_cast<float>(nodes - 1) * t), nodes - 2);
 }
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "output_array.hpp"
+#include "working_array.hpp"
 
 namespace isofield::detail {
 

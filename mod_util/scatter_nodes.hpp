@@ -22,11 +22,10 @@ using ScatterRow = float[kScatterChunk];
 // Fills such a row, for n nodes from `first` on. Returns whether one may be as near as `limit`.
 inline bool square_distances(const ScatterAxis &axis, float at, int first, int n, float limit,
                              ScatterRow &out) {
-    using Words = int __attribute__((vector_size(16)));
-    Words near = {};
+    LaneWords near = {};
     for (int i = 0; i < n; i += kMostLanes) {
         for (int l = i; l < i + kMostLanes; l += 4) {
-            const Lanes nodes = __builtin_convertvector(Words{0, 1, 2, 3} + (first + l), Lanes);
+            const Lanes nodes = __builtin_convertvector(LaneWords{0, 1, 2, 3} + (first + l), Lanes);
             const Lanes distance = at - (axis.min + nodes * axis.spacing);
             const Lanes square = distance * distance;
             near |= square < limit;
@@ -153,18 +152,8 @@ class ScatterNodes {
     }
 
   private:
-    using Words = int __attribute__((vector_size(16)));
     using WideLanes = float __attribute__((vector_size(32)));
     using WideWords = int __attribute__((vector_size(32)));
-
-    // `mask`: words of all bits or none.
-    template <class L, class W>
-    ISOFIELD_INLINE static void apply(const W &mask, L &lanes) {
-        W words;
-        std::memcpy(&words, &lanes, sizeof words);
-        words &= mask;
-        std::memcpy(&lanes, &words, sizeof lanes);
-    }
 
     // weigh(i, j, weight): the weights of the lanes from node i of row j on.
     template <class Weigh>
@@ -173,7 +162,7 @@ class ScatterNodes {
         if (wide_) {
             add_wide(rows, value, weigh, sums, values);
         } else {
-            add_lanes<Lanes, Words>(rows, value, weigh, sums, values);
+            add_lanes<Lanes, LaneWords>(rows, value, weigh, sums, values);
         }
     }
 
@@ -199,9 +188,9 @@ class ScatterNodes {
                 std::memcpy(&old, value_at, sizeof old);
                 const W taking = (sum >= 0.0f) & (sum <= kFull) & inside;
                 L start = old;
-                apply(sum != 0.0f, start);
+                keep(sum != 0.0f, start);
                 const L new_value = taking ? start + weight * value : old;
-                apply(taking, weight);
+                keep(taking, weight);
                 const L new_sum = sum + weight;
                 std::memcpy(sum_at, &new_sum, sizeof new_sum);
                 std::memcpy(value_at, &new_value, sizeof new_value);

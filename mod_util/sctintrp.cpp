@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "progress.hpp"
+#include "reports.hpp"
 #include "scatter_grid.hpp"
 #include "scatter_nodes.hpp"
 #include "types.hpp"
@@ -79,6 +80,13 @@ class Scatterer {
     }
 
   private:
+    // Nodes of planes, alike in all of them.
+    struct Columns {
+        int nx, ny;
+        ScatterRow dx2, dy2;
+        bool near;  // along x some of them may be hit
+    };
+
     static float square(float a) { return a * a; }
 
     bool scatter_in_order() {
@@ -136,13 +144,6 @@ class Scatterer {
             }
         }
     }
-
-    // Nodes of planes, alike in all of them.
-    struct Columns {
-        int nx, ny;
-        ScatterRow dx2, dy2;
-        bool near;  // along x some of them may be hit
-    };
 
     void give_plane(const Columns &columns, float dz2, std::size_t first, const T *value) {
         const auto stride = static_cast<std::size_t>(grid_.x.count);
@@ -245,16 +246,10 @@ int interpolate(const Points<T> &points, const GridArguments &arguments, int pow
     const std::size_t nnodes = arguments.nnodes();
     const auto veclen = static_cast<std::size_t>(std::max(points.veclen, 0));
     ScatterNodes nodes;
-    if (!nodes.allocate(nnodes, veclen)) {
-        ERRerror(kModule, 1, 2, "cannot allocate arrays");
-        return 0;
-    }
+    if (!nodes.allocate(nnodes, veclen)) return refuse(kModule, "cannot allocate arrays");
     for (int d = 0; d < arguments.ndim; ++d)
         if (arguments.radius[d] == 0) arguments.radius[d] = 1;
-    if (arguments.ndim < 1 || arguments.ndim > 3) {
-        ERRerror(kModule, 1, 2, "illegal ndim");
-        return 0;
-    }
+    if (arguments.ndim < 1 || arguments.ndim > 3) return refuse(kModule, "illegal ndim");
 
     const ScatterGrid grid = arguments.grid();
     Scatterer<T> scatterer(points, arguments.ndim, grid, power, nodes);

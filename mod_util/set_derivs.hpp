@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "cell_derivs.hpp"
+#include "cell_geometry.hpp"
 #include "lanes.hpp"
 
 namespace isofield::detail {
@@ -186,8 +188,9 @@ class SetDerivs {
             if (!volume_derivs(nnodes_, shape_derivs_[k], rows.place, derivs)) return false;
             multiply(derivs, rows.value, out, 3, nnodes_, kComponents);
         } else {
-            float xcoords[3 * kMaxCellNodes];
-            if (!surface_derivs(nnodes_, shape_derivs_[k], rows.place, derivs, frame, xcoords)) return false;
+            float frame_xyz[3 * kMaxCellNodes];
+            if (!surface_derivs(nnodes_, shape_derivs_[k], rows.place, derivs, frame, frame_xyz))
+                return false;
             const auto value = [&rows](int m) { return rows.value[m]; };
             derive_on_surface(nnodes_, derivs, value, kComponents, frame, out);
         }

@@ -3,9 +3,11 @@
 #ifndef ISOFIELD_MOD_UTIL_SET_EXTRACTION_HPP
 #define ISOFIELD_MOD_UTIL_SET_EXTRACTION_HPP
 
+#include <cstdint>
 #include <optional>
 #include <utility>
 
+#include "node_mask.hpp"
 #include "pieces.hpp"
 #include "set_kernel.hpp"
 
@@ -40,7 +42,7 @@ struct ListWord {
     ListWord &operator=(const ListWord &) = delete;
 
     bool create(int size, const char *unit, int line = __builtin_LINE()) {
-        list = static_cast<int *>(ARRalloc_f(nullptr, 3, size, nullptr, unit, line));
+        list = allocate_array<int>(size, unit, line);
         return list != nullptr;
     }
 };
@@ -77,10 +79,7 @@ class SetExtraction {
         table_ = UTILedge_table_create(mesh_->nnodes);
         if (!table_) return false;
         mask_ = allocate_mask(mesh_->nnodes, traits_.unit, line);
-        if (!UTILthreshold_scalar(mesh_->nnodes, data, dtype, null_flag, null_value, 1, level, 0, 1, 2,
-                                  mask_.get())) {
-            return false;
-        }
+        if (!fill_mask(mesh_->nnodes, data, dtype, null_flag, null_value, level, mask_.get())) return false;
         for (int set = 0; set < mesh_->ncell_sets; ++set) {
             if (!run_set(set)) return false;
         }

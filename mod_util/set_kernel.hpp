@@ -5,7 +5,9 @@
 #ifndef ISOFIELD_MOD_UTIL_SET_KERNEL_HPP
 #define ISOFIELD_MOD_UTIL_SET_KERNEL_HPP
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <type_traits>
@@ -13,6 +15,7 @@
 #include "edge_table.hpp"
 #include "element_lists.hpp"
 #include "mesh_access.hpp"
+#include "node_mask.hpp"
 #include "output_array.hpp"
 #include "progress.hpp"
 
@@ -37,7 +40,7 @@ class KernelOutput {
         if (*capacity_ != 0 && *connect_) return true;
         if (*connect_) ARRfree_f(*connect_, traits_.unit, line);
         *size_ = 0;
-        *connect_ = static_cast<int *>(ARRalloc_f(nullptr, 3, traits_.step, nullptr, traits_.unit, line));
+        *connect_ = allocate_array<int>(traits_.step, traits_.unit, line);
         *capacity_ = *connect_ ? traits_.step : 0;
         return *connect_ != nullptr;
     }
@@ -106,7 +109,7 @@ void find_active(const int *connect, int nnodes, const unsigned char *mask, int 
         bool crossed = index - 1 < Cases::kAllAbove - 1u;
         if constexpr (kNulls) {
             for (int n = Cases::kBitNodes.size(); n < nnodes; ++n) all |= mask[nodes[n]];
-            crossed = crossed && (all & 2u) == 0;
+            crossed = crossed && (all & kNullByte) == 0;
         }
         active.cells[static_cast<std::size_t>(count)] = cell;
         active.cases[static_cast<std::size_t>(count)] = static_cast<std::uint8_t>(index);

@@ -5,6 +5,7 @@
 #ifndef ISOFIELD_MOD_UTIL_SET_SPLIT_HPP
 #define ISOFIELD_MOD_UTIL_SET_SPLIT_HPP
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -47,17 +48,15 @@ struct KeptCells {
 // interruption.
 template <class Kind, class Table, class Find, class StopBlock, class StopCrossed>
 bool split_set(const MeshInfo *mesh, int set, const int *cells, int nold, const int *node_map, Table *table,
-               CellArrays &arrays, CellLists &lists, LineList &lines_lo, LineList &lines_hi, Find find,
-               StopBlock stop_block, StopCrossed stop_crossed) {
-    using Traits = PieceTraits<Kind>;
-    constexpr int kType = Kind::kTypeIndex, kPiece = Traits::kType;
-    constexpr bool kLevels = kHasLevel<Table>;
-    constexpr std::int64_t kNewNodes = kLevels ? Traits::kBandNodes : Traits::kCutNodes;
-    constexpr std::int64_t kPieces = kLevels ? Traits::kBandPieces : kMostCutPieces[Kind::kTypeIndex];
+               const SplitOutput &out, Find find, StopBlock stop_block, StopCrossed stop_crossed) {
+    constexpr int kType = Kind::kTypeIndex, kPiece = PieceTraits<Kind>::kType;
+    constexpr int kPieceCorners = PieceTraits<Kind>::kCorners;
+    CellArrays &arrays = out.arrays;
+    CellLists &lists = out.lists;
     const int ncells = mesh->cell_ncells[set];
     const std::ptrdiff_t nnodes = mesh->cell_nnodes[set];
     EdgeLookup<Table> edges(table);
-    CellSplitter<Kind, EdgeLookup<Table>> splitter(edges, mesh->nnodes, nold, lines_lo, lines_hi);
+    CellSplitter<Kind, EdgeLookup<Table>> splitter(edges, mesh->nnodes, nold, out.lines_lo, out.lines_hi);
     KeptCells kept;
     for (int first = 0, end; first < ncells; first = end) {
         end = next_poll(first, ncells);
@@ -65,17 +64,8 @@ bool split_set(const MeshInfo *mesh, int set, const int *cells, int nold, const 
         kept.clear();
         find(first, end, kept);
         if (kept.count == 0) continue;
-        // Whole cells and pieces may be of one type, and stand in the order of the cells then.
-        const std::int64_t pieces = kept.ncrossed * kPieces;
-        const std::int64_t whole = static_cast<std::int64_t>(kept.count) - kept.ncrossed;
-        const std::int64_t among_pieces = kType == kPiece ? whole : 0;
-        if (!edges.reserve(kept.ncrossed * kNewNodes) || !arrays.reserve(kType, whole * Kind::kNodes) ||
-            !arrays.reserve(kPiece, (pieces + among_pieces) * Traits::kCorners) ||
-            !lists.reserve(kType, whole) || !lists.reserve(kPiece, pieces + among_pieces) ||
-            !lines_lo.reserve(kept.ncrossed * Traits::kMostLines) ||
-            !lines_hi.reserve(kept.ncrossed * Traits::kMostLines)) {
-            return false;
-        }
+        const std::int64_t nwhole = static_cast<std::int64_t>(kept.count) - kept.ncrossed;
+        if (!reserve_split<Kind, kHasLevel<Table>>(edges, out, kept.ncrossed, nwhole)) return false;
         int *piece_end = arrays.end(kPiece), *own_end = arrays.end(kType);
         int *&whole_end = kType == kPiece ? piece_end : own_end;
         for (std::size_t k = 0; k < kept.count; ++k) {
@@ -90,10 +80,10 @@ bool split_set(const MeshInfo *mesh, int set, const int *cells, int nold, const 
                 if (stop_crossed(cell)) return false;
                 const int *start = piece_end;
                 piece_end = splitter.split(kept.lower[k], kept.above[k], nodes, rows.data(), piece_end);
-                lists.append(kPiece, cell, static_cast<int>(piece_end - start) / Traits::kCorners);
+                lists.append(kPiece, cell, static_cast<int>(piece_end - start) / kPieceCorners);
             }
         }
-        arrays.close(kPiece, piece_end, Traits::kCorners);
+        arrays.close(kPiece, piece_end, kPieceCorners);
         if (kType != kPiece) arrays.close(kType, own_end, Kind::kNodes);
     }
     return true;

@@ -2,6 +2,7 @@
 #include "shape_functions.hpp"
 
 #include "isofield.h"
+#include "quadratic_shape_functions.hpp"
 
 #define ISOFIELD_SHAPE(TYPE, CELL)                           \
     void UTILsh_func_##TYPE(const float *uvw, float *out) {  \

@@ -5,10 +5,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <limits>
 
 #include "grid_places.hpp"
+#include "output_array.hpp"
+#include "reports.hpp"
 #include "types.hpp"
 #include "vectors.hpp"
 
@@ -85,8 +85,8 @@ struct Frame {
     }
 };
 
-// Where pairs of grid lines meet the plane: a run along u, as intervals along the third axis and the places in
-// them.
+// Where pairs of grid lines meet the plane: a run along u, as intervals along the third axis and the places
+// in them.
 constexpr int kRun = 256;
 struct Run {
     int interval[kRun];  // -1 outside the grid
@@ -183,14 +183,6 @@ struct Results {
     unsigned char **flags;
 };
 
-template <class T>
-bool allocate(T **out, std::int64_t count) {
-    if (count > std::numeric_limits<int>::max()) return false;
-    *out = static_cast<T *>(
-        ARRalloc_f(nullptr, kTypeCode<T>, static_cast<int>(count), nullptr, kUnit, __LINE__));
-    return *out != nullptr;
-}
-
 // The slice's own coordinates: the corners of a unit square, or the grid lines within it.
 void write_points(const Grid &grid, const Axes &axes, int n, float *out) {
     const auto columns = static_cast<std::size_t>(n);
@@ -259,6 +251,9 @@ int slice(const Grid &grid, const float *normal, double distance, int *out_dims,
     const Frame frame(grid, axes, normal, dist);
     frame.write(matrix);
     const std::int64_t rows = grid.rectilinear ? std::int64_t{nu} + nv : 2, npoints = std::int64_t{nu} * nv;
+    const auto allocate = []<class T>(T **array, std::int64_t count) {
+        return (*array = allocate_array<T>(count, kUnit)) != nullptr;
+    };
     if (!allocate(out.out_points, rows * n) || !allocate(out.min_node, npoints) ||
         !allocate(out.max_node, npoints) || !allocate(out.weights, npoints) || !allocate(out.flags, npoints))
         return 0;
@@ -275,8 +270,7 @@ int UTILrslice(MeshInfo *mesh, const int *dims, const float *points, const float
         return method(dims, points, normal, static_cast<double>(static_cast<float>(dist)), out_dims,
                       out_points, n, matrix, min_node, max_node, weights, flags);
     }
-    std::fputs("UTILrslice_func: no rslice function found\n", stderr);
-    return 0;
+    return tell("UTILrslice_func: no rslice function found\n");
 }
 
 int UTILrslice_unif(const int *dims, const float *points, const float *normal, double dist, int *out_dims,

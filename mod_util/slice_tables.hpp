@@ -7,6 +7,9 @@
 #ifndef ISOFIELD_MOD_UTIL_SLICE_TABLES_HPP
 #define ISOFIELD_MOD_UTIL_SLICE_TABLES_HPP
 
+#include <cstddef>
+#include <cstdint>
+
 #include "case_rows.hpp"
 
 namespace isofield::detail {
@@ -149,6 +152,9 @@ inline constexpr SliceRow kSliceRowsHex[] = {
 #include "slice_rows_hex.inc"
 };
 // clang-format on
+
+// The place of each node of a hex in its cell of a grid: a bit for each of the axes i, j, k.
+inline constexpr std::uint8_t kHexPlaces[8] = {0, 1, 3, 2, 4, 5, 7, 6};
 
 // Node of each bit of an index, bit 0 first.
 inline constexpr int slice_nodes_tet[4] = {0, 1, 2, 3};

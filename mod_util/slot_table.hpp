@@ -7,7 +7,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "output_array.hpp"
+#include "spread_key.hpp"
+#include "working_array.hpp"
 
 namespace isofield::detail {
 
@@ -18,8 +19,7 @@ class SlotHash {
     explicit SlotHash(std::size_t nslots) : mask_(nslots - 1), shift_(64 - std::countr_zero(nslots)) {}
 
     std::size_t first(std::uint64_t key) const {
-        constexpr std::uint64_t kGolden = 0x9e3779b97f4a7c15u;
-        return static_cast<std::size_t>((key >> 3) * kGolden >> shift_) ^ (key & 7);
+        return static_cast<std::size_t>(spread_key(key >> 3) >> shift_) ^ (key & 7);
     }
     std::size_t next(std::size_t slot) const { return (slot + 1) & mask_; }
 

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 
 #include "cell_tracker.hpp"
 #include "grid_tracker.hpp"
-#include "mesh_access.hpp"
+#include "reports.hpp"
 #include "vector_rows.hpp"
 
 namespace {
@@ -19,10 +18,10 @@ constexpr int kMostSteppable = 3;
 constexpr int kRoom = 16;
 
 // Steps, measured in parts of a cell.
-constexpr double kFirstStep = 0.7;
-constexpr double kLeast = 0.01, kLow = 0.7, kHigh = 2.0;
-constexpr double kLengthening = 10.0;
-constexpr float kNoExtent = 1.0e10f;
+constexpr double kFirstStep = 0.7;                        // in a cell
+constexpr double kLeastStep = 0.01, kLengthening = 10.0;  // a shorter one is followed by one so much longer
+constexpr double kLowStep = 0.7, kHighStep = 2.0;         // outside of these the next one is fitted
+constexpr float kNoExtent = 1.0e10f;                      // stands for a side of no length
 
 // The vector field of a call.
 struct Flow {
@@ -181,23 +180,13 @@ class Step {
     float *place_;
 };
 
-int tell_missing_method() {
-    std::fputs("UTILfind_cell: unable to find interp_cell function\n", stderr);
-    return 0;
-}
-
-int refuse(const char *text) {
-    std::fputs(text, stderr);
-    return 0;
-}
-
 template <class Sampler>
 int integrate(const Flow &flow, Sampler &sampler, double step, int order, const float *x, float *end,
               const float *k1, float *blend) {
-    if (flow.veclen() > kMostSteppable) return refuse("INTEGRATE: veclen is greater than 3\n");
-    if (flow.nspace() > kMostSteppable) return refuse("INTEGRATE: nspace is greater than 3\n");
+    if (flow.veclen() > kMostSteppable) return tell("INTEGRATE: veclen is greater than 3\n");
+    if (flow.nspace() > kMostSteppable) return tell("INTEGRATE: nspace is greater than 3\n");
     std::fill_n(blend, flow.veclen(), 0.0f);
-    if (order < 1 || order > 4) return refuse("INTEGRATE: unknown integration order\n");
+    if (order < 1 || order > 4) return tell("INTEGRATE: unknown integration order\n");
     return Step<Sampler>(sampler, flow.nspace(), flow.veclen(), step, x, k1, end).take(order, blend) ? 1 : 0;
 }
 
@@ -238,9 +227,9 @@ class StepControl {
             float way[3];
             for (int d = 0; d < 3; ++d) way[d] = at.uvw[d] - uvw_[d];
             const double parts = static_cast<float>(length_of(way, 3) * set_.nseg);
-            if (parts < kLeast) {
+            if (parts < kLeastStep) {
                 step_ *= kLengthening;
-            } else if (parts < kLow || parts > kHigh) {
+            } else if (parts < kLowStep || parts > kHighStep) {
                 step_ /= parts;
             }
         }
@@ -324,7 +313,7 @@ int UTILintegrate(MeshInfo *mesh, BlockTable *table, int, const void *data, int 
                   int null_flag, const void *null_value, double step, int order, const float *point_in,
                   float *point_out, const float *vector_in, float *vector_out) {
     const Flow flow = {mesh, table, {data, dtype, veclen, null_flag, null_value}};
-    if (!flow.has_methods()) return tell_missing_method();
+    if (!flow.has_methods()) return tell_no_search();
     MethodSampler sampler(flow);
     return integrate(flow, sampler, step, order, point_in, point_out, vector_in, vector_out);
 }
@@ -334,7 +323,7 @@ int UTILstream_line(MeshInfo *mesh, BlockTable *table, const void *data, int dty
                     const float *start, int max_points, int *npoints, float *coords, float *vectors,
                     int want_trace, int *cells, float *uvw, float *speeds, float *steps, float *next_point) {
     const Flow flow = {mesh, table, {data, dtype, veclen, null_flag, null_value}};
-    if (!flow.has_methods() || !mesh->field_funcs->cell_extent_func) return tell_missing_method();
+    if (!flow.has_methods() || !mesh->field_funcs->cell_extent_func) return tell_no_search();
     const LineSettings settings = {order, direction, nseg, min_vel, max_points};
     const LineResults out = {npoints, coords, vectors, want_trace, cells, uvw, speeds, steps};
     if (CellTracker::serves(mesh, table, flow.rows)) {

@@ -8,10 +8,7 @@
 
 namespace {
 
-using isofield::detail::GridIndex;
-using isofield::detail::NodeSplitter;
-using isofield::detail::RectilinearAxes;
-using isofield::detail::UniformAxes;
+using namespace isofield::detail;
 
 // Writes components comp_first to comp_end - 1 of a run of nodes. Component d stands at d within its row, not
 // at d - comp_first, so that the output begins comp_first places into `out`.

@@ -3,7 +3,6 @@
 #define ISOFIELD_MOD_UTIL_SWEEP_LOG_HPP
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 #include "working_list.hpp"

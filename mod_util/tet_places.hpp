@@ -10,7 +10,7 @@
 
 namespace isofield::detail {
 
-// What belongs to the cell alone. Three of its faces are worked on at once.
+// A tetrahedron, made ready for many points. Three of its faces are worked on at once.
 class TetPlaces {
   public:
     TetPlaces() = default;

@@ -7,6 +7,7 @@
 
 #include "mesh_access.hpp"
 #include "output_array.hpp"
+#include "reports.hpp"
 #include "thresh.hpp"
 #include "types.hpp"
 
@@ -14,21 +15,21 @@ namespace {
 
 using namespace isofield::detail;
 
-constexpr char kUnit[] = "thresh_null.cpp";
+constexpr const char *kUnit = "thresh_null.cpp";
 constexpr int kStep = 1000;
 constexpr int kBlock = 256;  // cells for which room is made at once
 
 // The cells of one set that are kept.
-class KeptCells {
+class KeptSet {
   public:
-    explicit KeptCells(int nnodes) : nnodes_(nnodes), connect_(kUnit, kStep) {}
+    explicit KeptSet(int nnodes) : nnodes_(nnodes), connect_(kUnit, kStep) {}
 
     bool create() { return connect_.create(); }
 
     // Room for so many more cells.
     bool reserve(int ncells) {
         if (connect_.reserve_amply(used_ + static_cast<std::int64_t>(ncells) * nnodes_)) return true;
-        std::fputs("realloc for connect list failed\n", stderr);
+        tell("realloc for connect list failed\n");
         return false;
     }
 
@@ -62,7 +63,7 @@ class KeptCells {
 };
 
 template <class Add>
-bool add_in_blocks(KeptCells &kept, int ncells, Add add_block) {
+bool add_in_blocks(KeptSet &kept, int ncells, Add add_block) {
     for (int first = 0; first < ncells; first += kBlock) {
         const int end = ncells - first > kBlock ? first + kBlock : ncells;
         if (!kept.reserve(end - first)) return false;
@@ -73,7 +74,7 @@ bool add_in_blocks(KeptCells &kept, int ncells, Add add_block) {
 
 // kNodes is the set's nodes per cell, or 0 for a number that is known only at run time.
 template <int kNodes>
-bool keep_cells(const int *connect, int ncells, int nnodes, const int *map, KeptCells &kept) {
+bool keep_cells(const int *connect, int ncells, int nnodes, const int *map, KeptSet &kept) {
     const int count = kNodes > 0 ? kNodes : nnodes;
     return add_in_blocks(kept, ncells, [&](int first, int end) {
         const int *nodes = connect + static_cast<std::ptrdiff_t>(first) * count;
@@ -109,7 +110,7 @@ int cell_offsets(int ndim, const int *dims, std::array<int, 8> &offsets) {
     return 8;
 }
 
-bool keep_grid_cells(const MeshInfo *mesh, const int *map, KeptCells &kept) {
+bool keep_grid_cells(const MeshInfo *mesh, const int *map, KeptSet &kept) {
     const int ndim = mesh->ndim;
     if (ndim < 1 || ndim > 3) {
         std::fprintf(stderr, "UTILthresh_null_struct: cannot compute connect for ndim %d\n", ndim);
@@ -153,15 +154,12 @@ int thresh_null_struct(MeshInfo *mesh, const T *data, ByValue<T> null_value, int
     clear_results(nkept, node_list, 1, ncells, connect, connect_size);
     const int count = count_nodes(mesh->ndim, mesh->dims, data, NotNull<T>(null_value));
     Working<int> list = allocate_working<int>(static_cast<std::size_t>(count));
-    if (!list) {
-        std::fputs("UTILthresh_null_cells_struct: cannot allocate node -1 array\n", stderr);
-        return 0;
-    }
+    if (!list) return tell("UTILthresh_null_cells_struct: cannot allocate node -1 array\n");
     const Working<int> map =
         allocate_working<int>(static_cast<std::size_t>(std::max(node_count(mesh->ndim, mesh->dims), 0)));
     if (!map) return 0;
     node_thresh_null_struct(mesh->ndim, mesh->dims, data, null_value, map.get(), list.get());
-    KeptCells kept(mesh->ncell_sets > 0 ? mesh->cell_nnodes[0] : 0);
+    KeptSet kept(mesh->ncell_sets > 0 ? mesh->cell_nnodes[0] : 0);
     if (!kept.create() || (mesh->ncell_sets > 0 && !keep_grid_cells(mesh, map.get(), kept))) return 0;
     kept.finish(ncells, connect, connect_size);
     *nkept = count;
@@ -188,8 +186,7 @@ int UTILthresh_null(MeshInfo *mesh, const void *data, int dtype, const void *nul
     if (const auto method = mesh->field_funcs->thresh_null_func) {
         return method(mesh, data, dtype, null_value, nkept, node_list, nsets, ncells, connect, connect_size);
     }
-    std::fputs("UTILthresh_null_func: no thresh_null function found\n", stderr);
-    return 0;
+    return tell("UTILthresh_null_func: no thresh_null function found\n");
 }
 
 int UTILthresh_null_cells(MeshInfo *mesh, const void *data, int dtype, const void *null_value, int *nkept,
@@ -197,10 +194,7 @@ int UTILthresh_null_cells(MeshInfo *mesh, const void *data, int dtype, const voi
     clear_results(nkept, node_list, nsets, ncells, connect, connect_size);
     if (!is_type(dtype)) return 0;
     Working<int> map = allocate_working<int>(static_cast<std::size_t>(std::max(mesh->nnodes, 0)));
-    if (!map) {
-        std::fputs("UTILthresh_null_cells: cannot allocate node -1 array\n", stderr);
-        return 0;
-    }
+    if (!map) return tell("UTILthresh_null_cells: cannot allocate node -1 array\n");
     const int kept = UTILnode_thresh_null(mesh->nnodes, dtype, data, null_value, map.get());
     for (int s = 0; s < nsets; ++s) {
         if (UTILcells_from_nlist(mesh, s, kept, map.get(), ncells + s, connect + s, connect_size + s))
@@ -222,7 +216,7 @@ int UTILcells_from_nlist(MeshInfo *mesh, int set, int, const int *map, int *ncel
     *connect = nullptr;
     const int *cells = fetch_cell_set(mesh, set);
     const int count = mesh->cell_ncells[set], nnodes = mesh->cell_nnodes[set];
-    KeptCells kept(nnodes);
+    KeptSet kept(nnodes);
     if (!cells || !kept.create()) return 0;
     const auto keep = nnodes == 8 ? keep_cells<8> : nnodes == 4 ? keep_cells<4> : keep_cells<0>;
     if (!keep(cells, count, nnodes, map, kept)) return 0;

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "isofield.h"
+#include "reports.hpp"
 
 namespace isofield::detail {
 
@@ -29,6 +30,10 @@ constexpr int kTypeCode = std::is_same_v<T, signed char>     ? 0
 // How a scalar of element type T travels by value: int for the integer types, double for float and double.
 template <class T>
 using ByValue = std::conditional_t<std::is_integral_v<T>, int, double>;
+
+// What an element is reckoned in together with floats.
+template <class T>
+using RealFor = std::conditional_t<std::is_same_v<T, double>, double, float>;
 
 // Calls f(ElementTag<T>{}) for the type of a code, or unknown() for any other code.
 template <class Function, class Unknown>
@@ -58,10 +63,13 @@ inline bool is_type(int dtype) {
 // visit for the dispatchers that report an unknown code under a module word.
 template <class Function>
 int visit_or_report(int dtype, const char *module, Function &&f) {
-    return visit(dtype, f, [module] {
-        ERRerror(module, 1, 2, "unknown data type");
-        return 0;
-    });
+    return visit(dtype, f, [module] { return refuse(module, "unknown data type"); });
+}
+
+// visit for what single cells do, which tells of an unknown code on standard error.
+template <class Function>
+int visit_or_tell(int dtype, Function &&f) {
+    return visit(dtype, f, [] { return tell("interpolate: unknown data type\n"); });
 }
 
 // The result of dispatchers that hand an unknown code's caller their first argument back as an int, never 0.
@@ -72,7 +80,7 @@ inline int narrowed_to_int(const void *first_argument) {
 
 // Reads a scalar that arrived by pointer; where its flag is 0 the pointer may be null and is not read.
 template <class T>
-ByValue<T> load_scalar(int flag, const void *value) {
+T load_scalar(int flag, const void *value) {
     return flag ? *static_cast<const T *>(value) : T{};
 }
 

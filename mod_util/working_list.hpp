@@ -6,9 +6,8 @@
 #include <cstddef>
 #include <cstdlib>
 #include <type_traits>
-#include <utility>
 
-#include "output_array.hpp"
+#include "working_array.hpp"
 
 namespace isofield::detail {
 
