@@ -12,7 +12,7 @@ namespace {
 
 using bench::FieldPtr;
 
-constexpr char kBrainFile[] = "/usr/share/mricron/templates/ch2bet.nii.gz";
+constexpr char kBrainFile[] = ISOFIELD_SAMPLE_DATA "/brain.nii.gz";  // scripts/fetch-data
 
 FieldPtr brain_volume() {
     vtkNew<vtkNIFTIImageReader> reader;
