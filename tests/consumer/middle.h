@@ -1,0 +1,3 @@
+#include <isofield.h>
+
+int count_triangles(MeshInfo *mesh, const float *values, double level);
