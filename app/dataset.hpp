@@ -51,6 +51,13 @@ struct CellBlock {
 using CellCounts = std::vector<std::pair<std::string, std::size_t>>;  // "hexahedra", 8
 std::string counts_text(const CellCounts &counts);                    // "8 hexahedra, 2 prisms"
 
+// The step that was read of a file that has some.
+struct Step {
+    int index = 0;              // from 0
+    std::string text;           // "step 1 of 20, time 0.5"; empty where there are no steps
+    std::vector<double> times;  // of all steps, where the file tells them
+};
+
 struct Dataset {
     std::string path;
     MeshKind kind = MeshKind::kUniform;
@@ -69,7 +76,7 @@ struct Dataset {
     CellCounts cell_counts;             // by type
     CellCounts unknown_cells;           // those of them that the library does not know
     std::array<double, 6> bounds = {};  // lower and upper per axis
-    std::string step_text;              // "step 1 of 20, time 0.5"; empty where there are no steps
+    Step step;
 
     std::vector<DataArray> arrays;
     std::string active_scalars;  // a node array; empty when the file names none

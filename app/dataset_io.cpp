@@ -32,6 +32,7 @@
 #include "netcdf_io.hpp"
 #include "output_file.hpp"
 #include "reader_support.hpp"
+#include "relay.hpp"
 
 namespace app {
 namespace {
@@ -44,7 +45,7 @@ struct Loaded {
     Affine placement = {};  // of images
     std::vector<std::string> remarks;
     std::vector<FileBlock> blocks;
-    std::string step_text;
+    Step step;
 };
 
 // ---- Readers ----
@@ -180,7 +181,7 @@ Loaded read_exodus(const std::string &path, const Wanted &wanted, Console &conso
     const ExodusMesh mesh = read_exodus_mesh(path, wanted.step, console);
     Loaded result = loaded(mesh.data);
     result.blocks = mesh.blocks;
-    result.step_text = mesh.step_text;
+    result.step = mesh.step;
     return result;
 }
 
@@ -188,7 +189,7 @@ Loaded read_netcdf(const std::string &path, const Wanted &wanted, Console &conso
     const NetcdfGrid grid = read_netcdf_grid(path, wanted.step, wanted.array, console);
     Loaded result = loaded(grid.data);
     result.remarks = grid.remarks;
-    result.step_text = grid.step_text;
+    result.step = grid.step;
     return result;
 }
 
@@ -467,7 +468,7 @@ Dataset make_dataset(const Loaded &source, const std::string &path) {
     Dataset dataset;
     dataset.path = path;
     dataset.remarks = source.remarks;
-    dataset.step_text = source.step_text;
+    dataset.step = source.step;
     dataset.nnodes = static_cast<std::size_t>(source.data->GetNumberOfPoints());
     dataset.ncells = static_cast<std::size_t>(source.data->GetNumberOfCells());
     take_mesh(dataset, source);
@@ -487,6 +488,13 @@ std::string readable_extensions() {
 
 Dataset read_dataset(const std::string &path, std::optional<int> step, Console &console,
                      vtkSmartPointer<vtkDataSet> *original, const std::string &array) {
+    if (is_result(path)) {
+        if (step) refuse(path, "it has no steps; leave --step out");
+        const auto data = result_named(path);
+        if (data->GetNumberOfPoints() == 0) refuse(path, "it holds no nodes");
+        if (original) *original = data;
+        return dataset_of(data, path);
+    }
     const auto reader = kReaders.find(extension_of(path));
     if (reader == kReaders.end()) {
         refuse(path, "unknown kind of file; known are " + readable_extensions());

@@ -28,13 +28,13 @@ bool can_read(vtkExodusIIReader *reader, const std::string &path) {
 }
 
 // Chooses the step, and tells of it.
-std::string set_step(vtkExodusIIReader *reader, std::optional<int> step, const std::string &path) {
+Step set_step(vtkExodusIIReader *reader, std::optional<int> step, const std::string &path) {
     vtkInformation *information = reader->GetOutputInformation(0);
     vtkInformationDoubleVectorKey *key = vtkStreamingDemandDrivenPipeline::TIME_STEPS();
     const double *times = information->Has(key) ? information->Get(key) : nullptr;
-    const Step chosen = choose_step(step, reader->GetNumberOfTimeSteps(), times, path);
+    Step chosen = choose_step(step, reader->GetNumberOfTimeSteps(), times, path);
     reader->SetTimeStep(chosen.index);
-    return chosen.text;
+    return chosen;
 }
 
 struct ElementBlock {
@@ -98,7 +98,7 @@ ExodusMesh read_exodus_mesh(const std::string &path, std::optional<int> step, Co
         if (!can_read(reader, path)) refuse(path, "it is not an Exodus file");
         reader->SetFileName(path.c_str());
         reader->UpdateInformation();
-        mesh.step_text = set_step(reader, step, path);
+        mesh.step = set_step(reader, step, path);
     }
     reader->SetSqueezePoints(false);  // the blocks keep their common numbers of nodes
     reader->ApplyDisplacementsOff();

@@ -17,7 +17,7 @@ namespace app {
 struct ExodusMesh {
     vtkSmartPointer<vtkUnstructuredGrid> data;  // cells in the order of the file's elements
     std::vector<FileBlock> blocks;
-    std::string step_text;  // "step 1 of 20, time 0.5"; empty where there are no steps
+    Step step;
 };
 
 // Reads all blocks and all variables of one step (from 1; none: the first). Throws UsageError.

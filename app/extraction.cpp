@@ -1,7 +1,5 @@
 #include "extraction.hpp"
 
-#include <CLI/Option.hpp>
-
 #include <algorithm>
 
 #include "dataset_io.hpp"
@@ -72,9 +70,8 @@ Field make_field(Dataset dataset, const FieldOptions &options, const FieldNeeds 
 }  // namespace
 
 void add_field_options(CLI::App &command, FieldOptions &options, const std::string &attach) {
-    command.add_option("-a,--array", options.array, "Node array to work on, when the file has several")
-        ->type_name("NAME");
-    command.add_option("--attach", options.attach, attach)->type_name("ARRAY");
+    add_array_option(command, "-a,--array", options.array, kArrayHelp);
+    add_array_option(command, "--attach", options.attach, attach);
     add_input_options(command, options);
 }
 

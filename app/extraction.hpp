@@ -22,6 +22,10 @@ struct FieldOptions : InputOptions {
     std::vector<std::string> attach;
 };
 
+constexpr char kArrayHelp[] = "Node array to work on, when the file has several";
+constexpr char kVectorHelp[] = "Vector on the nodes, or the scalars to make one of",
+               kVectorType[] = "NAME|U,V|U,V,W";
+
 // Adds the file and the options of FieldOptions; `attach` helps with the arrays to carry over.
 void add_field_options(CLI::App &command, FieldOptions &options, const std::string &attach);
 

@@ -71,6 +71,28 @@ OutputPart visible_part(Field &field, const PictureStyle &style, Console &consol
     return out;
 }
 
+isofield::Submesh outside_of(Field &field, Console &console) {
+    const PolledStage polled;
+    if (field.dataset.has_volume()) return field.mesh.external_faces(polled_progress("faces", console));
+    const std::vector<float> all(field.dataset.nnodes);
+    return field.mesh.without_nulls(std::span(all), {.progress = polled_progress("faces", console)});
+}
+
+void draw_mesh(Field &field, const PictureStyle &style, OutputFile &file, Console &console) {
+    OutputPart part = start_part(field, {}, console);
+    take_submesh(part, field, outside_of(field, console));
+    check_interrupt();
+    console.progress("drawing", 0);
+    const bool edges = part.arrays.empty() && shows_edges(static_cast<double>(part.ncells()), style);
+    draw_part(part, std::nullopt, field.dataset.bounds, style, file, console, edges);
+}
+
+bool only_lines(const Dataset &dataset) {
+    return !dataset.grid() &&
+           std::all_of(dataset.blocks.begin(), dataset.blocks.end(),
+                       [](const CellBlock &block) { return block.type.starts_with("line_"); });
+}
+
 }  // namespace
 
 void draw_field(Field &field, const NamedArray &array, const PictureStyle &style, OutputFile &file,
@@ -81,6 +103,26 @@ void draw_field(Field &field, const NamedArray &array, const PictureStyle &style
     const bool planes = field.dataset.grid() && field.dataset.has_volume();
     const OutputPart part = planes ? middle_planes(field, array) : visible_part(field, style, console);
     draw_part(part, std::nullopt, field.dataset.bounds, style, file, console);
+}
+
+void draw_dataset(Dataset dataset, const std::optional<Shown> &shown, const OutputOptions &output,
+                  OutputFile &file, Console &console) {
+    const Stopwatch drawing;
+    const bool on_nodes = shown && shown->association == Association::kNode;
+    const bool whole = !on_nodes || only_lines(dataset);
+    const LineCells lines = whole ? LineCells::kKeep : LineCells::kLeaveOut;
+    isofield::Mesh mesh = make_mesh(dataset, console, lines);
+    Field field = field_of(std::move(dataset), std::move(mesh));
+    field.lines = lines;
+    if (shown) (on_nodes ? field.attached : field.attached_cells) = {shown->array};
+    whole ? draw_mesh(field, output.style, file, console)
+          : draw_field(field, shown->array, output.style, file, console);
+    say_drawn(output, drawing, console);
+}
+
+bool shows_edges(double cells, const PictureStyle &style) {
+    constexpr double kPixels = 40;  // a cell
+    return kPixels * cells <= double{1} * style.width * style.height;
 }
 
 }  // namespace app

@@ -1,4 +1,4 @@
-// The picture of a field in the colours of an array on its nodes.
+// Pictures of a field: in the colours of an array on its nodes, or of its mesh.
 #ifndef ISOFIELD_APP_FIELD_PICTURE_HPP
 #define ISOFIELD_APP_FIELD_PICTURE_HPP
 
@@ -13,6 +13,19 @@ namespace app {
 // the array. Throws as draw_part.
 void draw_field(Field &field, const NamedArray &array, const PictureStyle &style, OutputFile &file,
                 Console &console);
+
+// What colours the picture of a dataset.
+struct Shown {
+    NamedArray array;
+    Association association;
+};
+// Draws a dataset as draw_field does, lines where it has no other cells; without an array on nodes the skin of
+// volumes and others whole, with the edges of the cells where these are large enough. Says so.
+void draw_dataset(Dataset dataset, const std::optional<Shown> &shown, const OutputOptions &output,
+                  OutputFile &file, Console &console);
+
+// Whether the edges of so many cells, seen together, leave their colours to be seen.
+bool shows_edges(double cells, const PictureStyle &style);
 
 }  // namespace app
 #endif

@@ -76,6 +76,12 @@ std::string shape_names() {
     return names;
 }
 
+std::string shape_choices() {
+    std::string names;
+    for (const auto &[name, make] : kKnown) add_item(names, name, "|");
+    return names;
+}
+
 isofield::GlyphShape read_shape(const std::string &name, Console &console) {
     constexpr int kSides = 12;
     for (const auto &[known, make] : kKnown) {

@@ -11,6 +11,8 @@ namespace app {
 
 // The names of known shapes and the extensions of files that hold others, for help.
 std::string shape_names();
+// "arrow|cone|sphere"
+std::string shape_choices();
 
 // A known shape, or the polygons of a file, as large as makes their longest side along an axis 1. Throws
 // UsageError.

@@ -1,70 +1,61 @@
-// isofield: files in, one operation, files and pictures out.
+// isofield: files in, operations, files and pictures out.
 //
-// Exit codes: 0; 1 the operation failed; 2 bad usage or input; 128 + the signal when interrupted.
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
+// Exit codes: 0; 1 an operation failed; 2 bad usage or input; 128 + the signal when interrupted.
+#include <algorithm>
 #include <exception>
-#include <iostream>
 #include <new>
 
+#include "command_line.hpp"
 #include "console.hpp"
 #include "errors.hpp"
 #include "interrupt.hpp"
 #include "isofield.hpp"
-#include "operations.hpp"
+#include "relay.hpp"
 
 namespace {
 
-using AddOperation = void (*)(CLI::App &, app::Action &);
-constexpr AddOperation kOperations[] = {
-    app::add_info,        app::add_iso,     app::add_lines,     app::add_band,      app::add_cut,
-    app::add_denull,      app::add_slice,   app::add_trace,     app::add_stream,    app::add_glyph,
-    app::add_derivatives, app::add_probe,   app::add_integrate, app::add_cell2node, app::add_downsize,
-    app::add_resample,    app::add_smooth,  app::add_clamp,     app::add_threshold, app::add_calc,
-    app::add_fit,         app::add_scatter, app::add_delaunay,  app::add_loft,      app::add_simplify,
-    app::add_faces,       app::add_edges};
-
-// One line, and where to read more.
-int refuse_arguments(const CLI::App &tool, const CLI::ParseError &error, const std::string &first) {
-    const auto chosen = tool.get_subcommands();
-    if (chosen.empty() && !first.starts_with('-')) {
-        std::string names;
-        for (const CLI::App *command : tool.get_subcommands({})) app::add_item(names, command->get_name());
-        const std::string problem =
-            first.empty() ? "name an operation" : "there is no operation '" + first + "'";
-        app::print_error(problem + "; operations are " + names + ", see 'isofield --help'");
-        return app::kBadInput;
-    }
-    const std::string command = chosen.empty() ? "isofield" : "isofield " + chosen.front()->get_name();
-    app::print_error(std::string(error.what()) + "; see '" + command + " --help'");
-    return app::kBadInput;
+// The results that no later job takes make room.
+void drop_used(const std::vector<app::Job> &jobs, std::size_t done) {
+    const std::string &input = jobs[done].input;
+    const auto takes_it = [&](const app::Job &job) { return job.input == input; };
+    if (std::none_of(jobs.begin() + static_cast<std::ptrdiff_t>(done) + 1, jobs.end(), takes_it))
+        app::drop_result(input);
 }
 
-int run(const app::Action &action, app::Console &console) {
+// What fails says which operation of several it was.
+void tell(const std::vector<app::Job> &jobs, std::size_t at, const std::string &problem,
+          app::Console &console) {
+    console.clear_bar();
+    const std::string place =
+        jobs.size() > 1 ? "operation " + std::to_string(at + 1) + ", " + jobs[at].operation + ": " : "";
+    app::print_error(place + problem);
+}
+
+int run(const std::vector<app::Job> &jobs, app::Console &console) {
+    std::size_t at = 0;
     try {
-        action(console);
+        for (; at < jobs.size(); ++at) {
+            app::expect_result(jobs[at].result);
+            jobs[at].action(console);
+            drop_used(jobs, at);
+        }
+        at = jobs.size() - 1;
         app::flush_output();
         return app::kSuccess;
     } catch (const isofield::Interrupted &) {
-        console.clear_bar();
-        app::print_error("interrupted");
+        tell(jobs, at, "interrupted", console);
         return app::interrupted_exit_code();
     } catch (const isofield::BadInput &error) {
-        console.clear_bar();
-        app::print_error(error.what());
+        tell(jobs, at, error.what(), console);
         return app::kBadInput;
     } catch (const app::UsageError &error) {
-        console.clear_bar();
-        app::print_error(error.what());
+        tell(jobs, at, error.what(), console);
         return app::kBadInput;
     } catch (const std::bad_alloc &) {
-        console.clear_bar();
-        app::print_error("out of memory; try a smaller part of the data");
+        tell(jobs, at, "out of memory; try a smaller part of the data", console);
         return app::kFailed;
     } catch (const std::exception &error) {
-        console.clear_bar();
-        app::print_error(error.what());
+        tell(jobs, at, error.what(), console);
         return app::kFailed;
     }
 }
@@ -76,21 +67,8 @@ int main(int argc, char **argv) {
     // Reports of the library come as exceptions.
     isohost_set_error_handler([](const char *, const char *, void *) {}, nullptr);
 
-    CLI::App tool(
-        "Derived geometry and data from fields: files in, surfaces, lines, parts, values and pictures out.",
-        "isofield");
-    tool.set_version_flag("--version", "isofield " ISOFIELD_TOOL_VERSION);
-    tool.require_subcommand(1);
-    tool.get_formatter()->column_width(34);
-    app::Action action;
-    for (const AddOperation add : kOperations) add(tool, action);
-    try {
-        tool.parse(argc, argv);
-    } catch (const CLI::Success &request) {  // --help, --version
-        return tool.exit(request);
-    } catch (const CLI::ParseError &error) {
-        return refuse_arguments(tool, error, argc > 1 ? argv[1] : "");
-    }
+    std::vector<app::Job> jobs;
+    if (const auto code = app::take_arguments(argc, argv, jobs)) return *code;
     app::Console console;
-    return run(action, console);
+    return run(jobs, console);
 }

@@ -3,13 +3,14 @@
 #include <vtkPointData.h>
 
 #include "errors.hpp"
+#include "relay.hpp"
 #include "writer_support.hpp"
 
 namespace app {
 
 void check_mesh_name(const std::string &output, const Dataset &dataset, vtkDataSet *original) {
     const std::string kind = xml_extension(original);
-    if (extension_of(output) == kind) return;
+    if (is_result(output) || extension_of(output) == kind) return;
     throw UsageError("cannot write '" + output + "': '" + dataset.path + "' is kept as " + kind +
                      "; name a file that ends in it");
 }
@@ -33,6 +34,9 @@ void write_mesh(vtkDataSet *original, const std::vector<vtkSmartPointer<vtkDataA
                 OutputFile &file, Console &console) {
     console.progress("writing", 0);
     for (const auto &array : made) original->GetPointData()->AddArray(array);
+    // What reads this takes the new scalar, unless told otherwise.
+    if (!made.empty() && made.front()->GetNumberOfComponents() == 1)
+        original->GetPointData()->SetActiveScalars(made.front()->GetName());
     write_xml(original, file, console);
     file.commit();
     console.clear_bar();

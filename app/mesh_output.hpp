@@ -15,6 +15,7 @@
 
 namespace app {
 
+constexpr char kMadeMesh[] = "Mesh of FIELD's own kind, with the new arrays,";
 constexpr char kMeshExtensions[] = ".vti .vtp .vtr .vts .vtu";
 
 // Throws UsageError unless the output's name ends as VTK calls files of such data.
@@ -26,7 +27,7 @@ void check_is_grid(const Dataset &dataset, const char *operation);
 // The names of the mesh's node arrays, which new ones keep clear of.
 std::vector<std::string> node_array_names(const Dataset &dataset);
 
-// Adds the arrays to the reader's own data; writes and commits `file`. Throws OperationError.
+// Adds the arrays to the reader's own data, the first one as its active scalars; writes and commits `file`. Throws OperationError.
 void write_mesh(vtkDataSet *original, const std::vector<vtkSmartPointer<vtkDataArray>> &made,
                 OutputFile &file, Console &console);
 

@@ -28,12 +28,12 @@ struct Grid {
     }
 };
 
-// Those of two dimensions and more.
-std::vector<Grid> grids_of(vtkNetCDFCFReader *reader) {
+// Those of two dimensions and more, or the others.
+std::vector<Grid> grids_of(vtkNetCDFCFReader *reader, bool wide) {
     std::vector<Grid> grids;
     for (int i = 0; i < reader->GetNumberOfVariableArrays(); ++i) {
         const std::string dimensions = reader->GetVariableDimensions()->GetValue(i);
-        if (dimensions.find(',') == std::string::npos) continue;
+        if ((dimensions.find(',') != std::string::npos) != wide) continue;
         const auto known = std::find_if(grids.begin(), grids.end(),
                                         [&](const Grid &g) { return g.dimensions == dimensions; });
         Grid &grid = known == grids.end() ? grids.emplace_back(Grid{dimensions, {}}) : *known;
@@ -60,16 +60,17 @@ void put_first(std::vector<Grid> &grids, const std::string &array, const std::st
 }
 
 // Chooses the step, and tells of it.
-std::string set_step(vtkNetCDFCFReader *reader, std::optional<int> step, const std::string &path) {
+Step set_step(vtkNetCDFCFReader *reader, std::optional<int> step, const std::string &path) {
     vtkInformation *information = reader->GetOutputInformation(0);
     vtkInformationDoubleVectorKey *key = vtkStreamingDemandDrivenPipeline::TIME_STEPS();
     const int count = information->Has(key) ? information->Length(key) : 0;
     const double *times = count > 0 ? information->Get(key) : nullptr;
-    const Step chosen = choose_step(step, count, times, path);
+    Step chosen = choose_step(step, count, times, path);
     if (count > 0)
         information->Set(vtkStreamingDemandDrivenPipeline::UPDATE_TIME_STEP(), times[chosen.index]);
     const char *units = reader->GetTimeUnits();
-    return count > 0 && units ? chosen.text + " " + units : chosen.text;
+    if (count > 0 && units) chosen.text += std::string(" ") + units;
+    return chosen;
 }
 
 }  // namespace
@@ -85,15 +86,17 @@ NetcdfGrid read_netcdf_grid(const std::string &path, std::optional<int> step, co
         reader->SphericalCoordinatesOff();
         reader->ReplaceFillValueWithNanOn();
         reader->UpdateMetaData();
-        std::vector<Grid> grids = grids_of(reader);
+        std::vector<Grid> grids = grids_of(reader, true);
         put_first(grids, array, path);
         grid.remarks.push_back("arrays " + grids.front().text());
         for (std::size_t i = 1; i < grids.size(); ++i) {
             grid.remarks.push_back("not read: " + grids[i].text() + "; choose with --array");
         }
+        for (const Grid &line : grids_of(reader, false))
+            grid.remarks.push_back("not read: " + line.text() + ", of one dimension");
         reader->SetDimensions(grids.front().dimensions.c_str());
         reader->UpdateInformation();
-        grid.step_text = set_step(reader, step, path);
+        grid.step = set_step(reader, step, path);
     }
     run_reader(reader.Get(), path, console);
     grid.data = vtkDataSet::SafeDownCast(reader->GetOutputDataObject(0));

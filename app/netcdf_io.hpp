@@ -10,13 +10,14 @@
 #include <vector>
 
 #include "console.hpp"
+#include "dataset.hpp"
 
 namespace app {
 
 struct NetcdfGrid {
     vtkSmartPointer<vtkDataSet> data;
     std::vector<std::string> remarks;  // of the grids, this one first
-    std::string step_text;             // as of Exodus files
+    Step step;
 };
 
 // Reads the arrays that stand on one grid, at one step (from 1; none: the first): with `array`, or the first

@@ -3,8 +3,6 @@
 #include <cmath>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "array_output.hpp"
 #include "dataset_io.hpp"
 #include "errors.hpp"
@@ -65,16 +63,23 @@ struct ArrayOptions : InputOptions {
 
 void add_common(CLI::App &command, InputOptions &input, OutputOptions &output) {
     add_input_options(command, input);
-    add_output_options(command, output, "Mesh with the new arrays, of the kind that it is of,",
-                       kMeshExtensions);
+    add_output_options(command, output, kMadeMesh, kMeshExtensions);
 }
 
-void add_array_options(CLI::App &command, ArrayOptions &options, const std::string &name_help) {
-    command.add_option("-a,--array", options.array, "Node array to work on, when the file has several")
-        ->type_name("NAME");
-    command.add_option("--min", options.limits.min, "Lowest value")->check(finite_number());
-    command.add_option("--max", options.limits.max, "Highest value")->check(finite_number());
-    command.add_option("--name", options.name, name_help)->type_name("NAME");
+CLI::Option *add_name_option(CLI::App &command, std::string &name) {
+    return add_array_option(command, "--name", name, "Name of the new array");
+}
+
+// `name`: of the new array, unless it is given; `test`: of an array to look at instead.
+void add_array_options(CLI::App &command, ArrayOptions &options, const std::string &name,
+                       std::string *test = nullptr) {
+    add_number(command, "--min", options.limits.min, "Lowest value", "VALUE");
+    add_number(command, "--max", options.limits.max, "Highest value", "VALUE");
+    add_array_option(command, "-a,--array", options.array, kArrayHelp);
+    if (test)
+        add_array_option(command, "--test", *test,
+                         "Scalar on the nodes to test, instead of the array itself");
+    add_name_option(command, options.name)->default_str(name);
     add_common(command, options, options.output);
 }
 
@@ -228,6 +233,7 @@ void run_clamp(const ArrayOptions &options, Console &console) {
     const NamedArray &array = source.arrays.front();
 
     const Stopwatch making;
+    console.progress("clamping", 0);
     const Told told = clamped(array, options.limits);
     finish_told(source, options, told, "_clamped", making, files, console);
 }
@@ -287,6 +293,7 @@ void run_threshold(const ThresholdOptions &options, Console &console) {
     const double replacement = replacement_of(options, array);
 
     const Stopwatch making;
+    console.progress("testing", 0);
     const Told told = thresholded(array, source.arrays.back(), options.limits, replacement);
     finish_told(source, options, told, "_thresholded", making, files, console);
 }
@@ -390,6 +397,7 @@ void run_calc(const CalcOptions &options, Console &console) {
     Source source = read_source(options, first_of(names), choose, output, console);
 
     const Stopwatch making;
+    console.progress("calculating", 0);
     const NamedArray array = calculate(source, options, console);
     Made made;
     add_array(made, options.name, source.dataset, array.data, array.null_value, console);
@@ -404,15 +412,13 @@ void add_smooth(CLI::App &tool, Action &chosen) {
         "smooth", "Smooth arrays on a grid, by the weighted mean along each axis in turn");
     command->footer(
         "Nodes nearer to an end of an axis than the kernel reaches stay as they are along it. Missing values "
-        "stay missing and count for nothing.");
+        "stay missing and count for nothing.\n\n" +
+        examples({"smooth brain.nii.gz --sigma 1.5 -o smooth.vti --png smooth.png"}));
     const auto options = std::make_shared<SmoothOptions>();
-    command->add_option("-a,--array", options->arrays, "Node arrays to smooth, instead of all")
-        ->type_name("NAME");
     CLI::Option *sigma =
-        command->add_option("--sigma", options->sigma, "Gaussian of this width, in nodes (1)")
-            ->type_name("S");
-    CLI::Option *box =
-        command->add_option("--box", options->box, "Mean of so many nodes")->type_name("N")->excludes(sigma);
+        add_number(*command, "--sigma", options->sigma, "Gaussian of this width, in nodes", "WIDTH")
+            ->capture_default_str();
+    CLI::Option *box = add_count(*command, "--box", options->box, "Mean of so many nodes")->excludes(sigma);
     command
         ->add_option("--kernel", options->kernel,
                      "Weights of neighbours along an axis, to be divided by their sum, as in 1,2,1")
@@ -420,8 +426,11 @@ void add_smooth(CLI::App &tool, Action &chosen) {
         ->excludes(sigma)
         ->excludes(box);
     command->add_option("--axes", options->axes, "Along these axes of the grid alone, as in x,y")
-        ->type_name("X,Y,Z");
-    command->add_option("--passes", options->passes, "Times to smooth (1)")->type_name("N");
+        ->type_name("AXES")
+        ->default_str("all");
+    add_count(*command, "--passes", options->passes, "Times to smooth")->capture_default_str();
+    add_array_option(*command, "-a,--array", options->arrays,
+                     "Node arrays to smooth, instead of all; the first colours the picture");
     add_common(*command, *options, options->output);
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_smooth(*options, console); }; });
@@ -430,7 +439,8 @@ void add_smooth(CLI::App &tool, Action &chosen) {
 void add_clamp(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand("clamp", "Bring the values of an array between limits");
     const auto options = std::make_shared<ArrayOptions>();
-    add_array_options(*command, *options, "Name of the new array (that of the old one and _clamped)");
+    add_array_options(*command, *options, "that of the old one and _clamped");
+    command->footer(examples({"clamp jacksboro.vti --min 500 -o high.vti --png high.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_clamp(*options, console); }; });
 }
@@ -439,13 +449,12 @@ void add_threshold(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
         "threshold", "Keep an array where its values, or those of another, lie between limits");
     const auto options = std::make_shared<ThresholdOptions>();
-    command->add_option("--test", options->test, "Scalar on the nodes to test, instead of the array itself")
-        ->type_name("NAME");
-    command
-        ->add_option("--replace", options->replacement,
-                     "Value of nodes that fail, or have none to test (the array's null value, else NaN)")
-        ->check(finite_number());
-    add_array_options(*command, *options, "Name of the new array (that of the old one and _thresholded)");
+    add_array_options(*command, *options, "that of the old one and _thresholded", &options->test);
+    add_number(*command, "--replace", options->replacement, "Value of nodes that fail, or have none to test",
+               "VALUE")
+        ->default_str("the array's null value, else NaN");
+    command->footer(examples(
+        {"threshold coads_climatology.cdf --array UWND --test SST --min 20 -o warm.vti --png warm.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_threshold(*options, console); }; });
 }
@@ -455,23 +464,25 @@ void add_calc(CLI::App &tool, Action &chosen) {
         "calc", "Make an array: a polynomial of the coordinates or of an array, or a blend of two arrays");
     const auto options = std::make_shared<CalcOptions>();
     command
-        ->add_option("--polynomial", options->polynomial,
-                     "Of the nodes' coordinates. 1 coefficient: a constant; 3: 1 x xx; 6: 1 x y xy xx yy; "
-                     "10: 1 x y z xy xz yz xx yy zz")
+        ->add_option(
+            "--polynomial", options->polynomial,
+            "Polynomial of the nodes' coordinates; 1 coefficient: a constant; 3: 1 x xx; 6: 1 x y xy "
+            "xx yy; 10: 1 x y z xy xz yz xx yy zz")
+        ->type_name("C0,C1,...");
+    command
+        ->add_option("--coefficients", options->coefficients,
+                     "Polynomial of the values of --array, the constant first; 32,1.8 makes Fahrenheit of "
+                     "Celsius")
         ->type_name("C0,C1,...");
     command->add_option("--blend", options->blend, "A + W (B - A) of two node arrays, W being the --weight")
         ->type_name("A,B");
-    command->add_option("--weight", options->weight, "0 gives A, 1 gives B")
-        ->check(finite_number())
-        ->type_name("W");
-    command->add_option("--of", options->of, "Node array whose values the polynomial --coefficients takes")
-        ->type_name("NAME");
-    command
-        ->add_option("--coefficients", options->coefficients,
-                     "Of the powers of the values, the constant first; 32,1.8 makes Fahrenheit of Celsius")
-        ->type_name("C0,C1,...");
-    command->add_option("--name", options->name, "Name of the new array")->type_name("NAME")->required();
+    add_number(*command, "--weight", options->weight, "Weight of a blend: 0 gives A, 1 gives B", "W");
+    add_array_option(*command, "-a,--array,--of", options->of, "Node array that --coefficients is about");
+    add_name_option(*command, options->name)->required();
     add_common(*command, *options, options->output);
+    command->footer(examples(
+        {"calc coads_climatology.cdf --array SST --coefficients 32,1.8 --name SST_F -o fahrenheit.vti",
+         "calc jacksboro.vti --polynomial 0,1,0,0,0,0 --name east -o east.vti"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_calc(*options, console); }; });
 }

@@ -3,8 +3,6 @@
 #include <cmath>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "errors.hpp"
 #include "levels.hpp"
 #include "operations.hpp"
@@ -154,21 +152,20 @@ void add_band(CLI::App &tool, Action &chosen) {
     CLI::App *command =
         tool.add_subcommand("band", "Cut out the parts where a scalar is between levels, with all arrays");
     const auto options = std::make_shared<BandOptions>();
-    command->add_option("--lo", options->lo, "Lower level of one band; goes with --hi")
-        ->check(finite_number());
-    command->add_option("--hi", options->hi, "Upper level of one band")->check(finite_number());
-    command->add_option("-l,--level", options->levels, "A level between bands; to be given several times")
-        ->check(finite_number())
+    add_number(*command, "--lo", options->lo, "Lower level of one band; goes with --hi", "LEVEL");
+    add_number(*command, "--hi", options->hi, "Upper level of one band", "LEVEL");
+    add_number(*command, "-l,--level", options->levels, "Level between bands; to be given several times",
+               "LEVEL")
         ->expected(1)
         ->take_all();
-    command
-        ->add_option("--levels", options->count, "Divide the whole range into so many bands of equal width")
-        ->type_name("N");
-    command->add_option("--every", options->every, "Bands between all multiples of a step around the range")
-        ->check(finite_number());
+    add_count(*command, "--levels", options->count,
+              "Divide the whole range into so many bands of equal width");
+    add_number(*command, "--every", options->every, "Bands between all multiples of a step around the range",
+               "STEP");
     add_field_options(*command, options->field,
                       "Node and cell arrays to keep, instead of all; the first colours a single band");
     add_output_options(*command, options->output, "Bands", kExtensions);
+    command->footer(examples({"band jacksboro.vti --every 100 -o bands.vtu --png bands.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_band(*options, console); }; });
 }

@@ -6,8 +6,6 @@
 #include <memory>
 #include <numbers>
 
-#include <CLI/Option.hpp>
-
 #include "cells_io.hpp"
 #include "errors.hpp"
 #include "extraction.hpp"
@@ -119,13 +117,12 @@ OutputSurface surface_of(const OutputPart &part, const Triangles &triangles, boo
 }
 
 void write_faces(const OutputPart &part, OutputFile &file, Console &console) {
-    const std::string extension = extension_of(file.name());
-    if (extension == ".vtu") return write_part(part, file, console);
+    if (file.in_memory() || extension_of(file.name()) == ".vtu") return write_part(part, file, console);
     const Triangles triangles = triangles_of(part);
     if (triangles.faces.size() > part.ncells())
         console.note("the faces are written as " + std::to_string(triangles.faces.size()) +
                      " triangles; write .vtu to keep them whole");
-    write_surface(surface_of(part, triangles, extension == ".vtp"), file, console);
+    write_surface(surface_of(part, triangles, keeps_cell_arrays(file.name())), file, console);
 }
 
 void run_faces(const FacesOptions &options, Console &console) {
@@ -270,7 +267,9 @@ void run_edges(const EdgesOptions &options, Console &console) {
     console.set_quiet(output.quiet);
     check_options(options);
     OutputFiles files(output, line_extensions(), {options.field.path});
-    Field field = read_field_without_scalar(options.field, console, Attach::kNodeArrays);
+    FieldOptions wanted = options.field;
+    wanted.array = first_of(wanted.attach);  // whose grid is read where there are several
+    Field field = read_field_without_scalar(wanted, console, Attach::kNodeArrays);
     if (field.dataset.has_volume() && !options.all)
         console.note("'" + options.field.path + "' has volume: the edges are those of its skin");
 
@@ -305,11 +304,12 @@ void add_faces(CLI::App &tool, Action &chosen) {
     const auto options = std::make_shared<FacesOptions>();
     add_field_options(*command, options->field,
                       "Node and cell arrays to keep, instead of all; the first colours the picture");
-    command->get_option("--array")->description("Node array to colour the picture by");
+    command->get_option("--array")->description("Node array that colours the picture");
     command->add_flag("--edges", options->edges, "Draw the faces' edges too");
     add_output_options(*command, options->output,
                        "Faces, with their cells as cell_id, in .vtu whole and else as triangles,",
                        face_extensions());
+    command->footer(examples({"faces disk_out_ref.ex2 -o skin.vtu --png skin.png --edges"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_faces(*options, console); }; });
 }
@@ -318,18 +318,19 @@ void add_edges(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
         "edges", "Take the edges that tell a surface's shape, or that of a volume's skin");
     const auto options = std::make_shared<EdgesOptions>();
-    command
-        ->add_option("--angle", options->angle,
-                     "Take the creases where two cells meet at this angle or more, in degrees between their "
-                     "normals (30), beside the edges of one cell and of more than two")
-        ->type_name("DEG");
+    add_number(*command, "--angle", options->angle,
+               "Take the creases where two cells meet at this angle or more, in degrees between their "
+               "normals, beside the edges of one cell and of more than two",
+               "DEGREES")
+        ->default_str(format_number(kAngle));
     command->add_flag("--all", options->all, "Take every edge of every cell once instead");
-    command->add_option("--attach", options->field.attach, "Node arrays to carry to the edges")
-        ->type_name("ARRAY");
+    add_array_option(*command, "-a,--array,--attach", options->field.attach,
+                     "Node arrays to carry to the edges");
     add_input_options(*command, options->field);
     add_output_options(*command, options->output,
                        "Edges, with the array 'kind' (0 boundary, 1 crease, 2 non-manifold),",
                        line_extensions());
+    command->footer(examples({"edges disk_out_ref.ex2 --angle 30 -o edges.vtp --png edges.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_edges(*options, console); }; });
 }

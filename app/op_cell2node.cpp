@@ -1,15 +1,11 @@
 // isofield cell2node: cell arrays brought to the nodes, in a file of the same kind.
-#include <algorithm>
 #include <memory>
 
-#include <vtkDoubleArray.h>
-#include <vtkFloatArray.h>
-#include <CLI/Option.hpp>
-
+#include "array_output.hpp"
 #include "dataset_io.hpp"
 #include "errors.hpp"
+#include "field_picture.hpp"
 #include "mesh_output.hpp"
-#include "operation_support.hpp"
 #include "operations.hpp"
 
 namespace app {
@@ -37,27 +33,19 @@ std::vector<std::byte> rows_of_mesh(const ArrayData &data, const Dataset &datase
     return rows;
 }
 
-template <class Array>
-vtkSmartPointer<vtkDataArray> new_array(const std::string &name, int components,
-                                        const std::vector<double> &values) {
-    auto array = vtkSmartPointer<Array>::New();
-    array->SetName(name.c_str());
-    array->SetNumberOfComponents(components);
-    array->SetNumberOfTuples(static_cast<vtkIdType>(values.size()) / components);
-    std::transform(values.begin(), values.end(), array->GetPointer(0),
-                   [](double value) { return static_cast<typename Array::ValueType>(value); });
-    return array;
+// In double where the cells' values are, else in float.
+ArrayData in_type_of(const ArrayData &cells, const std::vector<double> &values) {
+    if (cells.type == isofield::ElementType::kDouble) return owned_data(values, cells.components);
+    return owned_data(std::vector<float>(values.begin(), values.end()), cells.components);
 }
 
-std::vector<vtkSmartPointer<vtkDataArray>> bring_to_nodes(const Dataset &dataset, isofield::Mesh &mesh,
-                                                          const std::vector<NamedArray> &arrays,
-                                                          const CellToNodeOptions &options,
-                                                          Console &console) {
+Made bring_to_nodes(const Dataset &dataset, isofield::Mesh &mesh, const std::vector<NamedArray> &arrays,
+                    const CellToNodeOptions &options, Console &console) {
+    const Stopwatch making;
     std::vector<std::string> taken = node_array_names(dataset);
-    std::vector<vtkSmartPointer<vtkDataArray>> made;
-    const PolledStage polled;
+    Made made;
     for (const NamedArray &array : arrays) {
-        console.progress("averaging", static_cast<int>(100 * made.size() / arrays.size()));
+        console.progress("averaging", static_cast<int>(100 * made.arrays.size() / arrays.size()));
         const ArrayData &data = array.data;
         const std::vector<std::byte> rows = rows_of_mesh(data, dataset);
         const auto ncells = static_cast<std::size_t>(mesh.info()->ncells);
@@ -66,13 +54,11 @@ std::vector<vtkSmartPointer<vtkDataArray>> bring_to_nodes(const Dataset &dataset
         settings.power = options.power;
         const std::vector<double> values =
             mesh.cell_to_node({data.type, rows.data(), ncells, data.components}, settings);
-        check_interrupt();
         taken.push_back(free_name(array.name, "_node", taken, console));
-        const auto make = data.type == isofield::ElementType::kDouble ? new_array<vtkDoubleArray>
-                                                                      : new_array<vtkFloatArray>;
-        made.push_back(make(taken.back(), data.components, values));
+        add_array(made, taken.back(), dataset, in_type_of(data, values), {}, console);
     }
     console.clear_bar();
+    made.seconds = making.seconds();
     return made;
 }
 
@@ -85,22 +71,18 @@ void run_cell2node(const CellToNodeOptions &options, Console &console) {
     OutputFiles files(output, kMeshExtensions, {options.path});
     const Stopwatch reading;
     vtkSmartPointer<vtkDataSet> original;
-    const Dataset dataset =
-        read_dataset(options.path, options.step, console, &original, first_of(options.arrays));
+    Dataset dataset = read_dataset(options.path, options.step, console, &original, first_of(options.arrays));
     check_mesh_name(output.geometry, dataset, original);
     const auto chosen = choose_arrays(dataset, Association::kCell, options.arrays);
     isofield::Mesh mesh = make_mesh(dataset, console, LineCells::kKeep);
     const std::vector<NamedArray> arrays = named_arrays(chosen, options, console);
     say_read(dataset, arrays, reading, console);
 
-    const Stopwatch making;
-    const auto made = bring_to_nodes(dataset, mesh, arrays, options, console);
-    const std::string made_seconds = making.seconds();
-    const Stopwatch writing;
-    write_mesh(original, made, files.geometry, console);
-    console.say("made   " + format_count(made.size(), "node array", "node arrays") + " of " +
-                format_count(dataset.nnodes, "node", "nodes") + ", " + made_seconds + "; " + output.geometry +
-                ", " + writing.seconds());
+    const Made made = bring_to_nodes(dataset, mesh, arrays, options, console);
+    write_made(made, ranges_text(made), original, output, files, console);
+    if (!files.picture) return;
+    draw_dataset(std::move(dataset), Shown{made.arrays.front(), Association::kNode}, output, *files.picture,
+                 console);
 }
 
 }  // namespace
@@ -109,17 +91,14 @@ void add_cell2node(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
         "cell2node", "Bring cell arrays to the nodes, for operations that need them there");
     const auto options = std::make_shared<CellToNodeOptions>();
-    command->add_option("-a,--array", options->arrays, "Cell arrays to bring, instead of all")
-        ->type_name("NAME");
-    command
-        ->add_option("--power", options->power,
-                     "Weigh cells by 1 / distance^P of their middle to the node; 0: all alike (0)")
-        ->type_name("P");
+    add_count(*command, "--power", options->power,
+              "Weigh cells by 1 / distance^N of their middle to the node; 0: all alike")
+        ->default_str("0");
+    add_array_option(*command, "-a,--array", options->arrays,
+                     "Cell arrays to bring, instead of all; the first colours the picture");
     add_input_options(*command, *options);
-    add_output_file(*command, options->output, "Mesh with the new arrays, of the kind that it is of,",
-                    kMeshExtensions)
-        ->required();
-    add_quiet(*command, options->output);
+    add_output_options(*command, options->output, kMadeMesh, kMeshExtensions);
+    command->footer(examples({"cell2node stresses.vtu -o nodes.vtu --png nodes.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_cell2node(*options, console); }; });
 }

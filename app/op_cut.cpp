@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "errors.hpp"
 #include "extraction.hpp"
 #include "operations.hpp"
@@ -154,23 +152,24 @@ void add_cut(CLI::App &tool, Action &chosen) {
     CLI::App *command =
         tool.add_subcommand("cut", "Cut out the part at or above a level, or inside a body, with all arrays");
     const auto options = std::make_shared<CutOptions>();
-    command->add_option("-l,--level", options->level, "Keep what is at or above this level of the array")
-        ->check(finite_number());
+    add_number(*command, "-l,--level", options->level, "Keep what is at or above this level of the array",
+               "LEVEL");
     command->add_flag("--below", options->below, "Keep what is below the level");
     command->add_option("--plane", options->plane, "Keep the side of a plane that its normal points to")
         ->type_name(kPlane);
     command->add_option("--box", options->box, "Keep the inside of a box")->type_name(kBox);
-    command
-        ->add_option("--sphere", options->sphere,
-                     "Keep the inside of a sphere. Bodies cut where the distance from them, taken linearly "
-                     "along edges, is 0: as exact as the mesh is fine")
-        ->type_name(kSphere);
+    command->add_option("--sphere", options->sphere, "Keep the inside of a sphere")->type_name(kSphere);
     command->add_flag("--invert", options->invert, "Keep the rest, outside the body");
     add_field_options(*command, options->field,
                       "Node and cell arrays to keep, instead of all; the first colours the picture");
     command->get_option("--array")->description(
         "Node array of the level, when the file has several; with a body, the one to colour the picture by");
     add_output_options(*command, options->output, "Part", kExtensions);
+    command->footer(
+        "Bodies cut where the distance from them, taken linearly along edges, is 0: as exact as the mesh is "
+        "fine.\n\n" +
+        examples({"cut brain.nii.gz --level 50 -o tissue.vtu",
+                  "cut tissue.vtu --plane 0,0,0,-1,0.3,0 -o half.vtu --png half.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_cut(*options, console); }; });
 }

@@ -6,10 +6,9 @@
 #include <memory>
 #include <tuple>
 
-#include <CLI/Option.hpp>
-
 #include "cells_io.hpp"
 #include "extraction.hpp"
+#include "field_picture.hpp"
 #include "operations.hpp"
 #include "part_output.hpp"
 #include "point_cloud.hpp"
@@ -170,12 +169,6 @@ void say_points(const Made &made, const DelaunayOptions &options, Console &conso
     }
 }
 
-// Those of more triangles would hide the colours.
-bool shows_edges(double triangles, const PictureStyle &style) {
-    constexpr double kPixels = 40;  // a triangle
-    return kPixels * triangles <= double{1} * style.width * style.height;
-}
-
 // A map from above, or with --view the surface in space.
 void draw_triangles(OutputSurface surface, std::span<const float> flat, Bounds bounds,
                     const OutputOptions &output, OutputFile &file, Console &console) {
@@ -204,7 +197,7 @@ void make_surface(PointCloud &cloud, const Bounds &bounds, const DelaunayOptions
     surface.points = nodes.points;
     surface.triangles = made.triangles;
     surface.arrays = nodes.arrays;
-    const bool with_ids = extension_of(output.geometry) == ".vtp";  // the others have no place for them
+    const bool with_ids = keeps_cell_arrays(output.geometry);  // the others have no place for them
     if (with_ids) surface.arrays.push_back(point_ids(nodes, console));
     write_surface(surface, files.geometry, console);
     std::vector<float> flat = nodes.points;
@@ -287,9 +280,11 @@ void add_delaunay(CLI::App &tool, Action &chosen) {
     add_cloud_options(*command, *options,
                       "Columns or node arrays to carry, instead of all that hold numbers; the first colours "
                       "the picture",
-                      "Column of z: with --3d (z or the third), or to lift the triangles' nodes");
+                      "; with --3d, or to lift the triangles' nodes");
     add_output_options(*command, options->output, "Triangles or tetrahedra",
                        surface_extensions() + ", with --3d " + kSolidExtensions);
+    command->footer(examples({"delaunay soundings.csv --value depth --check -o bay.vtp --png bay.png",
+                              "delaunay atoms.csv --3d -o atoms.vtu"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_delaunay(*options, console); }; });
 }

@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "cells_io.hpp"
 #include "extraction.hpp"
 #include "operations.hpp"
@@ -80,6 +78,7 @@ void add_denull(CLI::App &tool, Action &chosen) {
     add_field_options(*command, options->field,
                       "Node and cell arrays to keep, instead of all; the first colours the picture");
     add_output_options(*command, options->output, "Mesh", kExtensions);
+    command->footer(examples({"denull brain.nii.gz --null 0 -o voxels.vtu --png voxels.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_denull(*options, console); }; });
 }

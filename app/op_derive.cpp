@@ -1,8 +1,6 @@
 // isofield grad, curl, div and derive: derivatives of node arrays, in a file of the same kind.
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "array_output.hpp"
 #include "errors.hpp"
 #include "mesh_output.hpp"
@@ -26,6 +24,7 @@ struct Operator {
     const char *command, *help;
     const char *native_help;
     const char *suffix;  // of the new array's name
+    const char *example;
     const DataArray &(*choose)(const Dataset &, const std::string &);
     Values (isofield::Mesh::*apply)(const isofield::DataView &, const isofield::DerivativeOptions &);
 };
@@ -33,16 +32,19 @@ struct Operator {
 constexpr Operator kOperators[] = {
     {"grad", "Differentiate a scalar, or each component of a vector, along x, y and z",
      "Use the mesh kind's own formula: flat grids but .vti differentiate along x and y alone; 0 in the "
-     "place of NaN. See isofield.h",
-     "_gradient", choose_array, &isofield::Mesh::gradient},
+     "place of NaN; see isofield.h",
+     "_gradient", "grad jacksboro.vti --name slope -o slope.vti --png slope.png", choose_array,
+     &isofield::Mesh::gradient},
     {"curl", "Make the curl of a vector",
      "Use the mesh kind's own formula: uniform and rectilinear grids leave component 0 out, surface cells "
-     "give no field's curl; 0 in the place of NaN. See isofield.h",
-     "_curl", choose_vector, &isofield::Mesh::curl},
+     "give no field's curl; 0 in the place of NaN; see isofield.h",
+     "_curl", "curl disk_out_ref.ex2 --array V -o curl.vtu --png curl.png", choose_vector,
+     &isofield::Mesh::curl},
     {"div", "Make the divergence of a vector",
-     "Use the mesh kind's own formula: surface cells give no field's divergence; 0 in the place of NaN. See "
+     "Use the mesh kind's own formula: surface cells give no field's divergence; 0 in the place of NaN; see "
      "isofield.h",
-     "_divergence", choose_vector, &isofield::Mesh::divergence},
+     "_divergence", "div coads_climatology.cdf --array UWND,VWND -o divergence.vti --png divergence.png",
+     choose_vector, &isofield::Mesh::divergence},
 };
 
 // A field, and the file's own mesh that takes what is made.
@@ -141,22 +143,22 @@ void run_derive(const DerivativeOptions &options, Console &console) {
     draw_made(field, options.show == "q" ? q : magnitude, output, files, console);
 }
 
-void add_options(CLI::App &command, DerivativeOptions &options, const std::string &array_help) {
-    command.add_option("-a,--array", options.field.array, array_help)->type_name("NAME");
+void add_common(CLI::App &command, DerivativeOptions &options) {
     add_input_options(command, options.field);
-    add_output_options(command, options.output, "Mesh with the new arrays, of the kind that it is of,",
-                       kMeshExtensions);
+    add_output_options(command, options.output, kMadeMesh, kMeshExtensions);
 }
 
 void add_operator(CLI::App &tool, Action &chosen, const Operator &how) {
     CLI::App *command = tool.add_subcommand(how.command, how.help);
     const auto options = std::make_shared<DerivativeOptions>();
-    add_options(*command, *options, "Node array to work on, when the file has several");
     command->add_flag("--native", options->native, how.native_help);
-    command
-        ->add_option("--name", options->name,
-                     std::string("Name of the new array (that of the old one, and ") + how.suffix + ")")
-        ->type_name("NAME");
+    const bool vector = how.choose == choose_vector;
+    add_array_option(*command, "-a,--array", options->field.array, vector ? kVectorHelp : kArrayHelp,
+                     vector ? kVectorType : "NAME");
+    add_array_option(*command, "--name", options->name, "Name of the new array")
+        ->default_str(std::string("that of the old one and ") + how.suffix);
+    add_common(*command, *options);
+    command->footer(examples({how.example}));
     command->callback([options, &how, &chosen] {
         chosen = [options, &how](Console &console) { run_operator(how, *options, console); };
     });
@@ -169,9 +171,13 @@ void add_derivatives(CLI::App &tool, Action &chosen) {
     CLI::App *command =
         tool.add_subcommand("derive", "Tell how a flow turns: vorticity, its magnitude and the Q-criterion");
     const auto options = std::make_shared<DerivativeOptions>();
-    add_options(*command, *options, "Vector on the nodes, when the file has several");
     command->add_option("--show", options->show, "What colours the picture: vorticity (its magnitude) or q")
-        ->check(CLI::IsMember({"vorticity", "q"}));
+        ->check(CLI::IsMember({"vorticity", "q"}))
+        ->type_name("vorticity|q")
+        ->default_str("vorticity");
+    add_array_option(*command, "-a,--array", options->field.array, kVectorHelp, kVectorType);
+    add_common(*command, *options);
+    command->footer(examples({"derive disk_out_ref.ex2 --array V -o turning.vtu --png turning.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_derive(*options, console); }; });
 }

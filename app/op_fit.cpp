@@ -1,15 +1,16 @@
-// isofield fit: the polynomial through the points of a table, by least squares.
+// isofield fit: the polynomial through the points of a table, or through values on nodes, by least squares.
 #include <algorithm>
 #include <cmath>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "chart.hpp"
+#include "dataset_io.hpp"
 #include "errors.hpp"
+#include "mesh_output.hpp"
 #include "operation_support.hpp"
 #include "operations.hpp"
 #include "point_table.hpp"
+#include "probe_points.hpp"
 #include "table_io.hpp"
 
 namespace app {
@@ -18,11 +19,9 @@ namespace {
 constexpr char kExtensions[] = ".csv";
 constexpr int kMostDegree = 19;
 
-struct FitOptions {
-    std::string path;
-    std::string x, y;  // columns
+struct FitOptions : InputOptions {
+    std::string x, y;  // columns, or node arrays
     int degree = 1;
-    std::optional<double> null_value;
     OutputOptions output;
 };
 
@@ -31,8 +30,8 @@ struct Samples {
     std::vector<double> x, y;  // NaN where missing
 };
 
-Samples read_samples(const FitOptions &options, Console &console) {
-    const Stopwatch reading;
+Samples table_samples(const FitOptions &options, Console &console) {
+    refuse_step(options.step);
     const PointTable table(options.path, console);
     std::optional<std::size_t> x, y;
     std::vector<std::size_t> taken;
@@ -45,10 +44,43 @@ Samples read_samples(const FitOptions &options, Console &console) {
                          "' has no two columns of numbers between commas: its columns are " + table.names());
     }
     Samples samples{table.name(*x), table.name(*y), table.numbers(*x), table.numbers(*y)};
-    for (double &value : samples.y) {
-        if (value == options.null_value) value = NAN;
+    for (std::vector<double> *column : {&samples.x, &samples.y})
+        std::replace(column->begin(), column->end(), options.null_value.value_or(NAN), double{NAN});
+    return samples;
+}
+
+// A scalar on the nodes, or a coordinate of them: x, y or z.
+std::vector<double> node_values(const Dataset &dataset, const std::string &name, const FitOptions &options,
+                                Console &console) {
+    const auto taken = node_array_names(dataset);
+    const auto axis = std::string_view("xyz").find(name);
+    const bool coordinate = name.size() == 1 && axis < 3;
+    if (coordinate && std::find(taken.begin(), taken.end(), name) == taken.end()) {
+        const std::vector<float> nodes = node_coords(dataset);
+        std::vector<double> values;
+        for (std::size_t i = axis; i < nodes.size(); i += 3) values.push_back(nodes[i]);
+        return values;
     }
-    console.say("read   " + options.path + ": " + format_count(table.rows(), "row", "rows") + ", y '" +
+    const NamedArray array = named_array(choose_scalar(dataset, name), options, console);
+    const isofield::front::DoubleValues values(array.data.view(), array.null_value);
+    return {values.view().begin(), values.view().end()};
+}
+
+Samples field_samples(const FitOptions &options, Console &console) {
+    const Dataset dataset = read_dataset(options.path, options.step, console, nullptr, options.y);
+    if (options.x.empty())
+        throw UsageError("'" + options.path + "' is no table: name a node array, or x, y or z, by --x");
+    const std::string y = options.y.empty() ? choose_scalar(dataset, "").name : options.y;
+    return {options.x, y, node_values(dataset, options.x, options, console),
+            node_values(dataset, y, options, console)};
+}
+
+Samples read_samples(const FitOptions &options, Console &console) {
+    const Stopwatch reading;
+    const bool table = is_table(options.path);
+    Samples samples = (table ? table_samples : field_samples)(options, console);
+    console.say("read   " + options.path + ": " +
+                format_count(samples.x.size(), table ? "row" : "node", table ? "rows" : "nodes") + ", y '" +
                 samples.y_name + "' over x '" + samples.x_name + "', " + reading.seconds());
     return samples;
 }
@@ -135,38 +167,38 @@ void draw(const Samples &samples, const isofield::Fit &fit, const OutputOptions 
 void run_fit(const FitOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
-    std::optional<OutputFile> table, picture;
-    if (!output.geometry.empty()) check_output_name(output.geometry, kExtensions);
-    if (!output.picture.empty()) check_picture_name(output.picture);
-    if (!output.geometry.empty()) table.emplace(output.geometry, std::vector{options.path});
-    if (!output.picture.empty()) picture.emplace(output.picture, std::vector{options.path});
-
+    OptionalFiles files(output, kExtensions, {options.path});
     const Samples samples = read_samples(options, console);
     const Stopwatch fitting;
+    console.progress("fitting", 0);
     const isofield::Fit made = fit(samples, options);
     print(made, fitting, console);
-    if (table) write_csv(table_of(samples, made, console), *table, console);
-    if (picture) draw(samples, made, output, *picture, console);
+    if (files.geometry) write_csv(table_of(samples, made, console), *files.geometry, console);
+    if (files.picture) draw(samples, made, output, *files.picture, console);
 }
 
 }  // namespace
 
 void add_fit(CLI::App &tool, Action &chosen) {
-    CLI::App *command = tool.add_subcommand("fit", "Fit a polynomial to columns of a table");
+    CLI::App *command = tool.add_subcommand("fit", "Fit a polynomial to columns of a table, or to node data");
     const auto options = std::make_shared<FitOptions>();
-    command->add_option("TABLE", options->path, "Table: a .csv file")->required();
-    command->add_option("--x", options->x, "Column of x, by name or number from 1 (the first of numbers)")
-        ->type_name("COL");
-    command->add_option("--y", options->y, "Column of y (the next one)")->type_name("COL");
-    command->add_option("--degree", options->degree, "Of the polynomial (1)")
-        ->check(CLI::Range(0, kMostDegree))
-        ->type_name("N");
     command
-        ->add_option("--null", options->null_value, "Value of missing y; NaN and no value are always missing")
-        ->check(finite_number());
-    add_output_file(*command, options->output, "Rows with the fitted value and the residual", kExtensions);
-    add_picture_options(*command, options->output);
-    add_quiet(*command, options->output, "Say nothing but the results and errors");
+        ->add_option("POINTS", options->path,
+                     "Points to fit to: rows of a .csv file, or nodes of " + readable_extensions())
+        ->required();
+    add_step_option(*command, options->step);
+    add_count(*command, "--degree", options->degree, "Degree of the polynomial", whole_number(0, kMostDegree))
+        ->capture_default_str();
+    add_array_option(*command, "-a,--array,--y", options->y, "Column or node array of the values y", "COLUMN")
+        ->default_str("the next one of numbers");
+    add_array_option(*command, "--x", options->x,
+                     "Column of x, by name or number, or a node array or coordinate", "COLUMN")
+        ->default_str("the first one of numbers");
+    add_null_option(*command, options->null_value);
+    add_optional_output(*command, options->output, "Rows with the fitted value and the residual", kExtensions,
+                        false);
+    command->footer(
+        examples({"fit stations.csv --x lat --y temperature --degree 2 -o fit.csv --png fit.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_fit(*options, console); }; });
 }

@@ -3,8 +3,6 @@
 #include <cmath>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "errors.hpp"
 #include "extraction.hpp"
 #include "glyph_shape.hpp"
@@ -242,31 +240,28 @@ void add_glyph(CLI::App &tool, Action &chosen) {
         "glyph", "Make arrows or other shapes at nodes, turned along a vector and sized by it or a scalar");
     const auto options = std::make_shared<GlyphOptions>();
     command
-        ->add_option("-a,--array", options->field.array,
-                     "Vector or scalar on the nodes, when the file has several")
-        ->type_name("NAME|U,V|U,V,W");
-    add_input_options(*command, options->field);
-    command
         ->add_option("--shape", options->shape,
                      "Shape, along x: " + shape_names() +
-                         ", whose point 0,0,0 comes to the node and whose longest side is taken as 1 (arrow "
-                         "for vectors, sphere for scalars)")
-        ->type_name("SHAPE");
+                         ", whose point 0,0,0 comes to the node and whose longest side is taken as 1")
+        ->type_name(shape_choices() + "|FILE")
+        ->default_str("arrow for vectors, sphere for scalars");
     command
         ->add_option("--scale", options->scale,
                      "Size of a glyph over the length of its vector or its scalar; with auto nineteen "
                      "of twenty are at most as long as they are apart")
-        ->type_name("auto|S");
-    command
-        ->add_option("--every", options->every,
-                     "One glyph every N nodes, of grids along each axis (so that there are at most " +
-                         std::to_string(kMany) + ")")
-        ->type_name("N");
-    command->add_option("--by", options->by, "Node array that colours the glyphs, in the place of --array")
-        ->type_name("NAME");
+        ->type_name("auto|SIZE")
+        ->capture_default_str();
+    add_count(*command, "--every", options->every, "One glyph every N nodes, of grids along each axis")
+        ->default_str("so that there are at most " + std::to_string(kMany));
     command->add_flag("--fixed", options->fixed, "Make all glyphs of the size that --scale tells");
     command->add_flag("--no-orient", options->no_orient, "Do not turn the glyphs");
+    add_array_option(*command, "-a,--array", options->field.array,
+                     "Vector or scalar on the nodes, or the scalars to make a vector of", kVectorType);
+    add_array_option(*command, "--by", options->by,
+                     "Node array that colours the glyphs, in the place of --array");
+    add_input_options(*command, options->field);
     add_output_options(*command, options->output, "Glyphs", surface_extensions());
+    command->footer(examples({"glyph coads_climatology.cdf --array UWND,VWND -o wind.vtp --png wind.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_glyph(*options, console); }; });
 }

@@ -3,10 +3,8 @@
 #include <limits>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "dataset_io.hpp"
-#include "operation_support.hpp"
+#include "field_picture.hpp"
 #include "operations.hpp"
 #include "table_io.hpp"
 
@@ -122,11 +120,9 @@ std::vector<Column> table_of(const std::vector<Total> &totals, const std::vector
 void run_integrate(const IntegrateOptions &options, Console &console) {
     const OutputOptions &output = options.output;
     console.set_quiet(output.quiet);
-    std::optional<OutputFiles> files;
-    if (!output.geometry.empty()) files.emplace(output, kExtensions, std::vector{options.path});
+    OptionalFiles files(output, kExtensions, {options.path});
     const Stopwatch reading;
-    const Dataset dataset =
-        read_dataset(options.path, options.step, console, nullptr, first_of(options.arrays));
+    Dataset dataset = read_dataset(options.path, options.step, console, nullptr, first_of(options.arrays));
     std::vector<const DataArray *> chosen;
     if (!options.arrays.empty()) chosen = choose_arrays(dataset, Association::kNode, options.arrays);
     isofield::Mesh mesh = make_mesh(dataset, console, LineCells::kKeep);
@@ -136,8 +132,13 @@ void run_integrate(const IntegrateOptions &options, Console &console) {
     std::vector<Integrand> integrands;
     for (const NamedArray &array : arrays) add_integrands(array, integrands);
     const std::vector<Total> totals = integrate(mesh, integrands, console);
-    if (files) write_csv(table_of(totals, integrands), files->geometry, console);
+    if (files.geometry) write_csv(table_of(totals, integrands), *files.geometry, console);
     for (const Total &total : totals) print(total, integrands, console);
+    if (!files.picture) return;
+
+    std::optional<Shown> shown;
+    if (!arrays.empty()) shown = {arrays.front(), Association::kNode};
+    draw_dataset(std::move(dataset), shown, output, *files.picture, console);
 }
 
 }  // namespace
@@ -146,11 +147,11 @@ void add_integrate(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
         "integrate", "Tell volume, area and length of the cells, and integrals over them");
     const auto options = std::make_shared<IntegrateOptions>();
-    command->add_option("-a,--array", options->arrays, "Node arrays to integrate, each component")
-        ->type_name("NAME");
+    add_array_option(*command, "-a,--array", options->arrays,
+                     "Node arrays to integrate, each component; the first colours the picture");
     add_input_options(*command, *options);
-    add_output_file(*command, options->output, "Table", kExtensions);
-    add_quiet(*command, options->output, "Say nothing but the results and errors");
+    add_optional_output(*command, options->output, "Table", kExtensions);
+    command->footer(examples({"integrate fire_ug.vtu --array t"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_integrate(*options, console); }; });
 }

@@ -1,8 +1,6 @@
 // isofield iso: the surface along which a scalar takes one level.
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "errors.hpp"
 #include "level_output.hpp"
 #include "operations.hpp"
@@ -40,7 +38,7 @@ void run_iso(const IsoOptions &options, Console &console) {
     tell_of_gaps(field.dataset, "the surface", console);
 
     const Stopwatch making;
-    const bool with_cells = extension_of(output.geometry) == ".vtp";  // the others have no place for them
+    const bool with_cells = keeps_cell_arrays(output.geometry);  // the others have no place for them
     const isofield::Surface surface = extract(field, options, with_cells, console);
     const LevelOutput made = make_output(field, surface, with_cells);
     const std::string made_seconds = making.seconds();
@@ -64,12 +62,13 @@ void add_iso(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
         "iso", "Make the surface along which a scalar takes one level; lines where cells are flat");
     const auto options = std::make_shared<IsoOptions>();
-    command->add_option("-l,--level", options->level, "Level of the surface")
-        ->required()
-        ->check(finite_number());
+    add_number(*command, "-l,--level", options->level, "Level of the surface", "LEVEL")->required();
     add_field_options(*command, options->field,
                       "Node arrays to carry to the surface; the first colours the picture");
     add_output_options(*command, options->output, "Surface", surface_extensions());
+    command->footer(
+        examples({"iso brain.nii.gz --level 80 -o brain.vtp --png brain.png",
+                  "iso fire_ug.vtu --array t --level 450 --attach uvw -o fire.vtp --png fire.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_iso(*options, console); }; });
 }

@@ -3,8 +3,6 @@
 #include <limits>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "errors.hpp"
 #include "levels.hpp"
 #include "operations.hpp"
@@ -140,16 +138,14 @@ void add_lines(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
         "lines", "Make isolines of a scalar on triangles, quadrilaterals or a two-dimensional grid");
     const auto options = std::make_shared<LinesOptions>();
-    command->add_option("-l,--level", options->levels, "A level; may be given several times")
-        ->check(finite_number())
+    add_number(*command, "-l,--level", options->levels, "Level; may be given several times", "LEVEL")
         ->expected(1)
         ->take_all();
-    command->add_option("--levels", options->count, "So many levels, evenly spaced inside the range")
-        ->type_name("N");
-    command->add_option("--every", options->every, "All multiples of a step within the range")
-        ->check(finite_number());
+    add_count(*command, "--levels", options->count, "So many levels, evenly spaced inside the range");
+    add_number(*command, "--every", options->every, "All multiples of a step within the range", "STEP");
     add_field_options(*command, options->field, "Node arrays to carry to the lines");
     add_output_options(*command, options->output, "Lines", line_extensions());
+    command->footer(examples({"lines jacksboro.vti --every 100 -o heights.vtp --png heights.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_lines(*options, console); }; });
 }

@@ -7,7 +7,6 @@
 #include <vtkCellArray.h>
 #include <vtkPointData.h>
 #include <vtkUnstructuredGrid.h>
-#include <CLI/Option.hpp>
 
 #include "chart.hpp"
 #include "dataset_io.hpp"
@@ -15,6 +14,7 @@
 #include "operation_support.hpp"
 #include "operations.hpp"
 #include "probe_points.hpp"
+#include "relay.hpp"
 #include "sampling.hpp"
 #include "surface_io.hpp"
 #include "table_io.hpp"
@@ -154,11 +154,16 @@ vtkSmartPointer<vtkDataSet> to_dataset(const Probed &probed, const OutputSurface
 }
 
 void write(const Probed &probed, OutputFile &file, Console &console) {
-    const std::string extension = extension_of(file.name());
-    if (extension == ".csv") return write_csv(columns_of(probed, console), file, console);
-    console.progress("writing", 0);
+    const bool as_table = extension_of(file.name()) == ".csv";
+    const std::string own_kind = probed.at.grid() ? ".vti" : ".vtp";
     const OutputSurface surface = surface_of(probed);
-    write_xml(to_dataset(probed, surface, extension), file, console);
+    if (as_table) {
+        if (result_is_wanted()) hand_on(to_dataset(probed, surface, own_kind));
+        return write_csv(columns_of(probed, console), file, console);
+    }
+    console.progress("writing", 0);
+    const std::string kind = file.in_memory() ? own_kind : extension_of(file.name());
+    write_xml(to_dataset(probed, surface, kind), file, console);
     file.commit();
     console.clear_bar();
 }
@@ -236,16 +241,20 @@ void run_probe(const ProbeOptions &options, Console &console) {
 void add_probe(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand("probe", "Tell what node arrays are at points, by interpolation");
     const auto options = std::make_shared<ProbeOptions>();
-    command->add_option("-a,--array", options->arrays, "Node arrays to probe, instead of all")
-        ->type_name("NAME");
-    add_input_options(*command, *options);
-    command->add_option("POINTS", options->points.path,
-                        "Points: a .csv file with the columns x, y and z, or the nodes of a file as FIELD");
     add_point_options(*command, options->points, "Points from one end to the other, so many with both",
                       "Points on a grid over the box of the field");
-    command->add_option("--fill", options->fill, "Value of points that have none (NaN)")
-        ->check(finite_number());
+    add_number(*command, "--fill", options->fill, "Value of points that have none", "VALUE")
+        ->default_str("NaN");
+    add_array_option(*command, "-a,--array", options->arrays,
+                     "Node arrays to probe, instead of all; the first colours the picture");
+    add_input_options(*command, *options);
+    command->add_option(
+        "POINTS", options->points.path,
+        "Points: rows of a .csv file with the columns x, y and z, or nodes of " + readable_extensions());
     add_output_options(*command, options->output, "Points with their values", ".csv .vti (--grid) .vtp .vtu");
+    command->footer(
+        examples({"probe disk_out_ref.ex2 --line -5.75,0,-10 5.75,0,10.16 400 -o line.csv --png line.png",
+                  "probe fire_ug.vtu --grid 400 1 160 -o plane.vti --png plane.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_probe(*options, console); }; });
 }

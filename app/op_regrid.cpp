@@ -9,7 +9,6 @@
 #include <vtkPointData.h>
 #include <vtkRectilinearGrid.h>
 #include <vtkStructuredGrid.h>
-#include <CLI/Option.hpp>
 
 #include "dataset_io.hpp"
 #include "errors.hpp"
@@ -173,13 +172,11 @@ NewGrid make_grid(vtkDataSet *old, const std::vector<NamedArray> &arrays, const 
     NewGrid grid;
     make_mesh_of(grid, old, to, console);
     vtkPointData *of_nodes = grid.data->GetPointData();
-    const PolledStage polled;
     for (const NamedArray &array : arrays) {
         console.progress("taking nodes", static_cast<int>(100 * grid.arrays.size() / arrays.size()));
         grid.arrays.push_back({array.name, regridded(array.data, to), array.null_value});
         of_nodes->AddArray(view_array(array.name, grid.arrays.back().data));
         declare_null(grid.data, array.name, array.null_value);
-        check_interrupt();
     }
     of_nodes->SetActiveScalars(dataset.active_scalars.c_str());
     console.clear_bar();
@@ -253,12 +250,10 @@ void run_regrid(const RegridOptions &options, bool every, Console &console) {
 }
 
 void add_common(CLI::App &command, RegridOptions &options) {
-    command
-        .add_option("-a,--array", options.arrays,
-                    "Node arrays to keep, instead of all; the first colours the picture")
-        ->type_name("NAME");
+    add_array_option(command, "-a,--array", options.arrays,
+                     "Node arrays to keep, instead of all; the first colours the picture");
     add_input_options(command, options);
-    add_output_options(command, options.output, "Grid, of the kind that it is of,", ".vti .vtr .vts");
+    add_output_options(command, options.output, "Grid of FIELD's own kind", ".vti .vtr .vts");
 }
 
 }  // namespace
@@ -272,6 +267,7 @@ void add_downsize(CLI::App &tool, Action &chosen) {
         ->type_name("N|NX,NY,NZ")
         ->required();
     add_common(*command, *options);
+    command->footer(examples({"downsize brain.nii.gz --every 2 -o half.vti"}));
     command->callback([options, &chosen] {
         chosen = [options](Console &console) { run_regrid(*options, true, console); };
     });
@@ -282,12 +278,13 @@ void add_resample(CLI::App &tool, Action &chosen) {
         "resample", "Bring a uniform or rectilinear grid to other counts of nodes over the same extent");
     command->footer(
         "Each node takes the values of the nearest old one at or below it along each axis; for values in "
-        "between use 'isofield probe --grid'.");
+        "between use 'isofield probe --grid'.\n\n" +
+        examples({"resample brain.nii.gz --dims 64,64,64 -o small.vti"}));
     const auto options = std::make_shared<RegridOptions>();
     command->add_option("--dims", options->sizes, "Nodes along each axis")->type_name("NX,NY,NZ")->required();
     command->add_flag("--native", options->native,
                       "Round as the library's function does: a node that meets an old one may take the one "
-                      "below. See isofield.h");
+                      "below; see isofield.h");
     add_common(*command, *options);
     command->callback([options, &chosen] {
         chosen = [options](Console &console) { run_regrid(*options, false, console); };

@@ -8,7 +8,6 @@
 
 #include <vtkImageData.h>
 #include <vtkPointData.h>
-#include <CLI/Option.hpp>
 
 #include "array_output.hpp"
 #include "dataset_io.hpp"
@@ -76,6 +75,17 @@ void check_options(const ScatterOptions &options) {
         std::count_if(options.grid.begin(), options.grid.end(), [](int n) { return n > 1; }) < 2) {
         throw UsageError("--png draws a --grid of several nodes along two or three axes");
     }
+}
+
+// Tells of a word that was not meant for --grid, which takes one more where there is one.
+CLI::Validator grid_count() {
+    return CLI::Validator(
+        [](std::string &text) {
+            const std::string refused = whole_number()(text);
+            return refused.empty() ? refused
+                                   : refused + "; name POINTS before --grid, or after other options";
+        },
+        "");
 }
 
 bool inside(const PointCloud &points, std::size_t point, const Box &box) {
@@ -235,18 +245,24 @@ void add_scatter(CLI::App &tool, Action &chosen) {
     CLI::App *command =
         tool.add_subcommand("scatter", "Bring values at scattered points to the nodes of a grid");
     const auto options = std::make_shared<ScatterOptions>();
-    command->add_option("--grid", options->grid, "Nodes of the grid along each axis")
+    add_count(*command, "--grid", options->grid, "Nodes of the grid along each axis", grid_count())
         ->expected(2, 3)
         ->required()
         ->type_name("NX NY [NZ]");
-    add_cloud_options(*command, *options, "Columns or node arrays to bring, instead of all that hold numbers",
-                      "Column of z, with NZ (z or the third)");
-    command->add_option("--box", options->box, "Where the grid lies, instead of around all points")
-        ->type_name("X0,X1,Y0,Y1[,Z0,Z1]");
-    command->add_option("--radius", options->radius, "How many nodes a point reaches along an axis (3)")
-        ->type_name("R|RX,RY[,RZ]");
-    command->add_option("--power", options->power, "Weights are 1 / distance^power (2)")->type_name("P");
+    command->add_option("--box", options->box, "Where the grid lies")
+        ->type_name("X0,X1,Y0,Y1[,Z0,Z1]")
+        ->default_str("around all points");
+    command->add_option("--radius", options->radius, "How many nodes a point reaches along an axis")
+        ->type_name("R|RX,RY[,RZ]")
+        ->capture_default_str();
+    add_count(*command, "--power", options->power, "Weights are 1 / distance^N")->capture_default_str();
+    add_cloud_options(*command, *options,
+                      "Columns or node arrays to bring, instead of all that hold numbers; the first colours "
+                      "the picture",
+                      "; with NZ");
     add_output_options(*command, options->output, "Grid", kExtensions);
+    command->footer(examples(
+        {"scatter stations.csv --value temperature --grid 291 157 --radius 7 -o map.vti --png map.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_scatter(*options, console); }; });
 }

@@ -2,8 +2,6 @@
 #include <cmath>
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "errors.hpp"
 #include "extraction.hpp"
 #include "operations.hpp"
@@ -123,21 +121,18 @@ void add_simplify(CLI::App &tool, Action &chosen) {
     CLI::App *command =
         tool.add_subcommand("simplify", "Make triangles of few nodes in place of a uniform grid of heights");
     const auto options = std::make_shared<SimplifyOptions>();
-    command
-        ->add_option("-t,--tolerance", options->tolerance,
-                     "How far heights may be from the triangles: a goal, the worst error is told")
-        ->required()
-        ->check(finite_number());
+    add_number(*command, "-t,--tolerance", options->tolerance,
+               "How far heights may be from the triangles: a goal, the worst error is told", "HEIGHT")
+        ->required();
     command->add_flag("--relative", options->relative,
                       "The tolerance is a part of the heights' range: 0.01 for a hundredth");
     command->add_flag("--flat", options->flat, "Leave the nodes in the grid's plane; heights are an array");
     command->add_flag("--edges", options->edges, "Draw the triangles' edges too");
-    command
-        ->add_option("-a,--array", options->field.array,
-                     "Node array of the heights, when the file has several")
-        ->type_name("NAME");
+    add_array_option(*command, "-a,--array", options->field.array, kArrayHelp);
     add_input_options(*command, options->field);
     add_output_options(*command, options->output, "Surface", surface_extensions());
+    command->footer(
+        examples({"simplify jacksboro.vti --tolerance 80 -o mountains.vtp --png mountains.png --edges"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_simplify(*options, console); }; });
 }

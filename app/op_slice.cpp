@@ -8,7 +8,6 @@
 #include <vtkPointData.h>
 #include <vtkStructuredGrid.h>
 #include <vtkUnsignedCharArray.h>
-#include <CLI/Option.hpp>
 
 #include "dataset_io.hpp"
 #include "errors.hpp"
@@ -179,6 +178,7 @@ void slice_grid(Field &field, const SlicePlane &plane, const OutputOptions &outp
                 Console &console) {
     const Stopwatch making;
     check_grid(field.dataset, output.geometry);
+    console.progress("slicing", 0);
     const isofield::PlaneSlice slice = field.mesh.plane_slice(plane.normal, plane.distance);
     if (slice.ninside() == 0) refuse_miss(plane, field.dataset);
     const auto triangles = grid_triangles(
@@ -206,7 +206,7 @@ void slice_cells(Field &field, const SlicePlane &plane, const OutputOptions &out
     Vector point;
     for (std::size_t d = 0; d < 3; ++d) point[d] = plane.distance * plane.normal[d];
     const std::vector<double> distances = field.mesh.signed_distances(isofield::Plane{point, plane.normal});
-    const bool with_cells = extension_of(output.geometry) == ".vtp";
+    const bool with_cells = keeps_cell_arrays(output.geometry);
     isofield::ExtractionOptions settings = extraction_settings(field, "slicing", console);
     settings.keep_cells = with_cells;
     const PolledStage polled;
@@ -238,21 +238,19 @@ void run_slice(const SliceOptions &options, Console &console) {
 void add_slice(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand("slice", "Make a plane slice, with node arrays on it");
     const auto options = std::make_shared<SliceOptions>();
-    command
-        ->add_option("-a,--array", options->arrays,
-                     "Node arrays to carry to the slice, instead of all; the first colours the picture")
-        ->type_name("NAME");
-    add_input_options(*command, *options);
     command->add_option("--normal", options->normal, "Normal of the plane")->required()->type_name("X,Y,Z");
-    command
-        ->add_option("--distance", options->distance,
-                     "Distance of the plane from 0,0,0 along its normal (through the middle of the field)")
-        ->check(finite_number());
-    command->add_option("--origin", options->origin, "A point of the plane, in the place of --distance")
+    add_number(*command, "--distance", options->distance, "Distance of the plane from 0,0,0 along its normal",
+               "DISTANCE")
+        ->default_str("through the middle of the field");
+    command->add_option("--origin", options->origin, "Point of the plane, in the place of --distance")
         ->type_name("X,Y,Z");
+    add_array_option(*command, "-a,--array", options->arrays,
+                     "Node arrays to carry to the slice, instead of all; the first colours the picture");
+    add_input_options(*command, *options);
     add_output_options(*command, options->output,
                        "Triangles, or of uniform and rectilinear grids a grid on the plane (.vts),",
                        surface_extensions() + " " + kGrid);
+    command->footer(examples({"slice brain.nii.gz --normal 1,0.6,0.3 -o slice.vts --png slice.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_slice(*options, console); }; });
 }

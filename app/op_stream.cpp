@@ -4,17 +4,17 @@
 #include <memory>
 #include <numeric>
 
-#include <CLI/Option.hpp>
-
 #include "dataset_io.hpp"
 #include "errors.hpp"
 #include "extraction.hpp"
 #include "operations.hpp"
 #include "probe_points.hpp"
+#include "relay.hpp"
 #include "sampling.hpp"
 #include "seeds.hpp"
 #include "sheet.hpp"
 #include "table_io.hpp"
+#include "vtk_support.hpp"
 
 namespace app {
 namespace {
@@ -333,8 +333,12 @@ void run_stream(const StreamOptions &options, Console &console) {
     const std::vector<Direction> directions = directions_of(options);
     const OutputSurface lines = output_of(made, directions);
     const Stopwatch writing;
-    extension_of(output.geometry) == ".csv" ? write_csv(columns_of(made, console), files.geometry, console)
-                                            : write_surface(lines, files.geometry, console);
+    if (extension_of(output.geometry) == ".csv") {
+        if (result_is_wanted()) hand_on(to_polydata(lines));
+        write_csv(columns_of(made, console), files.geometry, console);
+    } else {
+        write_surface(lines, files.geometry, console);
+    }
     console.say(made_text(made) + ", " + made.seconds + "; " + output.geometry + ", " + writing.seconds());
     say_ends(made, directions, console);
     if (!files.picture) return;
@@ -356,23 +360,22 @@ void add_tracing_options(CLI::App &command, StreamOptions &options) {
     isofield::StreamlineOptions &tracing = options.tracing;
     command.add_flag("--both", options.both, "Follow the flow and go against it too");
     command.add_flag("--upstream", options.upstream, "Go against the flow instead");
-    command.add_option("--order", tracing.order, "Of the Runge-Kutta steps, 1 to 4 (4)")
-        ->check(CLI::Range(1, 4))
-        ->type_name("N");
-    command.add_option("--max", tracing.max_points, "Most points of a line, in each direction (2000)")
-        ->type_name("N");
-    command.add_option("--steps-per-cell", tracing.steps_per_cell, "Steps aimed for in a cell (4)")
-        ->type_name("N");
-    command
-        .add_option(
-            "--min-speed", tracing.min_speed,
-            "A line ends where it is slower (a millionth of the largest speed), or turns back within a "
-            "step, as it does around a sink")
-        ->check(finite_number());
+    add_count(command, "--order", tracing.order, "Order of the Runge-Kutta steps", whole_number(1, 4))
+        ->capture_default_str();
+    add_count(command, "--max", tracing.max_points, "Most points of a line, in each direction")
+        ->capture_default_str();
+    add_count(command, "--steps-per-cell", tracing.steps_per_cell, "Steps aimed for in a cell")
+        ->capture_default_str();
+    add_number(command, "--min-speed", tracing.min_speed,
+               "A line ends where it is slower, or turns back within a step, as it does around a sink",
+               "SPEED")
+        ->default_str("a millionth of the largest speed");
     command.add_flag(
         "--native", tracing.native,
         "Leave uvw as the library's search does, a few hundredths off in curved cells, and let lines go "
         "on around sinks");
+    command.add_option("--tube", options.tube, "Draw tubes of this radius in a field with volume")
+        ->type_name("auto|RADIUS");
 }
 
 }  // namespace
@@ -381,27 +384,23 @@ void add_stream(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand("stream", "Make streamlines, the paths that a steady flow takes");
     const auto options = std::make_shared<StreamOptions>();
     command
-        ->add_option("-a,--array", options->field.array,
-                     "Vector on the nodes, or scalars to make one of: U,V or U,V,W")
-        ->type_name("NAME");
-    command
-        ->add_option("--attach", options->field.attach, "Node arrays to have along the lines, instead of all")
-        ->type_name("ARRAY");
-    add_input_options(*command, options->field);
-    command
-        ->add_option("--points", options->points.path,
-                     "Seeds: a .csv file with the columns x, y and z, or the nodes of a file as FIELD")
+        ->add_option(
+            "--points", options->points.path,
+            "Seeds: rows of a .csv file with the columns x, y and z, or nodes of " + readable_extensions())
         ->type_name("FILE");
     add_point_options(*command, options->points, "Seeds from one end to the other, so many with both",
                       "Seeds on a grid over the box of the field");
-    command
-        ->add_option("--seeds", options->seeds,
-                     "So many seeds, spread evenly over the field (" + std::to_string(kDefaultSeeds) + ")")
-        ->type_name("N");
+    add_count(*command, "--seeds", options->seeds, "So many seeds, spread evenly over the field")
+        ->default_str(std::to_string(kDefaultSeeds));
     add_tracing_options(*command, *options);
-    command->add_option("--tube", options->tube, "Draw tubes of this radius in a field with volume")
-        ->type_name("R|auto");
+    add_array_option(*command, "-a,--array", options->field.array, kVectorHelp, kVectorType);
+    add_array_option(*command, "--attach", options->field.attach,
+                     "Node arrays to have along the lines, instead of all");
+    add_input_options(*command, options->field);
     add_output_options(*command, options->output, "Lines", line_extensions() + " .csv (a row a point)");
+    command->footer(examples(
+        {"stream disk_out_ref.ex2 --array V --both --tube auto -o flow.vtp --png flow.png",
+         "stream coads_climatology.cdf --array UWND,VWND --both --seeds 300 -o paths.vtp --png paths.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_stream(*options, console); }; });
 }

@@ -1,8 +1,6 @@
 // isofield trace: the connected sheet or line of a level through a point.
 #include <memory>
 
-#include <CLI/Option.hpp>
-
 #include "errors.hpp"
 #include "level_output.hpp"
 #include "operations.hpp"
@@ -62,7 +60,7 @@ void finish(const Field &field, const Traced &traced, const TraceOptions &option
 void trace_sheet(Field &field, const TraceOptions &options, const Point &at, OutputFiles &files,
                  Console &console) {
     const Stopwatch making;
-    const bool with_cells = !options.native && extension_of(options.output.geometry) == ".vtp";
+    const bool with_cells = !options.native && keeps_cell_arrays(options.output.geometry);
     const isofield::Sheet sheet = trace(field, options, with_cells, at, &isofield::Locator::sheet, console);
     const LevelOutput made = make_output(field, sheet.surface, with_cells);
     finish(field, {made.output, sheet.level, counts_of(sheet.surface)}, options, making, files, console);
@@ -122,15 +120,16 @@ void add_trace(CLI::App &tool, Action &chosen) {
     CLI::App *command = tool.add_subcommand(
         "trace", "Make the one connected surface, or line on flat fields, of the level at a point");
     const auto options = std::make_shared<TraceOptions>();
-    command->add_option("--at", options->at, "The point, whose value is the level")
+    command->add_option("--at", options->at, "Point whose value is the level")
         ->required()
         ->type_name("X,Y,Z");
     command->add_flag("--native", options->native,
-                      "Use the library's own walk, on grids only. It takes two axes for each other where it "
-                      "goes on to the next "
-                      "cell, so that it may stop early, and may take along sheets close by. See isofield.h");
+                      "Use the library's own walk, on grids only, which takes two axes for each other where "
+                      "it goes on to the next cell, so that it may stop early, and may take along sheets "
+                      "close by; see isofield.h");
     add_field_options(*command, options->field, "Node arrays to carry over; the first colours the picture");
     add_output_options(*command, options->output, "Surface or line", surface_extensions());
+    command->footer(examples({"trace brain.nii.gz --at 27,-40,15 -o ventricle.vtp --png ventricle.png"}));
     command->callback(
         [options, &chosen] { chosen = [options](Console &console) { run_trace(*options, console); }; });
 }

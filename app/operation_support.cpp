@@ -1,8 +1,5 @@
 #include "operation_support.hpp"
 
-#include <CLI/Error.hpp>
-#include <CLI/Option.hpp>
-
 #include <algorithm>
 #include <cmath>
 
@@ -12,36 +9,24 @@ namespace app {
 namespace {
 
 // Both names are good before either file is made.
-const std::string &checked_name(const OutputOptions &output, const std::string &extensions) {
-    check_output_name(output.geometry, extensions);
+const OutputOptions &checked(const OutputOptions &output, const std::string &extensions) {
+    if (!output.geometry.empty()) check_output_name(output.geometry, extensions);
     if (!output.picture.empty()) check_picture_name(output.picture);
-    return output.geometry;
+    return output;
 }
 
 }  // namespace
 
-CLI::Validator finite_number() {
-    return CLI::Validator(
-        [](std::string &text) {
-            double value = 0;
-            const bool number = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
-            return number ? std::string() : "'" + text + "' is not a number";
-        },
-        "NUMBER");
-}
-
 void add_step_option(CLI::App &command, std::optional<int> &step) {
-    command.add_option("--step", step, "Step to read of a file that has several, from 1 (the first)")
-        ->type_name("N");
+    add_count(command, "--step", step, "Step to read of a file that has several, from 1")
+        ->default_str("1")
+        ->group(kInputGroup);
 }
 
 void add_input_options(CLI::App &command, InputOptions &options) {
-    command.add_option("FIELD", options.path, "Any of " + readable_extensions())->required();
-    command
-        .add_option("--null", options.null_value,
-                    "Value of missing data, in the place of what the file declares; NaN is always missing")
-        ->check(finite_number());
+    command.add_option("FIELD", options.path, "Field to work on: " + readable_extensions())->required();
     add_step_option(command, options.step);
+    add_null_option(command, options.null_value);
 }
 
 NamedArray named_array(const DataArray &array, const InputOptions &options, Console &console) {
@@ -71,7 +56,7 @@ std::string read_text(const Dataset &dataset) {
     line += dataset.grid()
                 ? dataset.dims_text() + " nodes"
                 : format_count(dataset.nnodes, "node", "nodes") + ", " + counts_text(dataset.cell_counts);
-    if (!dataset.step_text.empty()) line += ", " + dataset.step_text;
+    if (!dataset.step.text.empty()) line += ", " + dataset.step.text;
     return line;
 }
 
@@ -85,7 +70,14 @@ void say_read(const Dataset &dataset, const std::vector<NamedArray> &arrays, con
 
 OutputFiles::OutputFiles(const OutputOptions &output, const std::string &extensions,
                          const std::vector<std::string> &inputs)
-    : geometry(checked_name(output, extensions), inputs) {
+    : geometry(checked(output, extensions).geometry, inputs) {
+    if (!output.picture.empty()) picture.emplace(output.picture, inputs);
+}
+
+OptionalFiles::OptionalFiles(const OutputOptions &output, const std::string &extensions,
+                             const std::vector<std::string> &inputs) {
+    checked(output, extensions);
+    if (!output.geometry.empty()) geometry.emplace(output.geometry, inputs);
     if (!output.picture.empty()) picture.emplace(output.picture, inputs);
 }
 

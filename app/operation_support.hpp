@@ -3,7 +3,6 @@
 #define ISOFIELD_APP_OPERATION_SUPPORT_HPP
 
 #include <CLI/App.hpp>
-#include <CLI/Validators.hpp>
 
 #include <optional>
 #include <string>
@@ -25,8 +24,8 @@ struct InputOptions {
     std::optional<double> null_value;
 };
 
-CLI::Validator finite_number();
 void add_step_option(CLI::App &command, std::optional<int> &step);
+// FIELD, --step and --null; options on arrays come before them, to stand before --null.
 void add_input_options(CLI::App &command, InputOptions &options);
 
 // The first of the names, or none.
@@ -62,6 +61,14 @@ struct OutputFiles {
 
     OutputFile geometry;
     std::optional<OutputFile> picture;
+};
+
+// The same of operations that may do without each of them.
+struct OptionalFiles {
+    OptionalFiles(const OutputOptions &output, const std::string &extensions,
+                  const std::vector<std::string> &inputs);
+
+    std::optional<OutputFile> geometry, picture;
 };
 
 // Shows progress as `stage`, part `index` of `count`, and lets an interrupt stop it; for operations inside a

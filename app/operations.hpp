@@ -16,6 +16,7 @@ void add_band(CLI::App &tool, Action &chosen);
 void add_calc(CLI::App &tool, Action &chosen);
 void add_cell2node(CLI::App &tool, Action &chosen);
 void add_clamp(CLI::App &tool, Action &chosen);
+void add_completion(CLI::App &tool, Action &chosen);
 void add_cut(CLI::App &tool, Action &chosen);
 void add_delaunay(CLI::App &tool, Action &chosen);
 void add_denull(CLI::App &tool, Action &chosen);

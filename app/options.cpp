@@ -1,7 +1,6 @@
 #include "options.hpp"
 
 #include <CLI/Error.hpp>
-#include <CLI/Option.hpp>
 
 #include <algorithm>
 #include <charconv>
@@ -12,8 +11,6 @@
 
 namespace app {
 namespace {
-
-constexpr char kGroup[] = "Output";
 
 // The whole of `text` as a number.
 template <class T>
@@ -62,39 +59,78 @@ void set_view(const std::string &text, PictureStyle &style) {
 
 }  // namespace
 
-CLI::Option *add_output_file(CLI::App &command, OutputOptions &options, const std::string &what,
-                             const std::string &formats) {
-    return command.add_option("-o,--output", options.geometry, what + " to write: " + formats)
-        ->type_name("OUT")
-        ->group(kGroup);
+std::string choices_text(std::string words) {
+    std::replace(words.begin(), words.end(), ' ', '|');
+    return words;
 }
 
-void add_quiet(CLI::App &command, OutputOptions &options, const std::string &meaning) {
-    command.add_flag("-q,--quiet", options.quiet, meaning)->group(kGroup);
+std::string examples(const std::vector<std::string> &commands) {
+    std::string text = "Examples:";
+    for (const std::string &command : commands) text += "\n  isofield " + command;
+    return text;
 }
 
-void add_picture_options(CLI::App &command, OutputOptions &options) {
-    command.add_option("--png", options.picture, "Also draw a picture")->type_name("PICTURE")->group(kGroup);
-    command
-        .add_option_function<std::string>(
-            "--size", [&options](const std::string &text) { set_size(text, options.style); },
-            "Size of the picture in pixels (1200x900)")
-        ->type_name("WxH")
-        ->group(kGroup);
+CLI::Validator finite_number() {
+    return CLI::Validator(
+        [](std::string &text) {
+            double value = 0;
+            const bool number = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
+            return number ? std::string() : "'" + text + "' is not a number";
+        },
+        "");
+}
+
+CLI::Validator whole_number(int lower, int upper) {
+    std::string form = "a whole number";
+    if (lower > INT_MIN) form += " from " + std::to_string(lower);
+    if (upper < INT_MAX) form += " to " + std::to_string(upper);
+    return CLI::Validator(
+        [=](std::string &text) {
+            int number = 0;
+            const bool fits = CLI::detail::lexical_cast(text, number) && number >= lower && number <= upper;
+            return fits ? std::string() : "'" + text + "' is not " + form;
+        },
+        "");
+}
+
+void add_null_option(CLI::App &command, std::optional<double> &null_value) {
+    add_number(command, "--null", null_value,
+               "Value of missing data, in the place of what the file declares; NaN is always missing",
+               "VALUE")
+        ->group(kDataGroup);
+}
+
+void add_optional_output(CLI::App &command, OutputOptions &options, const std::string &what,
+                         const std::string &formats, bool with_view) {
+    const auto add = [&](const std::string &names, std::string &text, const std::string &help) {
+        return command.add_option(names, text, help)->group(kOutputGroup);
+    };
+    if (!formats.empty())
+        add("-o,--output", options.geometry, what + " to write: " + formats)->type_name("OUT");
+    add("--png", options.picture, "Picture to draw as well: .png")->type_name("PICTURE");
+    const auto add_set = [&](const std::string &name, void (*set)(const std::string &, PictureStyle &),
+                             const std::string &help, const std::string &type) {
+        return command
+            .add_option_function<std::string>(
+                name, [&options, set](const std::string &text) { set(text, options.style); }, help)
+            ->type_name(type)
+            ->group(kOutputGroup);
+    };
+    add_set("--size", set_size, "Size of the picture in pixels", "WIDTHxHEIGHT")
+        ->default_str(std::to_string(options.style.width) + "x" + std::to_string(options.style.height));
+    if (with_view) {
+        add_set("--view", set_view,
+                "Where to look from, by name or in degrees: around z from the front (-y) to +x, and above "
+                "the xy plane",
+                choices_text(view_names()) + "|AZIMUTH,ELEVATION");
+    }
+    command.add_flag("-q,--quiet", options.quiet, "Say nothing but answers and errors")->group(kOutputGroup);
 }
 
 void add_output_options(CLI::App &command, OutputOptions &options, const std::string &what,
                         const std::string &formats) {
-    add_output_file(command, options, what, formats)->required();
-    add_picture_options(command, options);
-    command
-        .add_option_function<std::string>(
-            "--view", [&options](const std::string &text) { set_view(text, options.style); },
-            "Where to look from: " + view_names() +
-                ", or degrees: around z from the front (-y) to +x, above the xy plane")
-        ->type_name("NAME|AZIMUTH,ELEVATION")
-        ->group(kGroup);
-    add_quiet(command, options);
+    add_optional_output(command, options, what, formats);
+    command.get_option("--output")->required();
 }
 
 std::optional<double> finite_number_of(std::string_view text) {

@@ -9,6 +9,7 @@
 
 #include "errors.hpp"
 #include "interrupt.hpp"
+#include "relay.hpp"
 
 namespace app {
 namespace {
@@ -55,8 +56,9 @@ std::string extension_of(const fs::path &path) {
     return extension;
 }
 
-OutputFile::OutputFile(const std::string &path, const std::vector<std::string> &inputs)
-    : name_(path), target_(resolve(path)) {
+OutputFile::OutputFile(const std::string &path, const std::vector<std::string> &inputs) : name_(path) {
+    if (is_result(path)) return;
+    target_ = resolve(path);
     refuse_bad_target(target_, name_, inputs);
     const fs::path directory = target_.has_parent_path() ? target_.parent_path() : fs::path(".");
     std::error_code error;
@@ -86,6 +88,7 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::commit() {
+    if (in_memory()) return;
     std::error_code error;
     fs::rename(temporary_, target_, error);
     if (error) throw OperationError("cannot write '" + name_ + "': " + error.message());

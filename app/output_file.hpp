@@ -15,7 +15,8 @@ std::string extension_of(const std::filesystem::path &path);
 class OutputFile {
   public:
     // Makes the temporary file, so that a place that cannot be written shows before any work is done. Throws
-    // UsageError on that, and when `path` is one of `inputs` or anything but a regular file.
+    // UsageError on that, and when `path` is one of `inputs` or anything but a regular file. The name of a
+    // result that is handed on (relay.hpp) makes no file.
     OutputFile(const std::string &path, const std::vector<std::string> &inputs);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;
@@ -23,6 +24,7 @@ class OutputFile {
 
     const std::string &name() const { return name_; }            // as the user gave it
     const std::string &temporary() const { return temporary_; }  // where to write
+    bool in_memory() const { return temporary_.empty(); }        // there is nothing to write
     void commit();                                               // renames. Throws OperationError
 
   private:

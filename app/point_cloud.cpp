@@ -1,7 +1,5 @@
 #include "point_cloud.hpp"
 
-#include <CLI/Option.hpp>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -83,7 +81,8 @@ PointCloud table_cloud(const CloudOptions &options, const CloudNeeds &needs, Con
 
 PointCloud field_cloud(const CloudOptions &options, const CloudNeeds &needs, Console &console) {
     const Stopwatch reading;
-    const Dataset dataset = read_dataset(options.path, options.step, console);
+    const Dataset dataset =
+        read_dataset(options.path, options.step, console, nullptr, first_of(options.values));
     PointCloud cloud{options.path, {}, {"x", "y", "z"}, {}};
     const bool has_values = std::any_of(
         dataset.arrays.begin(), dataset.arrays.end(),
@@ -106,17 +105,19 @@ void add_cloud_options(CLI::App &command, CloudOptions &options, const std::stri
                        const std::string &z_help) {
     command
         .add_option("POINTS", options.path,
-                    "Points: a .csv file, or the nodes of any of " + readable_extensions())
+                    "Points to work on: rows of a .csv file, or nodes of " + readable_extensions())
         ->required();
-    command.add_option("--value", options.values, value_help)->type_name("COL");
-    const std::string help[] = {"Column of x, by name or number (x, lon or the first)",
-                                "Column of y (y, lat or the second)", z_help};
-    for (std::size_t d = 0; d < 3; ++d) {
-        command.add_option(std::string("--") + "xyz"[d], options.axes[d], help[d])->type_name("COL");
-    }
-    command.add_option("--null", options.null_value, "Value of missing data; NaN is always missing")
-        ->check(finite_number());
     add_step_option(command, options.step);
+    add_array_option(command, "-a,--array,--value", options.values, value_help);
+    const std::array<const char *, 3> defaults = {"x, lon or the first", "y, lat or the second",
+                                                  "z or the third"};
+    for (std::size_t d = 0; d < 3; ++d) {
+        const std::string axis(1, "xyz"[d]);
+        add_array_option(command, "--" + axis, options.axes[d],
+                         "Column of " + axis + ", by name or number" + (d == 2 ? z_help : ""), "COLUMN")
+            ->default_str(defaults[d]);
+    }
+    add_null_option(command, options.null_value);
 }
 
 void check_cloud_options(const CloudOptions &options) {
@@ -124,7 +125,7 @@ void check_cloud_options(const CloudOptions &options) {
                                      [](const std::string &name) { return !name.empty(); });
     if (columns && !is_table(options.path))
         throw UsageError("--x, --y and --z are for columns of .csv files");
-    if (options.step && is_table(options.path)) throw UsageError("--step is for files that hold a field");
+    if (is_table(options.path)) refuse_step(options.step);
 }
 
 bool PointCloud::has_place(std::size_t point) const {

@@ -37,6 +37,10 @@ bool is_table(const std::string &path) {
     return extension_of(path) == ".csv";
 }
 
+void refuse_step(const std::optional<int> &step) {
+    if (step) throw UsageError("--step is for files that hold a field");
+}
+
 PointTable::PointTable(const std::string &path, Console &console) : path_(path) {
     check_readable(path);
     if (!is_table(path)) refuse(path, "it is no table; name a file that ends in .csv");

@@ -17,6 +17,8 @@ namespace app {
 
 // Files of points are tables, or hold a field on its nodes.
 bool is_table(const std::string &path);
+// Tables have no steps. Throws UsageError when one is asked for.
+void refuse_step(const std::optional<int> &step);
 
 class PointTable {
   public:

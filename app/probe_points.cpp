@@ -1,6 +1,5 @@
 #include "probe_points.hpp"
 
-#include <CLI/Option.hpp>
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -63,13 +62,15 @@ std::vector<float> grid_lines(double lower, double upper, int count) {
 
 // ---- Points ----
 
-ProbePoints read_points(const std::string &path, Console &console) {
+ProbePoints read_points(const PointOptions &options, Console &console) {
+    const std::string &path = options.path;
     ProbePoints result;
     if (is_table(path))
         result = read_table(path, console);
     else
         result.points = node_coords(read_dataset(path, {}, console));
     if (result.size() == 0) refuse(path, "it holds no points");
+    if (options.with_missing) return result;
     const auto bad = std::find_if_not(result.points.begin(), result.points.end(),
                                       [](float x) { return std::isfinite(x); });
     if (bad != result.points.end()) {
@@ -121,7 +122,7 @@ bool PointOptions::flat_grid() const {
 void add_point_options(CLI::App &command, PointOptions &options, const std::string &line_help,
                        const std::string &grid_help) {
     command.add_option("--line", options.line, line_help)->expected(3)->type_name("X,Y,Z X,Y,Z N");
-    command.add_option("--grid", options.grid, grid_help)->expected(3)->type_name("NX NY NZ");
+    add_count(command, "--grid", options.grid, grid_help)->expected(3)->type_name("NX NY NZ");
 }
 
 void check_grid(const std::vector<int> &grid) {
@@ -134,7 +135,7 @@ void check_grid(const std::vector<int> &grid) {
 }
 
 ProbePoints given_points(const PointOptions &options, Console &console) {
-    if (!options.path.empty()) return read_points(options.path, console);
+    if (!options.path.empty()) return read_points(options, console);
     return options.line.empty() ? ProbePoints() : line_points(options.line);
 }
 

@@ -34,6 +34,7 @@ struct PointOptions {
     std::string path;               // of a file
     std::vector<std::string> line;  // two ends and a count
     std::vector<int> grid;          // nodes per axis
+    bool with_missing = false;      // takes points of a file whose coordinates are not all finite
 
     int count() const { return !path.empty() + !line.empty() + !grid.empty(); }  // ways that are used
     bool flat_grid() const;  // one node along just one axis

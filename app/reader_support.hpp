@@ -8,8 +8,10 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "console.hpp"
+#include "dataset.hpp"
 #include "errors.hpp"
 #include "vtk_support.hpp"
 
@@ -27,12 +29,6 @@ inline void check_readable(const std::string &path) {
     if (file.peek() == std::ifstream::traits_type::eof()) refuse(path, "the file is empty");
 }
 
-// A step of a file.
-struct Step {
-    int index = 0;     // from 0
-    std::string text;  // "step 1 of 20, time 0.5"; empty where there are no steps
-};
-
 // The one asked for (from 1; none: the first) of so many; `times` may be null. Throws UsageError.
 inline Step choose_step(std::optional<int> asked, int count, const double *times, const std::string &path) {
     const int step = asked.value_or(1);
@@ -44,7 +40,7 @@ inline Step choose_step(std::optional<int> asked, int count, const double *times
     }
     std::string text = "step " + std::to_string(step) + " of " + std::to_string(count);
     if (times) text += ", time " + format_number(times[step - 1]);
-    return {step - 1, text};
+    return {step - 1, text, times ? std::vector<double>(times, times + count) : std::vector<double>()};
 }
 
 // Runs a reader of VTK's to its end. Throws UsageError with what it has to say.

@@ -11,6 +11,7 @@
 #include <map>
 
 #include "errors.hpp"
+#include "relay.hpp"
 #include "vtk_support.hpp"
 #include "writer_support.hpp"
 
@@ -49,7 +50,7 @@ void warn_of_lost_lines(vtkPolyData *data, const OutputFile &file, Console &cons
 }
 
 void write_vtp(vtkPolyData *data, const OutputSurface &, OutputFile &file, Console &console) {
-    write_xml(data, file, console);
+    write_xml_file(data, file, console);
 }
 
 void write_stl(vtkPolyData *data, const OutputSurface &surface, OutputFile &file, Console &console) {
@@ -148,15 +149,21 @@ std::string line_extensions() {
 }
 
 void check_output_name(const std::string &path, const std::string &extensions) {
+    if (is_result(path)) return;
     const std::string extension = extension_of(path);
     if (!extension.empty() && (extensions + " ").find(extension + " ") != std::string::npos) return;
     throw UsageError("cannot write '" + path + "': name a file that ends in one of " + extensions);
 }
 
+bool keeps_cell_arrays(const std::string &path) {
+    return result_is_wanted() || extension_of(path) == ".vtp";
+}
+
 void write_surface(const OutputSurface &surface, OutputFile &file, Console &console) {
     console.progress("writing", 0);
     const auto data = to_polydata(surface);
-    kFormats.at(extension_of(file.name())).write(data, surface, file, console);
+    hand_on(data);
+    if (!file.in_memory()) kFormats.at(extension_of(file.name())).write(data, surface, file, console);
     file.commit();
     console.clear_bar();
 }

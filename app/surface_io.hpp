@@ -54,7 +54,10 @@ std::string line_extensions();
 // Throws UsageError unless `path` ends in one of `extensions`.
 void check_output_name(const std::string &path, const std::string &extensions);
 
-// Writes and commits `file`, in the format of its name. Warns of arrays and lines that the format cannot
+// Whether cell arrays of a surface have a place to go to: in the file, or to the next operation.
+bool keeps_cell_arrays(const std::string &path);
+
+// Writes and commits `file`, in the format of its name, and hands the surface on where that is wanted. Warns of arrays and lines that the format cannot
 // hold. Throws OperationError.
 void write_surface(const OutputSurface &surface, OutputFile &file, Console &console);
 

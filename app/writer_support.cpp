@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "errors.hpp"
+#include "relay.hpp"
 
 namespace app {
 namespace {
@@ -39,6 +40,11 @@ std::string xml_extension(vtkDataSet *data) {
 }
 
 void write_xml(vtkDataSet *data, const OutputFile &file, Console &console) {
+    hand_on(data);
+    if (!file.in_memory()) write_xml_file(data, file, console);
+}
+
+void write_xml_file(vtkDataSet *data, const OutputFile &file, Console &console) {
     const auto writer = xml_writer(data);
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();

@@ -33,6 +33,8 @@ void run_writer(Writer *writer, vtkDataObject *data, const OutputFile &file, Con
 // ".vti", ".vtu", ...: what VTK's XML of such data is called.
 std::string xml_extension(vtkDataSet *data);
 // Writes VTK's XML; the caller commits. Throws OperationError.
+void write_xml_file(vtkDataSet *data, const OutputFile &file, Console &console);
+// The same, and hands the data on where that is wanted.
 void write_xml(vtkDataSet *data, const OutputFile &file, Console &console);
 
 }  // namespace app

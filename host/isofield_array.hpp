@@ -297,7 +297,7 @@ inline std::vector<float> box_kernel(int n) {
 
 // A range of values, its ends included. Limits are exact numbers on integers, and rounded to float on floats.
 struct Limits {
-    std::optional<double> min = {}, max = {};
+    std::optional<double> min = {}, max = {};  // none: no limit to that side
 };
 
 namespace front {

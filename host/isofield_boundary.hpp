@@ -31,8 +31,8 @@ enum class EdgeKind {
 
 // The edges that show a surface's shape.
 struct FeatureEdges {
-    std::vector<Line> lines;  // the mesh's nodes, the lower one first, ascending
-    std::vector<EdgeKind> kinds;
+    std::vector<Line> lines;      // the mesh's nodes, the lower one first, ascending
+    std::vector<EdgeKind> kinds;  // of each line
 };
 
 namespace front {

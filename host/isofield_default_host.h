@@ -1,5 +1,6 @@
 /* isofield_default_host.h: the default host, in C. It implements every service of isofield_host.h, binds the
- * library's methods into meshes, and builds meshes from plain arrays with everything checked. C++ users: see
+ * library's methods into meshes, and builds meshes from plain arrays with everything checked. The operations
+ * on them, and a first program, stand in isofield.h, which this header includes. C++ users: see
  * isofield.hpp. */
 #ifndef ISOFIELD_DEFAULT_HOST_H
 #define ISOFIELD_DEFAULT_HOST_H
@@ -17,6 +18,7 @@ extern "C" {
  * Builders check their arguments: counts at least 1 and products that fit an int, finite coordinates,
  * increasing axes, node numbers in range. A refusal is reported with a message that names the array, the
  * index and the value, and gives 0 with *out null; success gives 1. A mesh is freed with isohost_mesh_free.
+ * Meshes come with all their methods bound; registering the library is the host's affair.
  *
  * A grid has one cell set, of line_1, quad_1 or hex_1 cells by its ndim. An axis of one node is allowed; such
  * a grid has no cells. Grids of every kind hand out explicit coordinates and connectivity on request, made at
@@ -56,21 +58,24 @@ ISOFIELD_HOST_API int isohost_mesh_structured(int ndim, const int *dims, int nsp
  * prism_2 is bound to methods of this host's own for its weights, its mapping and its pieces, without the
  * oddities of the library's (see UTILsh_func_pent_2 and UTILtesselate_prism_2). */
 typedef struct IsohostCellSet {
-    const char *type;
-    int ncells;
-    const int *connect;
+    const char *type;   /* one of these names */
+    int ncells;         /* at least 1 */
+    const int *connect; /* ncells rows of node numbers */
 } IsohostCellSet;
 
-/* coords: nnodes x nspace. coords and every connect are not copied: kept alive by the caller. */
+/* sets: nsets sets of cells; coords: nnodes x nspace. coords and every connect are not copied: kept alive by
+ * the caller. nspace: 1 to 3. */
 ISOFIELD_HOST_API int isohost_mesh_cells(int nnodes, int nspace, const float *coords, int nsets,
                                          const IsohostCellSet *sets, MeshInfo **out);
 
 /* Nodes per cell of a type, or 0 when there is no such type. */
 ISOFIELD_HOST_API int isohost_cell_type_nodes(const char *type);
 
-ISOFIELD_HOST_API void isohost_mesh_free(MeshInfo *mesh); /* null is allowed */
+/* Frees a mesh of these builders; null is allowed. */
+ISOFIELD_HOST_API void isohost_mesh_free(MeshInfo *mesh);
 
-/* Checks that an array of `rows` rows belongs to the mesh's nodes: 1, or 0 with a report that names it. */
+/* Checks that an array of `rows` rows has one for each node of the mesh: 1, or 0 with a report that gives the
+ * array's `name`. */
 ISOFIELD_HOST_API int isohost_check_node_array(const MeshInfo *mesh, const char *name, size_t rows);
 
 /* Frees a search table with its arrays; null is allowed. */
@@ -81,8 +86,12 @@ ISOFIELD_HOST_API void (*isohost_find_function(const char *name))(void);
 
 /* ---- Reports ----
  *
- * Reports are kept per thread, and go to the handler, or to standard error while there is none. The handler
- * serves all threads; `text` has no newline at its end. */
+ * Reports are kept per thread, and go to the handler, or to standard error while there is none. */
+
+/* The handler serves all threads. It is given the reporting operation's name, a text without a newline at its
+ * end, and the word `user` that was set with it. A null handler is none.
+ *   module  the name as the operation reports it
+ *   text    of the report */
 typedef void (*IsohostErrorHandler)(const char *module, const char *text, void *user);
 ISOFIELD_HOST_API void isohost_set_error_handler(IsohostErrorHandler handler, void *user);
 
@@ -92,34 +101,38 @@ ISOFIELD_HOST_API void isohost_set_error_handler(IsohostErrorHandler handler, vo
 ISOFIELD_HOST_API const char *isohost_errors(void);
 ISOFIELD_HOST_API void isohost_clear_errors(void);
 
-/* With a nonzero word this thread's reports no longer go to standard error; they are kept, and a handler
+/* With a nonzero `quiet` this thread's reports no longer go to standard error; they are kept, and a handler
  * still gets them. Returns the old word. */
 ISOFIELD_HOST_API int isohost_quiet_errors(int quiet);
 
 /* ---- Progress and interruption ----
  *
- * The nested ranges are mapped to one percentage, 0 to 100. The handler serves all threads. */
-typedef void (*IsohostProgressHandler)(int percent, const char *stage, void *user); /* stage may be null */
+ * The nested ranges of the library are mapped to one percentage, 0 to 100. */
+
+/* The handler serves all threads. It is given the percentage, the stage's name or null, and the word `user`
+ * that was set with it. A null handler is none.
+ *   percent  0 to 100
+ *   stage    may be null */
+typedef void (*IsohostProgressHandler)(int percent, const char *stage, void *user);
 ISOFIELD_HOST_API void isohost_set_progress_handler(IsohostProgressHandler handler, void *user);
 
-/* A thread may put a watch in the place of that handler, for the operations that it runs itself. A watch that
- * returns 0 stops the operation at this poll. Set returns the thread's old watch, to be put back; `call` null
- * is none. */
+/* A thread may put a watch in the place of that handler, for the operations that it runs itself. Set returns
+ * the thread's old watch, to be put back. */
 typedef struct IsohostWatch {
-    int (*call)(int percent, const char *stage, void *user);
-    void *user;
+    int (*call)(int percent, const char *stage, void *user); /* 0 stops the operation. Null: no watch */
+    void *user;                                              /* is handed to it */
 } IsohostWatch;
 ISOFIELD_HOST_API IsohostWatch isohost_set_thread_watch(IsohostWatch watch);
 
-/* Asks the running operation to stop at its next poll, and any later one until cleared. Safe in a signal
- * handler. */
+/* Interrupt asks the running operation to stop at its next poll, and every later one until cleared; it is
+ * safe in a signal handler. Interrupted tells whether that stands: 1 or 0. */
 ISOFIELD_HOST_API void isohost_interrupt(void);
 ISOFIELD_HOST_API void isohost_clear_interrupt(void);
 ISOFIELD_HOST_API int isohost_interrupted(void);
 
-/* ---- Arrays ----
- *
- * Large freed arrays are kept for the next call, up to a bound (bytes; default 1 GiB): a page new from the
+/* ---- Arrays ---- */
+
+/* Large freed arrays are kept for the next call, up to a bound (`bytes`; default 1 GiB): a page new from the
  * system costs many times a warm one. 0 keeps none. Returns the old bound. isohost_trim_arrays gives all kept
  * arrays back. */
 ISOFIELD_HOST_API size_t isohost_set_array_cache(size_t bytes);

@@ -43,7 +43,7 @@ struct Triangulation {
     std::size_t violations = 0;
 };
 
-// The same in space.
+// The same in space; violations are of circumspheres.
 struct Tetrahedralization {
     std::vector<Tetrahedron> tetrahedra;  // rows into the points, of positive volume as tet_1
     std::size_t used = 0, missing = 0, duplicates = 0, unused = 0, violations = 0;

@@ -19,16 +19,16 @@ namespace isofield {
 
 // A grid with equal steps between two corners.
 struct HeightGrid {
-    std::array<int, 2> dims;
-    std::array<float, 2> lower, upper;
+    std::array<int, 2> dims;            // nodes along x and y
+    std::array<float, 2> lower, upper;  // where the first and the last node are
 };
 
 // What stands in place of a grid of heights, and how well.
 struct HeightMesh {
     std::vector<float> points;        // n x 3: x, y and the height
     std::vector<Triangle> triangles;  // rows into points, counterclockwise seen from above
-    std::size_t grid_nodes = 0;
-    double tolerance = 0;
+    std::size_t grid_nodes = 0;       // of the grid that they stand for
+    double tolerance = 0;             // the goal that was given
     double worst = 0, rms = 0;        // |height - triangles| over the grid nodes inside a triangle
     std::size_t above_tolerance = 0;  // grid nodes
     double coverage = 0;              // the triangles' area by the grid's

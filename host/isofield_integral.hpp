@@ -21,11 +21,12 @@ struct IntegralOptions {
 
 // Over all cells of one dimension.
 struct Integral {
-    double measure = 0;      // length, area or volume
-    double integral = 0;     // of the data; 0 without data
-    std::size_t ncells = 0;  // that count
-    std::size_t null_cells = 0;
+    double measure = 0;          // length, area or volume
+    double integral = 0;         // of the data; 0 without data
+    std::size_t ncells = 0;      // that count
+    std::size_t null_cells = 0;  // left out for missing data
 
+    // Of the data, NaN where nothing is measured.
     double mean() const { return integral / measure; }
 };
 

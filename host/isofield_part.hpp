@@ -57,7 +57,7 @@ enum class Side {
 
 // Bodies whose signed distances cut them out of a mesh.
 struct Plane {
-    std::array<double, 3> point;
+    std::array<double, 3> point;   // any one of it
     std::array<double, 3> normal;  // of any length but 0; the side that it points to is inside
 };
 struct Box {

@@ -19,8 +19,8 @@ namespace isofield {
 
 // A grid of 1 to 3 axes with equal steps between two corners. An axis of one node has it at `lower`.
 struct ScatterGrid {
-    std::vector<int> dims;
-    std::vector<float> lower, upper;
+    std::vector<int> dims;            // nodes along each axis
+    std::vector<float> lower, upper;  // where the first and the last node are
 };
 
 // Settings of scattered data. NaN and infinite values always count as missing.

@@ -32,8 +32,8 @@ struct Sheet {
 };
 
 struct LevelLine {
-    double level = 0;
-    Isolines lines;
+    double level = 0;  // the data at the point
+    Isolines lines;    // the one line
 };
 
 namespace front {
@@ -52,10 +52,7 @@ class NearestPart {
     void keep_in(Isolines &isolines) { keep<2>(isolines, isolines.lines_, isolines.line_cells_); }
 
   private:
-    using Vector = std::array<double, 3>;
-
     static Vector minus(const Vector &a, const Vector &b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
-    static double dot(const Vector &a, const Vector &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
     // Squared distances from the origin.
     static double distance(const std::array<Vector, 2> &line) {

@@ -1,13 +1,84 @@
 /* isofield.h: the records and every public operation of the library.
  *
- * isofield turns a field (a mesh of nodes and cells, with data arrays on them) into derived geometry and
- * derived data. This header is the manual. The services that the library needs from its host are in
- * isofield_host.h; most programs are better served by the default host and its C++ front, isofield.hpp.
+ * isofield turns a field (a mesh of nodes and cells, with data arrays on them) into derived geometry, such as
+ * isosurfaces, bands, cuts and streamlines, and into derived data, such as gradients, integrals and values at
+ * points. This header is the manual. Which header for whom:
+ *
+ *   isofield.hpp             for C++20: meshes, results that free themselves, exceptions
+ *   isofield_default_host.h  for C: meshes from plain arrays, everything checked. Includes this header
+ *   isofield_host.h          for those who write a host of their own: what the library imports
+ *
+ * GETTING STARTED
+ *
+ * The surface along which voxels (unsigned char) take the value 80, in C, linked with libisofield_host and
+ * libisofield:
+ *
+ *     #include "isofield_default_host.h"
+ *
+ *     const int dims[] = {181, 217, 181};
+ *     const float corners[] = {0, 0, 0, 180, 216, 180};
+ *     MeshInfo *mesh;
+ *     int nnew, nlines, line_size, ntris, tri_size, *min_node, *max_node, *lines, *tris;
+ *     if (!isohost_mesh_uniform(3, dims, 3, corners, &mesh)) return 1;
+ *     if (UTILisosurf(mesh, voxels, 1, 0, NULL, 80, &nnew, &min_node, &max_node, &nlines, &lines,
+ *                     &line_size, &ntris, &tris, &tri_size, NULL, NULL) == 1) {
+ *         float *t = malloc(nnew * sizeof *t), *xyz = malloc(3 * nnew * sizeof *xyz);
+ *         UTILget_param(nnew, 1, voxels, 80, min_node, max_node, t);
+ *         UTILeval_coord(mesh, nnew, min_node, max_node, t, xyz);
+ *         ... the points are xyz (nnew x 3), the triangles tris (ntris x 3 numbers of points) ...
+ *         free(xyz); free(t);
+ *         ARRfree_f(tris, __FILE__, __LINE__);
+ *         ARRfree_f(max_node, __FILE__, __LINE__);
+ *         ARRfree_f(min_node, __FILE__, __LINE__);
+ *     }
+ *     isohost_mesh_free(mesh);
+ *
+ * A HOST OF ONE'S OWN
+ *
+ * libisofield links no host: it imports the functions of isofield_host.h by name. A host defines all of them;
+ * calls FLD_METHinit once, to be given the table of methods; and fills in a MeshInfo for each mesh, with its
+ * counts, its callbacks, the FieldFuncs of its kind and a row of SetFuncs for each cell set, looked up by
+ * name in that table (see Registry).
+ *
+ * CONTENTS
+ *
+ *   Records                                   MeshInfo and the method vectors; copies, cell sets and cell ids
+ *   Registry                                  the table of methods, and their names
+ *   Coordinates, connectivity and extents     of grids; bounding boxes of fields and cells
+ *   Shape functions and parametric mapping    weights of a cell's nodes; the place of a point in a cell
+ *   Jacobians                                 determinants and inverses
+ *   Points in cells                           whether a cell holds a point, and the data there
+ *   Search                                    which cell holds a point
+ *   Integrals                                 lengths, areas, volumes, and integrals over them
+ *   Cell data to nodes                        weighted means
+ *   Derivatives                               gradient, curl, divergence; derivatives at one point
+ *   Data arrays                               gather, extract, clamp, threshold, downsize, resample, filter,
+ *                                             blend, generate
+ *   Least squares                             polynomials fitted and evaluated; linear systems
+ *   Scattered data                            values at points, brought to a grid
+ *   Case tables                               corner numbering of cells; how a level cuts one cell
+ *   Edge tables                               one new node for each edge
+ *   Isosurfaces                               triangles and lines along a level
+ *   Isolines                                  lines along a level, on flat cells
+ *   Tracing                                   the one sheet or line through a point; lists and sets of cells
+ *   Plane slices of grids                     a grid's points on a plane
+ *   Bands                                     the part of a mesh between two levels
+ *   Cuts                                      the part of a mesh on one side of a level
+ *   Meshes without nulls                      the part of a mesh that has data
+ *   Quadratic cells                           broken into linear ones
+ *   Point lists                               coordinates and data at new nodes, and of listed nodes
+ *   Probing                                   data at points anywhere
+ *   Streamlines                               paths through a vector field
+ *   Glyphs                                    shapes stamped at nodes, turned and sized by data
+ *   Triangulations of points                  Delaunay, in the plane and in space
+ *   Height grids                              few triangles in place of many heights
+ *   Boundaries                                edges, creases and outer faces of meshes
+ *   Contours of regions                       strips of triangles between outlines
  *
  * GLOSSARY
  *
- * Arrays      are plain and packed: coordinates are floats, node-major, `nspace` components per node; data
- *             arrays are node-major, `veclen` components per node, in one of six element types. Shapes are
+ * Arrays      are plain and packed, row after row: coordinates are floats, a row of `nspace` for each node;
+ *             data arrays have a row of `veclen` elements for each node, of one of six types. Shapes are
  *             written rows x columns.
  * Type codes  0 char (signed, 8 bits), 1 byte (unsigned, 8 bits), 2 short (16 bits), 3 int (32 bits),
  *             4 float, 5 double.
@@ -16,36 +87,77 @@
  *             dispatcher. A scalar of the data's type reaches a dispatcher by pointer and a member by value:
  *             as int for the four integer types, as double for float and double. A member narrows it to its
  *             own type on entry.
- * Mesh kinds  cells (coordinates and cell sets), and three regular kinds: structured (dims and coordinates),
- *             uniform (dims and two corners), rectilinear (dims and grid lines).
+ * Mesh kinds  cells (coordinates and cell sets), and three kinds of grid, the regular kinds: structured (dims
+ *             and coordinates), uniform (dims and two corners), rectilinear (dims and grid lines).
  * Grids       Node (i, j, k) has the number i + dims[0] * (j + dims[1] * k). A cell is named by one of two
  *             numbers: the packed number counts cells, (i + (dims[0]-1) * (j + (dims[1]-1) * k)); the corner
  *             number is the number of the cell's lowest node. Each function says which it takes; they must
  *             never be mixed up.
- * Cell sets   Cells of one type stand in a set; a global cell id counts through the sets in order.
+ * Cell sets   Cells of one type stand in a set. A global cell id counts through the sets in order; a cell's
+ *             number within its set counts from 0 in each.
+ * Cell types  line_1 line_2 tri_1 tri_2 quad_1 quad_2 hex_1 hex_2 tet_1 tet_2 prism_1 prism_2 pyr_1: a shape
+ *             and an order, 1 linear or 2 quadratic, which has nodes in the middle of edges too. Some
+ *             functions say pent for prism. Flat cells are tris and quads, volume cells tets, prisms, pyrs
+ *             and hexes. Cells that come out of bands and cuts are told by type index: 0 tet, 1 prism,
+ *             2 pyr, 3 hex, 4 tri, 5 quad.
  * Winding     See the chapter on case tables for the corner numbering of each cell kind. Cells so numbered
  *             have positive volume.
+ * Places      in a cell are told by parametric coordinates u, v, w, which run over fixed ranges in each cell
+ *             type. There each node of the cell has a weight, and what lies at the place is the sum of the
+ *             weights times the values at the nodes. See the chapter on shape functions.
+ * Frames      of a line or a flat cell have their first axes along it. A frame is a 3 x 3 matrix with its
+ *             axes as columns.
  * Levels      are doubles whatever the data's type. At or above (>=) is the upper side, without tolerance.
+ * Masks       have one byte per node: 0 below the level, 1 at or above it, 2 null.
  * Nulls       mark missing data. A null is exact equality with the null value, in the data's own type; on
  *             vector data the first component alone counts. A null pointer is allowed as null_value while the
  *             null flag is 0. NaN is below every level and never equals a null.
  * New nodes   of an extraction come as edges: new node k lies between the nodes min_node[k] < max_node[k].
  *             Where on the edge is found by UTILget_param, coordinates by UTILeval_coord and data by
  *             UTILeval_param.
+ * Old nodes   are the nodes of the mesh that stay in a part of it. They come first in the part, in mesh
+ *             order, and a node map tells which they are; new nodes follow.
+ * Pieces      of a quadratic cell are linear cells on its nodes. Operations that know linear cells alone
+ *             break a quadratic set into pieces, a batch of about a thousand cells at a time, and work on
+ *             these. See Quadratic cells.
+ * Tables      outlive a call and are the caller's: a block table finds the cells near a point (see Search),
+ *             an edge table the new node on an edge (see Edge tables).
+ * Methods     An operation on a whole mesh is a dispatcher, which calls the method in its slot of the mesh's
+ *             FieldFuncs. Methods of cell sets call kernels, which work on sets of one cell type and stand in
+ *             slots of the set's SetFuncs. Programs call dispatchers; methods and kernels are public because
+ *             a host binds them.
  * Ownership   A result array (`T **out`) is made by the host's ARRalloc_f and is the caller's, to be freed
  *             with ARRfree_f. It may be longer than what is used. After a failure every result is empty:
  *             counts 0, pointers null. Working memory is freed before a call returns.
- * Results     1 is success and 0 failure unless the function says otherwise. A failure is reported through
- *             the host's ERRerror, or on standard error where the function says so; a failed allocation may
- *             go unreported.
- * Progress    Long loops report percentages through the host and ask whether to stop. A stopped operation
- *             frees what it holds and ends with the result its description tells, without a report.
+ * Results     1 is success and 0 failure unless the function says otherwise.
+ * Reports     A failure is reported through the host's ERRerror, or told on standard error where the function
+ *             says so; a failed allocation may go unreported. "Not to be had" are a mesh's coordinates,
+ *             points or cells whose callback fails, which is reported under "util".
+ * Progress    Long loops poll: they report percentages through the host, within status ranges that nest, and
+ *             ask whether to stop. A stopped (interrupted) operation frees what it holds and ends with the
+ *             result its description tells, without a report.
  * Threads     No function locks. A MeshInfo is written while operations run (its caches), so one mesh, with
  *             its copies, serves one operation at a time; different meshes may be worked on at once.
- * Trust       Pointers, counts and node numbers are trusted. A host checks what people hand it. */
+ * Trust       Pointers, counts and node numbers are trusted. A host checks what people hand it.
+ *
+ * ARGUMENTS that mean the same everywhere, where a function says nothing else:
+ *
+ *   mesh                   the mesh. Its caches may be written
+ *   data, dtype            an array with a row for each node of the mesh, and its type code
+ *   data_type              also a type code
+ *   veclen                 components of a row of data: 1 for scalars
+ *   null_flag, null_value  whether the data hold nulls (0 or not), and the null: one element of their type
+ *   level                  where a surface, line or cut runs
+ *   ndim, dims             axes of a grid, 1 to 3, and the nodes along each, the fastest axis first
+ *   nspace                 components of coordinates, 1 to 3
+ *   nnodes, ncells         counts of nodes and of cells
+ *   xyz                    a point: 3 floats, missing components 0
+ *   uvw                    a place in a cell: 3 floats
+ *   out                    where the result is written: the caller's array, as long as told */
 #ifndef ISOFIELD_H
 #define ISOFIELD_H
 
+/* The version of the library; the build takes it from here. */
 #define ISOFIELD_VERSION_MAJOR 0
 #define ISOFIELD_VERSION_MINOR 1
 #define ISOFIELD_VERSION_PATCH 0
@@ -78,13 +190,26 @@ extern "C" {
 typedef struct MeshInfo MeshInfo;
 typedef struct FieldFuncs FieldFuncs;
 typedef struct SetFuncs SetFuncs;
-typedef struct BlockTable BlockTable; /* spatial search table of a mesh */
-typedef struct EdgeTable EdgeTable;
+typedef struct BlockTable BlockTable; /* see Search */
+typedef struct EdgeTable EdgeTable;   /* see Edge tables */
 typedef struct EdgeTable2 EdgeTable2;
 
 /* The mesh-level methods of one mesh kind, in the order of FIELD_FUNC_NAME. The host binds them by name; a
- * null slot means that the kind has no such operation. The arguments are those of the public operation that
- * calls the slot. */
+ * null slot means that the kind has no such operation. Five are called by programs or by other operations,
+ * and their arguments are told with the functions that are bound there:
+ *   interp_init_func  by programs, to make a search table: UTILinterp_init
+ *   find_cell_func    by programs, probing, streamlines and tracing: UTILfind_cell
+ *   interp_cell_func  by UTILfind_cell: UTILinterp_cell_uvw
+ *   interp_data_func  by probing, streamlines and tracing: UTILinterp_cell_val
+ *   cell_extent_func  by UTILstream_line: UTILcell_extent
+ * The others are called by their dispatcher, with its arguments:
+ *   coord_list_func, data_list_func, eval_coord_func    UTILget_coord_list, UTILget_data_list, UTILeval_coord
+ *   isosurf_func, isoline_func, cut_func, contour_func  UTILisosurf, UTILisoline, UTILcut, UTILcontour
+ *   grad_func, curl_func, div_func                      UTILgrad, UTILcurl, UTILdiv
+ *   deriv3d_func, deriv2d_func                          UTILderiv_3d, UTILderiv_2d
+ *   glyph_func, thresh_null_func                        UTILglyph_func, UTILthresh_null
+ *   cell_to_node_func                                   UTILcell_to_node
+ *   rslice_func                                         UTILrslice, less the mesh */
 struct FieldFuncs {
     int (*interp_init_func)(MeshInfo *mesh, BlockTable **out);
     int (*find_cell_func)(MeshInfo *mesh, BlockTable *table, const float *xyz, int *cell, float *uvw);
@@ -140,8 +265,20 @@ struct FieldFuncs {
                              char **null_flags);
 };
 
-/* The methods of one cell type, in the order of SET_FUNC_NAME. A kernel works on one whole cell set; the
- * *_tesselate slots take the linear kernel that works on the pieces of a quadratic set. */
+/* The methods of one cell type, in the order of SET_FUNC_NAME; a null slot means that the type has no such
+ * method. The first three and vol_integr_func work on one cell, the others on a whole cell set.
+ *   shape_func        weights of nodes: UTILsh_func_hex_1
+ *   shape_deriv_func  their derivatives: UTILsh_deriv_hex_1
+ *   rev_par_func      the place of a point in a cell: UTILrev_par_hex_1
+ *   slice_func        the triangles of an isosurface: UTILslice_hex
+ *   cut_func          the part on one side of a level: UTILcut_hex
+ *   isoline_func      the lines along a level, on flat cells: UTILisoline_quad
+ *   contour_func      the part between two levels: UTILcontour_hex
+ *   vol_integr_func   measure and integral: UTILvol_integr_cell_hex
+ *   tesselate_func    the pieces of quadratic cells: UTILtesselate_hex_2
+ * The *_tesselate slots of a quadratic type take the kernels of its pieces' type. An operation on a mesh
+ * takes a set's own kernel; where that is null the *_tesselate one, by way of tesselate_func; and skips a set
+ * that has neither. */
 struct SetFuncs {
     void (*shape_func)(const float *uvw, float *out);
     void (*shape_deriv_func)(const float *uvw, float *out);
@@ -176,13 +313,15 @@ struct SetFuncs {
 
 /* A cell set's row of method words: the first 13 are its SetFuncs, the others are unused by the library. */
 typedef union CellFuncs {
-    SetFuncs funcs;
-    void *word[256];
+    SetFuncs funcs;  /* the methods by name */
+    void *word[256]; /* all words, null where there is no method */
 } CellFuncs;
 
 /* The library's view of a mesh. The host fills it and owns every array behind it, for as long as the record
- * lives; the three cache words start at null, and the library stores there what the callbacks hand out, once
- * per record. A callback returns 1 or more on success, with its out pointer set. */
+ * lives. The words told as cache start at null: when an operation first needs one it calls the callback and
+ * stores what that hands out, which then serves all later operations. A callback returns 1 or more on
+ * success, with its out pointer set; below 1 the operation reports that, fails, and the next one asks
+ * again. */
 struct MeshInfo {
     void *host_id; /* the host's own word */
     int ndim;      /* dimensions of a grid, 1 to 3 */
@@ -192,13 +331,15 @@ struct MeshInfo {
     /* cache. Uniform: lower and upper corner, 2 x nspace. Rectilinear: dims[0] + ... + dims[ndim-1] rows of
      * nspace; the lines of axis d stand in column d of its own rows, the other columns are unused. */
     float *points;
-    float *coords;      /* cache. nnodes x nspace */
-    float coord_min[3]; /* lower corner of the coordinates */
-    float coord_max[3]; /* upper corner */
-    FieldFuncs *field_funcs;
+    float *coords;           /* cache. nnodes x nspace */
+    float coord_min[3];      /* lower corner of the coordinates */
+    float coord_max[3];      /* upper corner */
+    FieldFuncs *field_funcs; /* the methods of its kind */
+    /* Hands out coords: of cell sets and structured grids, where they are needed. */
     int (*get_coords)(MeshInfo *mesh, float **out);
     /* Writes the coordinates of a grid's nodes from min up to, not including, max, ndim ints each. */
     int (*get_sub_coords)(MeshInfo *mesh, const int *min, const int *max, float *out);
+    /* Hands out points, of uniform and rectilinear grids. */
     int (*get_points)(MeshInfo *mesh, float **out);
     int ncell_sets;        /* cell sets; a grid with cells has one, of its one cell type */
     int ncells;            /* cells of all sets */
@@ -210,10 +351,11 @@ struct MeshInfo {
     int **cell_connect;    /* cache. Per set: cell_ncells x cell_nnodes node numbers */
     float **cell_node_uvw; /* per set: cell_nnodes x 3, parametric coordinates of a cell's nodes */
     CellFuncs *cell_funcs; /* per set: its methods */
+    /* Hands out the node numbers of a set, cell_connect[set]. */
     int (*get_cell_set)(MeshInfo *mesh, int set, int **out);
 };
 
-/* Copies a mesh record for the duration of an operation; `*out` is from malloc and is released by free alone.
+/* Copies a mesh record for the duration of an operation. *out is from malloc and is released by free alone.
  * Shallow: dims and the per-set arrays are the source's own. points and coords start at null in the copy;
  * coord_min, coord_max and cell_order are not copied and must not be read there, nor the per-set words of a
  * mesh without cell sets. Result 1; 0 when there is no memory, with *out null. */
@@ -234,12 +376,16 @@ ISOFIELD_API int UTILget_cell_id(const MeshInfo *mesh, int cell, int *local, int
  * ==================================================================================================== */
 
 /* Hands the table of named functions to the host (OMadd_named_funcs) and returns the host's result. To be
- * called once, before a mesh is bound. A method's name is its slot's name: with the suffix _struct, _unif or
- * _rect for a mesh-level method of a regular kind (isosurf_func_unif), with the cell type for a cell method
- * (slice_cell_hex_1). */
+ * called once, before a mesh is bound; the default host does so itself. The names from which a host binds:
+ *   mesh level  the slot's name on cell sets; with the suffix _struct, _unif or _rect on structured, uniform
+ *               and rectilinear grids: isosurf_func, isosurf_func_unif
+ *   cell types  shape_func_, shape_deriv_, rev_par_, slice_cell_, cut_cell_, contour_cell_, isoline_,
+ *               vol_integr_ or tesselate_, and the type: shape_deriv_prism_2, slice_cell_hex_1
+ * The *_tesselate slots have no names of their own: they take the methods of the pieces' type, tri_1 for flat
+ * cells and tet_1 for volume cells. */
 ISOFIELD_API int FLD_METHinit(void);
 
-/* The table itself; names may stand twice, with the same function. */
+/* The table itself, of 158 rows; some names stand twice, with the same function. */
 ISOFIELD_API extern const NamedFunc dproc_table[];
 
 /* Slot names of FieldFuncs and SetFuncs, in slot order. */
@@ -267,27 +413,31 @@ ISOFIELD_API int UTILget_coords_unif(int ndim, const int *dims, int nspace, cons
 ISOFIELD_API int UTILget_coords_rect(int ndim, const int *dims, int nspace, const float *points, int first,
                                      int end, int comp_first, int comp_end, float *out);
 
-/* Bounding box of the nodes that the cell sets reach, nspace floats each. Apart from the very first cell, the
- * first node of a cell takes no part: a node that is only ever the first of its cells does not widen the box.
- * Without cell sets min and max are left alone. Result 1; 0 when coordinates or cells are not to be had. */
+/* Bounding box of the nodes that the cell sets reach: min and max, nspace floats each. Apart from the very
+ * first cell, the first node of a cell takes no part: a node that is only ever the first of its cells does
+ * not widen the box. Without cell sets min and max are left alone. Result 1; 0 when coordinates or cells are
+ * not to be had. */
 ISOFIELD_API int UTILfield_extent(MeshInfo *mesh, float *min, float *max);
 
-/* Bounding box of one cell, nspace floats each: on cell sets by global cell id (an id outside all sets: 0,
- * not reported), on grids by corner number, which is not tested against the grid's last rows. The cell type
- * of a structured grid is that of its set 0; a rectilinear axis of one node must not be asked for. Result 1
- * or 0. */
+/* Bounding box of one cell, for the cell_extent_func slot.
+ *   cell      global cell id on cell sets; on grids corner number, not tested against the grid's last rows
+ *   min, max  nspace floats each
+ * The cell type of a structured grid is that of its set 0. A rectilinear grid must not have an axis of one
+ * node. Result 1; 0 when the mesh's arrays are not to be had and, without a report, for an id outside all
+ * sets. */
 ISOFIELD_API int UTILcell_extent(MeshInfo *mesh, int cell, float *min, float *max);
 ISOFIELD_API int UTILcell_extent_struct(MeshInfo *mesh, int cell, float *min, float *max);
 ISOFIELD_API int UTILcell_extent_unif(MeshInfo *mesh, int cell, float *min, float *max);
 ISOFIELD_API int UTILcell_extent_rect(MeshInfo *mesh, int cell, float *min, float *max);
 
 /* ====================================================================================================
- * Shape functions
+ * Shape functions and parametric mapping
  * ====================================================================================================
- * The parametric space of a cell type and the weights of its nodes there. Parametric coordinates uvw run from
- * -1 to 1 in lines, quads and hexes; in tris and tets u, v, w >= 0 with u + v + w <= 1, t = 1 - u - v (- w)
- * being the rest; in prisms (pent) u and v are those of a triangle and w runs from -1 to 1; in pyramids all
- * run from -1 to 1, with the apex at w = 1. Node positions:
+ * The parametric space of a cell type, the weights of its nodes there (shape functions), and the way back
+ * from a point in space. Parametric coordinates uvw run from -1 to 1 in lines, quads and hexes; in tris and
+ * tets u, v, w >= 0 with u + v + w <= 1, t = 1 - u - v (- w) being the rest; in prisms (pent) u and v are
+ * those of a triangle and w runs from -1 to 1; in pyramids all run from -1 to 1, with the apex at w = 1. Node
+ * positions:
  *
  *   line        u: -1, 1; then 0
  *   tri         (1,0) (0,1) (0,0); then the middles of 01 12 20
@@ -301,14 +451,32 @@ ISOFIELD_API int UTILcell_extent_rect(MeshInfo *mesh, int cell, float *min, floa
  * Some of these frames are left-handed for cells numbered as told under case tables: their Jacobian
  * determinant is negative then, which every operation allows. A grid's cell takes its nodes in the order c+1,
  * c, c+d0, c+d0+1 and the same one plane up, c being its corner number, so that its frame is turned against
- * the grid's axes x, y, z: u = -x in one dimension, (u, v) = (-x, y) in two, (u, v, w) = (y, x, -z) in three.
+ * the grid's axes x, y, z: u = -x in one dimension, (u, v) = (-x, y) in two, (u, v, w) = (y, x, -z) in
+ * three. */
+
+/* Weights at a place, their derivatives, and the place of a point, for the first three slots of SetFuncs. Of
+ * uvw only the coordinates that the type has are read or written.
  *
- * UTILsh_func_<type> writes the weight of each node at uvw. UTILsh_deriv_<type> writes their derivatives
- * along u, then along v, then along w: dimensions x nodes. Only the type's own coordinates are read; the
- * derivatives of line_1, tri_1 and tet_1 are constant and never read uvw.
+ * UTILsh_func_<type> writes the weight of each node to out: nnodes floats. UTILsh_deriv_<type> writes their
+ * derivatives along u, then along v, then along w: dimensions x nnodes. Those of line_1, tri_1 and tet_1 are
+ * constant and never read uvw.
  * Weights sum to 1 and are 1 at their node, with one exception: in pent_2 the weight of node 7, the middle of
  * 1-2, is that of node 6 (2uv(1 + w)); its derivatives are the true ones (of 2vt(1 + w)).
- * The functions: O. Zienkiewicz and R. Taylor, "The finite element method", 1977. */
+ * The functions: O. Zienkiewicz and R. Taylor, "The finite element method", 1977.
+ *
+ * UTILrev_par_<type> finds the parametric coordinates of a point in a cell:
+ *   node_xyz  nnodes x 3, missing components 0
+ *   xyz       3
+ *   uvw       as many as the type has, written whatever the result
+ * Result 1 when the point is in the cell, 0 when it is outside, -1 when the cell is degenerate; tri_1 and
+ * tet_1 call a degenerate cell outside. A margin of 0.05 is allowed on every parametric bound.
+ * line_1, tri_1 and tet_1 are solved by lengths, areas and volumes. In line_1 u is the distance to node 0
+ * over the cell's length, from 0 to 1, which is not the frame of its weights. tri_1 has no test for the
+ * distance from its plane, which only makes its areas larger.
+ * The others take at most 20 Newton steps from their middle. They are done when every component of a step is
+ * below 0.05, and that last step is not applied. A quad turns a point away whose distance from the plane at
+ * the current iterate is above a thousandth of the Jacobian determinant; line_2, tri_2, quad_1 and quad_2
+ * also one that is more than 0.05 off in space. */
 #define ISOFIELD_DECLARE(type)                                           \
     ISOFIELD_API void UTILsh_func_##type(const float *uvw, float *out);  \
     ISOFIELD_API void UTILsh_deriv_##type(const float *uvw, float *out); \
@@ -329,38 +497,26 @@ ISOFIELD_DECLARE(hex_2)
 #undef ISOFIELD_DECLARE
 
 /* ====================================================================================================
- * Parametric mapping
- * ==================================================================================================== */
+ * Jacobians
+ * ====================================================================================================
+ * How a cell's parametric space lies in space, at the place where `deriv` was taken. */
 
-/* UTILrev_par_<type>, declared above, finds the parametric coordinates of a point in a cell:
- *   node_xyz  nodes x 3, missing components 0
- *   xyz       3
- *   uvw       as many as the type has, written whatever the result
- * Result 1 when the point is in the cell, 0 when it is outside, -1 when the cell is degenerate; tri_1 and
- * tet_1 call a degenerate cell outside.
- * A margin of 0.05 is allowed on every parametric bound. line_1, tri_1 and tet_1 are solved by lengths, areas
- * and volumes: in line_1 u is the distance to node 0 over the cell's length, from 0 to 1, which is not the
- * frame of its weights; tri_1 has no test for the distance from its plane, which only makes its areas larger.
- * The others take at most 20 Newton steps from their middle: done when every component of a step is below
- * 0.05, and that last step is not applied. A quad turns a point away whose distance from the plane at the
- * current iterate is above a thousandth of the Jacobian determinant; line_2, tri_2, quad_1 and quad_2 also
- * one that is more than 0.05 off in space. */
-
-/* The length, area or volume that a unit of parametric space takes at a point of a cell, signed in three
+/* The determinant: the length, area or volume that a unit of parametric space takes there, signed in three
  * dimensions.
+ *   nnodes    nodes of the cell
  *   deriv     1, 2 or 3 x nnodes, as UTILsh_deriv_<type> writes it
- *   node_xyz  nnodes x 3 */
+ *   node_xyz  nnodes x 3
+ * Result: the determinant. */
 ISOFIELD_API float UTILjacobian_1d_det(int nnodes, const float *deriv, const float *node_xyz);
 ISOFIELD_API float UTILjacobian_2d_det(int nnodes, const float *deriv, const float *node_xyz);
 ISOFIELD_API float UTILjacobian_3d_det(int nnodes, const float *deriv, const float *node_xyz);
 
-/* The same, with the inverse of the Jacobian; a determinant of 0 leaves no inverse. Lines and surfaces are
- * turned into a frame of their own first: its axes are the columns of `frame`, so that xyz times frame gives
- * components along, then off the cell.
- *   jinv       1, 2 x 2 or 3 x 3
- *   frame      3 x 3
- *   frame_xyz  nnodes x 3: the nodes in the frame
- * On a length of exactly 0 the form for lines writes nothing. */
+/* The same, with the inverse of the Jacobian. Lines and surfaces are turned into a frame of their own first:
+ * its axes are the columns of `frame`, so that xyz times frame gives components along, then off the cell.
+ *   jinv       out: 1, 2 x 2 or 3 x 3. With a determinant of 0 what stands there is no inverse
+ *   frame      out: 3 x 3
+ *   frame_xyz  out: nnodes x 3, the nodes in the frame
+ * Result: the determinant. On a length of exactly 0 the form for lines writes nothing. */
 ISOFIELD_API float UTILjacobian_1d_inv(int nnodes, const float *deriv, const float *node_xyz, float *jinv,
                                        float *frame, float *frame_xyz);
 ISOFIELD_API float UTILjacobian_2d_inv(int nnodes, const float *deriv, const float *node_xyz, float *jinv,
@@ -371,13 +527,13 @@ ISOFIELD_API float UTILjacobian_3d_inv(int nnodes, const float *deriv, const flo
  * Points in cells
  * ==================================================================================================== */
 
-/* Where a point lies in one cell, for the interp_cell_func slot: the global cell id on cell sets, the corner
- * number on grids.
+/* Where a point lies in one cell, for the interp_cell_func slot.
+ *   cell     global cell id on cell sets, corner number on grids
  *   xyz      3 floats whatever nspace, missing components 0
  *   pretest  when set, a point outside the cell's bounding box widened by tol is outside (0)
  *   tol      rounded to float. On uniform and rectilinear grids it widens the parametric range of -1 to 1
  *            instead; on an axis that has one node, or none, the distance in space
- *   uvw      3
+ *   uvw      out: the place in the cell
  * Result 1 inside, 0 outside, -1 degenerate; 0 also for a cell that is not there, a type without
  * rev_par_func, more than 20 nodes a cell, and when the mesh's arrays are not to be had. Cell sets and
  * structured grids go through rev_par_func; uniform and rectilinear grids are solved directly, and without
@@ -391,8 +547,9 @@ ISOFIELD_API int UTILinterp_cell_uvw_unif(MeshInfo *mesh, int cell, const float 
 ISOFIELD_API int UTILinterp_cell_uvw_rect(MeshInfo *mesh, int cell, const float *xyz, int pretest, double tol,
                                           float *uvw);
 
-/* Node data at points of one cell, for the interp_data_func slot: weights times values, in float. The cell as
- * above; the second form serves all grids.
+/* Node data at points of one cell, for the interp_data_func slot: weights times values, in float. The second
+ * form serves all grids.
+ *   cell  as above
  *   data  nnodes x veclen
  *   npts  points; with fewer than 1 nothing is written and the result is 1
  *   uvw   npts x 3
@@ -406,8 +563,10 @@ ISOFIELD_API int UTILinterp_cell_val_struct(MeshInfo *mesh, int cell, int veclen
                                             int null_flag, const void *null_value, int npts, const float *uvw,
                                             float *out);
 
-/* The same for a cell given by its nodes and its shape functions.
- *   connect  nnodes, 20 at most */
+/* The same for a cell given by its nodes and its shape functions, such as a piece of a quadratic cell.
+ *   connect     the numbers of its nodes
+ *   nnodes      their count, 20 at most
+ *   shape_func  writes their weights, as UTILsh_func_<type> does */
 ISOFIELD_API int UTILtesselate_cell_val(const int *connect, int nnodes,
                                         void (*shape_func)(const float *uvw, float *out), int veclen,
                                         const void *data, int dtype, int null_flag, const void *null_value,
@@ -420,20 +579,21 @@ ISOFIELD_API int UTILtesselate_cell_val(const int *connect, int nnodes,
  * interp_init_func and handed to its find_cell_func with each query: a uniform grid of blocks, each with a
  * list of the cells whose bounding boxes touch it. Uniform and rectilinear grids need none. */
 
+/* The search table of a mesh. */
 struct BlockTable {
-    int *blocks; /* nblocks: each block's first entry, 0 when it has none */
-    int nblocks; /* nblk to the power nspace; block (i, j, k) is i + nblk * (j + nblk * k) */
-    int nblk;    /* blocks per axis */
-    int nspace;
-    float min[3]; /* the mesh's coord_min and coord_max; 0 from nspace on */
-    float max[3];
+    int *blocks;            /* nblocks: each block's first entry, 0 when it has none */
+    int nblocks;            /* nblk to the power nspace; block (i, j, k) is i + nblk * (j + nblk * k) */
+    int nblk;               /* blocks per axis */
+    int nspace;             /* axes, 1 to 3 */
+    float min[3];           /* the mesh's coord_min; 0 from nspace on */
+    float max[3];           /* coord_max likewise */
     unsigned int index_key; /* the library's own: a finer index stands behind the record */
     int *cell_list;         /* per entry its cell: the global id, or the corner number on a structured grid */
     int *next_list;         /* per entry the next one of its block, 0 at the end. Entry 0 is not used */
     int list_cap;           /* room in both lists; starts at list_grow */
-    int list_grow;
-    int list_free;  /* next free entry */
-    int owns_lists; /* 1: an interrupted build frees the arrays with the record */
+    int list_grow;          /* entries added when there is no more room */
+    int list_free;          /* next free entry */
+    int owns_lists;         /* 1: an interrupted build frees the arrays with the record */
 };
 
 /* An empty table for `ncells` cells: 7 blocks an axis and a list_grow of 500 below 1000 cells, 10 and 1000
@@ -485,6 +645,8 @@ ISOFIELD_API int UTILfind_cell_rect(MeshInfo *mesh, BlockTable *table, const flo
  * quadrature.
  *   cell_dim  1, 2 or 3: the sets whose cell_ndim it is
  *   data      nnodes scalars of dtype, or null: *integral is 0 then
+ *   volume    out: the measure
+ *   integral  out: the integral
  * A cell with a null node adds nothing, to the measure neither. Sets whose type has no rule (pyramids, and
  * the quadratic types) add nothing. Sums run in float, over the sets and cells in order, so that they lose
  * digits on large meshes; sum vol_integr_func's results in double where that counts. Result 1, also when some
@@ -522,12 +684,13 @@ ISOFIELD_DECLARE(UTILvol_integr_cell_prism)
  *               1, and the cell's later nodes get nothing from it
  *   out         nnodes x veclen. The call for set 0 clears its first nnodes elements alone: with a veclen
  *               above 1 the caller clears the rest. A node that no cell touches stays as it was
- *   weights     *weights (nnodes floats) and *null_flags (nnodes bytes) are made by the call for set 0,
- *   null_flags  carried to the next ones, and freed by the last. After a failure in a later set they are
- *               still the caller's, to be freed with free
+ *   weights, null_flags  of the caller only two pointers: *weights (nnodes floats) and *null_flags (nnodes
+ *               bytes) are made by the call for set 0, carried to the next ones, and freed by the last. After
+ *               a failure in a later set they are the caller's, to be freed with free
  * A node touched by a null cell is null in every component. Sums run in the data's own type: integers
- * truncate at every addition and in the final division. Result 1 or 0. A mesh kind without the method is told
- * on standard error: 0. The method of grids, whose cells are all in set 0, ignores the last two arguments. */
+ * truncate at every addition and in the final division. Result 1 or 0. An unknown dtype is reported; a mesh
+ * kind without the method is told on standard error: 0. The method of grids, whose cells are all in set 0,
+ * ignores the last two arguments. */
 ISOFIELD_API int UTILcell_to_node(MeshInfo *mesh, int set, int dtype, const void *data, int veclen,
                                   int null_flag, const void *null_value, int power, void *out,
                                   float **weights, char **null_flags);
@@ -573,12 +736,13 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  *           dimensions; nnodes for the divergence. Curl and divergence of grids need 3 dimensions, gradients
  *           2 at least (component 2 is 0 then)
  * With null_flag data are used as they stand, and then `out` is cleared around nulls: see UTILderiv_null.
- * Result 1 or 0. A wrong veclen or ndim is refused with 0, reported on grids and not on cell sets, with `out`
- * untouched. When interrupted, 0 on cell sets and for the gradient of structured grids, with `out` partly
- * written: on grids the planes i before the last poll, on cell sets undivided sums. The other operators of
- * grids give 1 then, and so do they where they can't work: on a uniform grid with an axis of one node, or one
- * of no length; with an unknown dtype, which is reported. What is not computed stays as it was in `out`. On
- * cell sets an unknown dtype gives zeros, and is told on standard error for each node of each cell.
+ * Result 1 or 0. A mesh kind without the method is reported: 0. A wrong veclen or ndim is refused with 0,
+ * reported on grids and not on cell sets, with `out` untouched. When interrupted, 0 on cell sets and for the
+ * gradient of structured grids, with `out` partly written: on grids the planes i before the last poll, on
+ * cell sets undivided sums. The other operators of grids give 1 then, and so do they where they can't work:
+ * on a uniform grid with an axis of one node, or one of no length; with an unknown dtype, which is reported.
+ * What is not computed stays as it was in `out`. On cell sets an unknown dtype gives zeros, and is told on
+ * standard error for each node of each cell.
  *
  * Cell sets: each cell evaluates its derivatives at its own nodes, and each node gets the plain mean of its
  * cells. A node without cells is NaN. Sets of lines add zeros to the means of their nodes.
@@ -605,7 +769,7 @@ ISOFIELD_DECLARE(UTILcurl_rect)
 ISOFIELD_DECLARE(UTILdiv_rect)
 #undef ISOFIELD_DECLARE
 
-/* One cell of a cell set at all its nodes.
+/* The gradient, curl or divergence in one cell of a cell set, at all its nodes.
  *   ndim      of the set; with 1 nothing is written
  *   cell      global cell id
  *   nnodes    nodes per cell, 85 at most
@@ -615,7 +779,8 @@ ISOFIELD_DECLARE(UTILdiv_rect)
  * divergence take those of the node before, 0 at the first. Surfaces (ndim 2): the gradient lies in the
  * cell's plane. The curl stands across the plane, and is formed from one row of vectors that the node values
  * and the plane's frame give together (see UTILderiv_2d): it depends on the cell's place in space, and is not
- * the surface's curl. The divergence is d/dx of the array's element number `node`, as if veclen were 1.
+ * the surface's curl. The divergence takes the array as if veclen were 1: it is the derivative, along the
+ * first axis of the plane's frame, of the scalar that stands at place n for node n.
  * Result 1, also where derivatives are not to be had; 0 when veclen is not 3 in a volume, or in a surface not
  * 2 for the curl or below 2 for the divergence. */
 ISOFIELD_API int UTILgrad_cell(MeshInfo *mesh, int ndim, int cell, const void *data, int dtype, int null_flag,
@@ -627,9 +792,12 @@ ISOFIELD_API int UTILdiv_cell(MeshInfo *mesh, int ndim, int cell, const void *da
                               int null_flag, const void *null_value, int nnodes, const float *node_uvw,
                               float *out);
 
-/* The grids' kernels. An unknown dtype is reported: 0.
+/* The grids' kernels: the same operators on all nodes, without a mesh record. An unknown dtype is reported:
+ * 0.
+ *   dims    3 or 2 node counts
  *   coords  nnodes x 3; nnodes x nspace in two dimensions
  *   points  as in MeshInfo, of 3 columns; of nspace columns in two dimensions
+ *   coords_or_points  coords of structured grids, points of the others
  * Result 1, also when dims[0] is below 1, where nothing is done (but for uniform grids). 0 when interrupted,
  * and on uniform grids with an axis of one node or without length, with nothing written. On structured and
  * rectilinear grids an axis of one node has differences of 0. The walk goes along i, and asks to stop before
@@ -724,8 +892,9 @@ ISOFIELD_API int UTILderiv_null_struct(MeshInfo *mesh, const void *data, int vec
 /* ====================================================================================================
  * Data arrays
  * ====================================================================================================
- * Plain operations on typed arrays. Counts below 1 do nothing and give 1; an unknown type code is reported
- * ("unknown data type") and gives 0. */
+ * Plain operations on typed arrays, which need not be data of a mesh. The result is 1 unless said otherwise.
+ * Counts below 1 do nothing and give 1; an unknown type code is reported ("unknown data type") and gives
+ * 0. */
 
 /* Gathers rows: row k of `out` is row ids[k] of `in`, for k below `n`.
  *   unused   never read; pass null
@@ -784,7 +953,7 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 /* Replaces rows by a test on another array: row i of `out` is `replacement` throughout when component `comp`
  * of row i of `in` is a null, is below `min` (with min_flag) or above `max` (with max_flag), and row i of
  * `src` otherwise. The limits are brought to the test array's type first, as in UTILclamp. Members stand for
- * every pair of types.
+ * every pair of types: UTILthreshold_<in_type>_<out_type>.
  *   in        n x stride, of in_type
  *   src, out  n x out_veclen, of out_type */
 ISOFIELD_API int UTILthreshold(int n, const void *in, int stride, int comp, int in_type, int null_flag,
@@ -975,10 +1144,10 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 
 /* The points by the cells of a grid. bins, point_ids and next are from ARRalloc_f, the record from malloc. */
 typedef struct ScatBins {
-    int *bins;    /* nbins: head of each bin's chain, a slot; 0 for none */
-    int nbins;    /* product of dims - 1 */
-    int reserved; /* never set */
-    int ndim;
+    int *bins;                          /* nbins: head of each bin's chain, a slot; 0 for none */
+    int nbins;                          /* product of dims - 1 */
+    int reserved;                       /* never set */
+    int ndim;                           /* axes */
     float unused_min[3], unused_max[3]; /* 0 */
     int *point_ids;                     /* nslots: the point in a slot; slots from free_slot on are not set */
     int *next;                          /* nslots: the next slot of the chain; 0 ends it */
@@ -1011,7 +1180,8 @@ ISOFIELD_API int UTILscat_interp_end(ScatBins *bins);
  * are the cell's local numbers; the tables know nothing of meshes, and the same arrays serve cell sets and
  * grids.
  *
- * Corner numbering of the six kinds, K below, with their type index:
+ * Corner numbering of the six kinds, with their type index. In the names below K stands for a kind:
+ * CUTmin_node_K for CUTmin_node_tet, CUTmin_node_prism and so on.
  *
  *   0 tet           1 prism           2 pyr             3 hex              4 tri          5 quad
  *
@@ -1054,6 +1224,7 @@ ISOFIELD_API int UTILscat_interp_end(ScatBins *bins);
  *
  * The arrays CUT..._type[6] hold, by type index, the arrays of the same name of all kinds. */
 
+/* Of each kind. */
 #define ISOFIELD_CUT_TABLES(K)                                     \
     ISOFIELD_API extern const int CUTmax_index_##K;                \
     ISOFIELD_API extern const int CUTnold_nodes_##K[];             \
@@ -1076,6 +1247,7 @@ ISOFIELD_CUT_TABLES(tri)
 ISOFIELD_CUT_TABLES(quad)
 #undef ISOFIELD_CUT_TABLES
 
+/* Lines, of tri and quad. */
 #define ISOFIELD_CUT_LINE_TABLES(K)                    \
     ISOFIELD_API extern const int CUTedge_nline_##K[]; \
     ISOFIELD_API extern const int CUTedge_cind_##K[];  \
@@ -1084,6 +1256,7 @@ ISOFIELD_CUT_LINE_TABLES(tri)
 ISOFIELD_CUT_LINE_TABLES(quad)
 #undef ISOFIELD_CUT_LINE_TABLES
 
+/* Of all kinds. */
 ISOFIELD_API extern const int *const CUTnold_nodes_type[6];
 ISOFIELD_API extern const int *const CUTnnew_nodes_type[6];
 ISOFIELD_API extern const int *const CUTm_ind_type[6];
@@ -1098,10 +1271,11 @@ ISOFIELD_API extern const unsigned char *const CUTconnect_list_type[6];
 ISOFIELD_API extern const unsigned char *const CUTnew_flag_list_type[6];
 
 /* Contours (CONT...): the triangles of the band between two levels in a tri or quad, and the lines along each
- * level. `lower` is the mask of the nodes at or above the lower level, `upper` of those above the upper one.
- * The row of a case is r = CONTtable_index_K[upper * side + lower], with side 8 in tri and 16 in quad. It is
- * -1 where upper is not a subset of lower, where upper is 0 and where lower is full: fewer than two levels
- * cross such a cell. Rows count from 1: row 0 and the first element of every list are unused zeros.
+ * level. A case has two masks: lower, of the nodes at or above the lower level, and upper, of those above the
+ * upper one. The row of a case is r = CONTtable_index_K[upper * side + lower], with side 8 in tri and 16 in
+ * quad. It is -1 where upper is not a subset of lower, where upper is 0 and where lower is full: fewer than
+ * two levels cross such a cell. Rows count from 1: row 0 and the first element of every list are unused
+ * zeros.
  *
  *   CONTnold_nodes_K[r]       nodes in the band, the old nodes of the output
  *   CONTvalues_K              level of each new node: 0 lower, 1 upper; parallel to CONTmin_node_K
@@ -1112,6 +1286,7 @@ ISOFIELD_API extern const unsigned char *const CUTnew_flag_list_type[6];
  *
  * The others are as for cuts. */
 
+/* Of tri and quad. */
 #define ISOFIELD_CONTOUR_TABLES(K)                                   \
     ISOFIELD_API extern const int CONTtable_index_##K[];             \
     ISOFIELD_API extern const int CONTnold_nodes_##K[];              \
@@ -1149,61 +1324,64 @@ ISOFIELD_CONTOUR_TABLES(quad)
  * (delete_str). After an add that gave 0 a table may only be deleted. Adds return 1, 0 when there is no
  * memory, -1 on a null table; `n` below 1 does nothing. */
 
+/* Edges and their new nodes: an entry for each. */
 struct EdgeTable {
     int *head;     /* per bucket: slot of its first entry, 0 when empty */
     int *next;     /* per slot: next slot of the bucket, 0 at the end. A slot is an entry's number plus 1 */
     int *min_node; /* per entry: smaller node of the edge */
     int *max_node; /* per entry: larger node */
-    int nbucket;
-    int capacity; /* of next, min_node and max_node; starts at 1024 */
-    int count;    /* entries */
-    int grow;     /* added to capacity when it runs out: 1024 */
+    int nbucket;   /* buckets */
+    int capacity;  /* of next, min_node and max_node; starts at 1024 */
+    int count;     /* entries */
+    int grow;      /* capacity grows in steps of it: 1024 */
 };
 
+/* Edges with a level flag. */
 struct EdgeTable2 {
-    int *head;
-    int *next;
-    int *min_node;
-    int *max_node;
+    int *head;                 /* these four as in EdgeTable */
+    int *next;                 /* per slot */
+    int *min_node;             /* per entry */
+    int *max_node;             /* per entry */
     int nlower;                /* entries of level flag 0 */
     int nupper;                /* entries of another */
     unsigned char *level_flag; /* per entry */
-    int nbucket;
-    int capacity; /* starts at 1000 */
-    int count;    /* nlower + nupper */
-    int grow;     /* 1000 */
+    int nbucket;               /* buckets */
+    int capacity;              /* of next, min_node, max_node and level_flag; starts at 1000 */
+    int count;                 /* entries: nlower + nupper */
+    int grow;                  /* capacity grows in steps of it: 1000 */
 };
 
-/* Rolling forms: slots are counted apart from entries, and slot_entry tells each slot's entry. */
+/* The rolling form of EdgeTable: slots are counted apart from entries. */
 typedef struct EdgeTableStr {
-    int *head;
-    int *next;
-    int *slot_entry;
-    int *min_node;
-    int *max_node;
-    int capacity; /* of the entries; starts at grow */
-    int count;
-    int nbucket;
+    int *head;         /* per bucket: slot of its first edge, 0 when empty */
+    int *next;         /* per slot: next slot of the bucket, 0 at the end */
+    int *slot_entry;   /* per slot: its entry */
+    int *min_node;     /* per entry: smaller node of the edge */
+    int *max_node;     /* per entry: larger node */
+    int capacity;      /* of the entries; starts at grow */
+    int count;         /* entries */
+    int nbucket;       /* buckets */
     int slot_capacity; /* of next and slot_entry; starts at grow */
-    int next_slot;     /* starts at 1 */
-    int grow;
+    int next_slot;     /* the next to be taken; starts at 1 */
+    int grow;          /* either capacity grows in steps of it */
 } EdgeTableStr;
 
+/* The rolling form of EdgeTable2. */
 typedef struct EdgeTable2Str {
-    int *head;
-    int *next;
-    int *slot_entry;
-    int *min_node;
-    int *max_node;
-    unsigned char *level_flag;
-    int nlower;
-    int nupper;
-    int capacity;
-    int count;
-    int nbucket;
-    int slot_capacity;
-    int next_slot;
-    int grow;
+    int *head;                 /* these five as in EdgeTableStr */
+    int *next;                 /* per slot */
+    int *slot_entry;           /* per slot */
+    int *min_node;             /* per entry */
+    int *max_node;             /* per entry */
+    unsigned char *level_flag; /* per entry */
+    int nlower;                /* entries of level flag 0 */
+    int nupper;                /* entries of another */
+    int capacity;              /* these six as in EdgeTableStr */
+    int count;                 /* entries: nlower + nupper */
+    int nbucket;               /* buckets */
+    int slot_capacity;         /* of next and slot_entry */
+    int next_slot;             /* the next to be taken */
+    int grow;                  /* either capacity grows in steps of it */
 } EdgeTable2Str;
 
 /* A flat table for nodes 0 to nbucket - 1, or null when there is no memory. */
@@ -1279,7 +1457,8 @@ ISOFIELD_API int UTILedge_table2_delete_str(EdgeTable2Str *table);
  * The right-hand normal of a triangle points to the side at or above the level on cell sets, for cells
  * numbered as told under case tables, and in index space to the side below it on grids.
  * Result 1 or 0; interrupted, 0 on cell sets and -1 on a grid. A mesh kind without the method is reported
- * ("No isosurf function found\n"): 0. A grid of one dimension, or a set of lines: 0, without a report.
+ * ("No isosurf function found\n"): 0, and so is another dtype than the six on cell sets. A grid of one
+ * dimension, or a set of lines: 0, without a report.
  * Two exceptions. Where two pyramids meet base to base, and each has its nodes 0, 1 and 3 above the level and
  * the others below, the sheet lies double on the base and is not manifold in two edges. And quadratic
  * hexahedra and prisms are cut up in one way whatever their neighbours, so that pieces need not match across
@@ -1352,7 +1531,7 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  *                             cell within the set. On a grid one list of nlines packed cell numbers, beside a
  *                             count that stays 0. Words of a set without a method are left as they were
  * Null cells make nothing. Result 1 or 0. A mesh kind without the method is reported ("no isoline function
- * found"): 0.
+ * found"): 0, and so is another dtype than the six on cell sets.
  * UTILisoline_cells is the method of cell sets: every set that has an isoline_func is walked in order, a
  * quadratic one through its linear pieces, at most 1000 cells at a time. UTILisoline_struct is the method of
  * the grids, and its family: ndim is not looked at, so that a grid of three dimensions gives the lines of its
@@ -1376,9 +1555,11 @@ ISOFIELD_API int UTILisoline_struct(MeshInfo *mesh, const void *data, int dtype,
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 
-/* The kernels of triangles and quadrilaterals, for the isoline_func slot. As the kernels of UTILslice_cells,
- * with these differences: *cell_list has 1000 ints, one per segment; there is no interruption. Cells of more
- * nodes are taken by their first three or four; a null at any of their nodes counts. */
+/* The kernels of triangles and quadrilaterals, for the isoline_func slot: the lines of one set. Cells of more
+ * nodes are taken by their first three or four; a null at any of their nodes counts.
+ *   mask, table, connect, size, capacity  as for the kernels of UTILslice_cells, and left as they leave them
+ *   cell_list  *cell_list is null, or a list of 1000 ints, which is grown: per segment its cell in the set
+ * Result: the segments made; 0 on a failure. There is no interruption. */
 ISOFIELD_API int UTILisoline_tri(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask,
                                  EdgeTable *table, int **connect, int *size, int *capacity, int **cell_list);
 ISOFIELD_API int UTILisoline_quad(MeshInfo *mesh, int set, int null_flag, const unsigned char *mask,
@@ -1453,23 +1634,26 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 /* A stack of cells on pooled nodes, for walks. */
 typedef struct CellNode CellNode;
 struct CellNode {
-    int cell;
+    int cell;       /* its cell */
     CellNode *next; /* below it, or the next free one */
 };
 typedef struct CellList {
-    CellNode *top;  /* null when the list is empty; the caller reads top->cell */
-    CellNode *free; /* chain of free nodes */
-    int nblocks;
+    CellNode *top;     /* null when the list is empty; the caller reads top->cell */
+    CellNode *free;    /* chain of free nodes */
+    int nblocks;       /* blocks of nodes */
     CellNode **blocks; /* nblocks blocks of nodes */
 } CellList;
 
 /* A list with room for `count` cells, or null when there is no memory. It grows by 1024 nodes. */
 ISOFIELD_API CellList *UTILinit_cell_list(int count);
+
 /* Result 1. Null is allowed. */
 ISOFIELD_API int UTILdelete_cell_list(CellList *list);
+
 /* Pushes cells in their order, so that the last one ends on top. Result 1; 0 when there is no memory, and on
  * a null list: some of the cells may have been pushed. */
 ISOFIELD_API int UTILadd_cell_to_list(CellList *list, int count, const int *cells);
+
 /* Pops the top. Result 1, or 0 on an empty or null list. */
 ISOFIELD_API int UTILrm_cell_from_list(CellList *list);
 
@@ -1487,11 +1671,14 @@ typedef struct CellTable {
 
 /* A table of `size` buckets for `total` cells, or null when there is no memory. */
 ISOFIELD_API CellTable *UTILcell_table_create(int size, int total);
+
 /* Result 1. Null is allowed. */
 ISOFIELD_API int UTILcell_table_delete(CellTable *table);
+
 /* Puts a cell at the head of its bucket, whether it is there already or not. Result 1; 0 when there is no
  * memory, and on a null table. */
 ISOFIELD_API int UTILcell_table_add(CellTable *table, int cell);
+
 /* Whether a cell is in the table: 1 or 0. 0 on a null table. */
 ISOFIELD_API int UTILcell_in_table(const CellTable *table, int cell);
 
@@ -1654,7 +1841,7 @@ ISOFIELD_API int UTILnode_thresh2(int nnodes, int dtype, const void *data, int n
 ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 #undef ISOFIELD_DECLARE
 
-/* Node data on the new nodes of a band: at new node i, which lies at `level` (lo or hi by its flag) between a
+/* Node data on the new nodes of a band: at new node i, which lies at a level (lo or hi by its flag) between a
  * and b, in[a] + t * (in[b] - in[a]) with t = (level - data[a]) / (data[b] - data[a]), all in double; integer
  * results are truncated. Ends that are new nodes themselves are worked out first. Where data are equal at
  * both ends the result is in[a]. Where an end is negative the row is left alone.
@@ -1696,17 +1883,17 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  * each output cell comes from. Coordinates and data are left to the caller: rows of old nodes are gathered by
  * node_map, new nodes are evaluated by UTILeval_contour with lo = level and flags of 0, or by UTILget_param.
  *   side         below 0: keep what is below the level; otherwise what is at or above it
- *   nold to connect_size    as told under bands. With side below 0 a node at the level has a row, but the cut
- *                runs through new nodes on top of it, and no cell has its row. NaN is below the level, but is
- *                never an old node: with side below 0 the cells of a NaN node are kept with rows of -1. Mark
- *                such nodes as null
+ *   nold, node_map, nnew, min_node, max_node, ncells, connect, connect_size  as told under bands. With side
+ *                below 0 a node at the level has a row, but the cut runs through new nodes on top of it, and
+ *                no cell has its row. NaN is below the level, but is never an old node: with side below 0 the
+ *                cells of a NaN node are kept with rows of -1. Mark such nodes as null
  *   cell_count, cell_list   both null; or, by type index, the count of the output cells and a list with the
  *                cell that each comes from. On cell sets there are six words for each set: word set * 6 + t
  *                tells of the cells of type t made from the set, in the order of connect[t], by their cell
  *                within the set; the words of a set without the method are 0. On grids there are six words in
  *                all, and cells have packed numbers. The lists are the caller's, also those with a count of 0
  * Result 1; 0 on a failure or when interrupted. A mesh kind without the method is reported ("no cut function
- * found\n"): 0, and the results are left as they were. */
+ * found\n"): 0, and the results are left as they were. An unknown dtype gives 0. */
 ISOFIELD_API int UTILcut(MeshInfo *mesh, const void *data, int dtype, int null_flag, const void *null_value,
                          double level, int side, int *nold, int **node_map, int *nnew, int **min_node,
                          int **max_node, int *ncells, int **connect, int *connect_size, int *cell_count,
@@ -1756,10 +1943,11 @@ ISOFIELD_API int UTILcut_struct_3d(MeshInfo *mesh, const void *data, int dtype, 
                                    int *nnew, int **min_node, int **max_node, int *ncells, int **connect,
                                    int *connect_size, int *cell_count, int **cell_list);
 
-/* The nodes that a cut keeps: value <= level with side below 0, else value >= level, and not null. As
- * UTILnode_thresh2 (map: per node its row, or -1; an unknown dtype gives nnodes), UTILnnode_thresh_struct2
- * and UTILnode_thresh_struct2, but the level is compared in double by all members. The two forms for grids
- * report an unknown dtype ("unknown data type"): 0. */
+/* The nodes that a cut keeps: value <= level with side below 0, else value >= level, and not null. The level
+ * is compared in double by all members. UTILnode_thresh makes a map as UTILnode_thresh2 does, and gives their
+ * number (nnodes for an unknown dtype). UTILnnode_thresh_struct counts them on a grid. UTILnode_thresh_struct
+ * lists them run by run as UTILnode_thresh_struct2 does, with its n, start, count, list and map, and
+ * gives 1. These two report an unknown dtype ("unknown data type"): 0. */
 ISOFIELD_API int UTILnode_thresh(int nnodes, int dtype, const void *data, int null_flag,
                                  const void *null_value, double level, int side, int *map);
 ISOFIELD_API int UTILnnode_thresh_struct(int ndim, const int *dims, const void *data, int dtype,
@@ -1814,6 +2002,7 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
  * unknown dtype gives nnodes and writes nothing. */
 ISOFIELD_API int UTILnode_thresh_null(int nnodes, int dtype, const void *data, const void *null_value,
                                       int *map);
+
 /* The cells of one set whose nodes all have a number in `map`. connect as above; it is null when no cell is
  * kept. nkept is not read. Result 1 or 0. */
 ISOFIELD_API int UTILcells_from_nlist(MeshInfo *mesh, int set, int nkept, const int *map, int *ncells,
@@ -1862,10 +2051,14 @@ ISOFIELD_API int UTILtesselate_hex_2(int ncells, const int *connect, int *nout, 
  * Point lists
  * ====================================================================================================
  * Evaluation between pairs of nodes, which is what new nodes are, and gathering by node list. A negative node
- * number in list_a or list_b means that the pair is skipped: its output stays as it was. */
+ * number in list_a or list_b means that the pair is skipped: its output stays as it was. The result is 1
+ * unless said otherwise; UTILget_param and UTILeval_param report an unknown dtype: 0.
+ *   npairs          pairs
+ *   list_a, list_b  npairs nodes each: the two of a pair
+ *   t               npairs floats: a place between them, 0 at the first and 1 at the second */
 
 /* Per pair, where `value` lies between two nodes: t = (value - a) / (b - a), a and b being the data (nnodes
- * scalars) at list_a and list_b; 0 where they are equal. t: npairs floats. Result 1. */
+ * scalars) at list_a and list_b; 0 where they are equal. */
 ISOFIELD_API int UTILget_param(int npairs, int dtype, const void *data, double value, const int *list_a,
                                const int *list_b, float *t);
 #define ISOFIELD_DECLARE(suffix, T, V)                                                                  \
@@ -1877,7 +2070,6 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 /* Per pair, data at its parameter: a + t * (b - a) for each component; float arithmetic, truncated, for the
  * integer types. With null_flag a component that is null at either end is null.
  *   data  nnodes x veclen
- *   t     npairs
  *   out   npairs x veclen, of dtype */
 ISOFIELD_API int UTILeval_param(int npairs, int veclen, int dtype, const void *data, int null_flag,
                                 const void *null_value, const int *list_a, const int *list_b, const float *t,
@@ -1891,7 +2083,7 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 
 /* Per pair, coordinates at its parameter: a + t * (b - a), in float. out: npairs x nspace. A mesh kind
  * without the method is told on standard error: 0. UTILeval_param_coord serves cell sets and structured
- * grids. */
+ * grids. 0 also when the mesh's arrays are not to be had. */
 ISOFIELD_API int UTILeval_coord(MeshInfo *mesh, int npairs, const int *list_a, const int *list_b,
                                 const float *t, float *out);
 ISOFIELD_API int UTILeval_param_coord(MeshInfo *mesh, int npairs, const int *list_a, const int *list_b,
@@ -1914,7 +2106,7 @@ ISOFIELD_API int UTILcoord_list_rect(MeshInfo *mesh, int count, const int *list,
 
 /* Data rows of listed nodes, scattered or gathered as in UTILget_coord_list. The result is a size, not a
  * status: the bytes written, 0 when there were none. An unknown dtype writes nothing and gives some nonzero
- * number.
+ * number. A mesh kind without the method is told on standard error: 0.
  *   data, out  rows of veclen elements of dtype */
 ISOFIELD_API int UTILget_data_list(MeshInfo *mesh, int dtype, int veclen, const void *data, int count,
                                    const int *list, void *out);
@@ -2143,10 +2335,14 @@ ISOFIELD_FAMILY(ISOFIELD_DECLARE)
 ISOFIELD_API int UTILdelaun_tess_2D(int npoints, const float *coords, int stride, const float *min,
                                     const float *max, int check, int *ntri, int **conn);
 
-/* Tetrahedra of points in space: as UTILdelaun_tess_2D, with coords npoints x 3, corners of 3 floats, and 4
- * point numbers a tetrahedron, which all have the negative of the volume that a tet_1 cell would have: swap
- * two nodes of each to make cells of them. A box without extent along an axis gives the result 1 with nothing
- * in the outputs. Polls every 65th point. */
+/* Tetrahedra of points in space: as UTILdelaun_tess_2D but for these.
+ *   coords    npoints x 3
+ *   min, max  3 floats each
+ *   ntet      receives the count of tetrahedra
+ *   conn      receives 4 * ntet point numbers. All tetrahedra have the negative of the volume that a tet_1
+ *             cell would have: swap two nodes of each to make cells of them
+ * A box without extent along an axis gives the result 1 with nothing in the outputs. Polls every 65th
+ * point. */
 ISOFIELD_API int UTILdelaun_tess_3D(int npoints, const float *coords, const float *min, const float *max,
                                     int check, int *ntet, int **conn);
 
@@ -2249,6 +2445,7 @@ ISOFIELD_API int UTILroi_sort_verts(int stride, const float *verts, const int *r
                                     float *params);
 
 /* The strip of triangles between two sorted contours.
+ *   ids1, ids2, params1, params2  of each, as UTILroi_sort_verts gives them
  *   count1, count2  the last index that may be read in each: its vertices are taken up to the one before
  *   ntri            in: the count of triangles expected; out: the count made, when that is as expected
  *   tris            room for 3 * ntri + 2 ints: receives the triangles, each with an edge of the one before

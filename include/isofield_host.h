@@ -1,8 +1,12 @@
 /* isofield_host.h: the services that the library imports from its host.
  *
+ * For those who write a host: programs on the default host (isofield_default_host.h) call no more of these
+ * than ARRfree_f, for the arrays that operations hand out.
+ *
  * The library calls these functions by name and defines none of them. Link any host that defines all of them
  * under these names; libisofield_host is the one that comes with the library. A host may be single threaded:
- * the library starts no threads and calls these only from the thread that called it.
+ * the library starts no threads and calls these only from the thread that called it. What else a host does,
+ * the binding of methods and the records of meshes, is told in isofield.h (MeshInfo, FLD_METHinit).
  *
  * Type codes, here and everywhere: 0 char (signed, 8 bits), 1 byte (unsigned, 8 bits), 2 short (16), 3 int
  * (32), 4 float, 5 double. All matrices are row-major floats; vectors are rows, multiplied from the left. */
@@ -19,19 +23,18 @@
 extern "C" {
 #endif
 
-/* A function of the library under the name by which a host binds it (see FLD_METHinit in isofield.h). The
- * pointer is cast back to the type of the slot that takes it. */
+/* A function of the library under the name by which a host binds it (see FLD_METHinit in isofield.h). */
 typedef struct NamedFunc {
-    void (*func)(void);
-    const char *name;
+    void (*func)(void); /* to be cast back to the type of the slot that takes it */
+    const char *name;   /* such as isosurf_func_unif */
 } NamedFunc;
 
 /* ---- Arrays ----
  *
  * Result arrays are made here and handed to the library's caller. Two facts bind a host: the library frees
  * some of these arrays by the standard free, so they must be blocks that free accepts; and it grows them
- * in small fixed steps, so a reallocation that copies each time is slow. `file` and `line` say where the
- * library called; `reserved` is 0. */
+ * in small fixed steps, so a reallocation that copies each time is slow. file and line say where the call
+ * stands; reserved and reserved2 are null. */
 
 /* Allocates `count` elements of type code `type`, not cleared. Returns null when out of memory. */
 ISOFIELD_HOST_API void *ARRalloc_f(void *reserved, int type, int count, void *reserved2, const char *file,
@@ -42,14 +45,14 @@ ISOFIELD_HOST_API void *ARRalloc_f(void *reserved, int type, int count, void *re
 ISOFIELD_HOST_API void *ARRrealloc_f(void *ptr, int type, int count, void *reserved, const char *file,
                                      int line);
 
-/* Frees `ptr`. The library never passes null. */
+/* Frees `ptr`, which is from ARRalloc_f or ARRrealloc_f. The library never passes null. */
 ISOFIELD_HOST_API void ARRfree_f(void *ptr, const char *file, int line);
 
 /* ---- Reports ------------------------------------------------------------------------------------ */
 
 /* Reports a failure: `module` names the reporting operation, `text` is a printf format, in the library always
- * literal text. `level` and `severity` are always 1 and 2. Returns to the library, which then returns 0 to
- * its caller. */
+ * literal text, which may end in a newline or not. `level` and `severity` are always
+ * 1 and 2. Returns to the library, which then returns 0 to its caller. */
 ISOFIELD_HOST_API void ERRerror(const char *module, int level, int severity, const char *text, ...);
 
 /* Reports that a working array could not be had. The library retries the allocation after it, without limit,
@@ -58,13 +61,14 @@ ISOFIELD_HOST_API void ERRout_of_memory(const char *text);
 
 /* ---- Progress and interruption ------------------------------------------------------------------ */
 
-/* Opens the range `lo` to `hi` (percent, 0 to 100) inside the current one; ranges nest and are always closed.
- */
+/* Opens the range `lo` to `hi` (percent, 0 to 100) inside the current one, and closes the last one opened.
+ * Ranges nest, and are always closed. */
 ISOFIELD_HOST_API void OMpush_status_range(int lo, int hi);
 ISOFIELD_HOST_API void OMpop_status_range(void);
 
-/* Reports `percent` (0 to 100) of the innermost range, with a stage's name or null, and writes to
- * `*interrupt` a nonzero word when the operation is to stop. The result is never used. */
+/* Reports `percent` (0 to 100) of the innermost range, with the stage's name as `text` or null. Writes to
+ * *interrupt a nonzero word when the operation is to stop; the library gives it as 0. The result is not
+ * used. */
 ISOFIELD_HOST_API int OMstatus_check(int percent, const char *text, int *interrupt);
 
 /* ---- Registry ----------------------------------------------------------------------------------- */
@@ -112,7 +116,8 @@ ISOFIELD_HOST_API void UTILdouble_to_type(void *to, double value, int type);
 
 /* ---- Structured connectivity -------------------------------------------------------------------- */
 
-/* The contract of UTILget_connect_struct, to which a host may bind it. */
+/* The nodes of the packed cells `first` to `end` - 1 of a grid: as UTILget_connect_struct of isofield.h, to
+ * which a host may hand the call on. */
 ISOFIELD_HOST_API int get_connect_struct(int ndim, const int *dims, int first, int end, int *out);
 
 #ifdef __cplusplus
