@@ -1,6 +1,4 @@
 // The tool with several operations in one call: what goes from one to the next, and what is refused.
-#include <random>
-
 #include "tool_support.hpp"
 
 namespace {
@@ -120,13 +118,7 @@ TEST_F(ToolInPipelines, AreRefusedBeforeAnythingRuns) {
 }
 
 TEST_F(ToolInPipelines, InterruptInALaterOperationLeavesNothing) {
-    std::string voxels(1 << 24, '\0');
-    std::minstd_rand random(7);
-    for (char &voxel : voxels) voxel = static_cast<char>(random());
-    write_file("noise.mha",
-               "ObjectType = Image\nNDims = 3\nDimSize = 256 256 256\nElementType = MET_UCHAR\n"
-               "ElementDataFile = LOCAL\n" +
-                   voxels);
+    write_noise("noise.mha");
     const std::set<std::string> before = files();
     Process process({"clamp", "noise.mha", "--max", "200", "then", "iso", "--array", "MetaImage_clamped",
                      "-l", "128", "-o", "o.vtp"},

@@ -29,6 +29,7 @@
 #include <functional>
 #include <limits>
 #include <numeric>
+#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -108,6 +109,18 @@ inline std::string read_file(const std::string &name) {
     std::ifstream file(name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
+
+// 256 x 256 x 256 bytes, which take a while to work on.
+inline void write_noise(const std::string &name) {
+    std::string voxels(1 << 24, '\0');
+    std::minstd_rand random(7);
+    for (char &voxel : voxels) voxel = static_cast<char>(random());
+    write_file(name,
+               "ObjectType = Image\nNDims = 3\nDimSize = 256 256 256\nElementType = MET_UCHAR\n"
+               "ElementDataFile = LOCAL\n" +
+                   voxels);
+}
+
 // ---- Files in the text form of VTK ----
 
 inline std::string data_array(const std::string &type, const std::string &name, const std::string &values,

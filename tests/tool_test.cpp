@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
-#include <random>
 #include <thread>
 
 #include "tool_support.hpp"
@@ -424,14 +423,7 @@ TEST_F(Tool, InterruptWhileReadingLeavesNothing) {
 }
 
 TEST_F(Tool, InterruptWhileWorkingLeavesNothing) {
-    constexpr int kSide = 256;
-    std::string voxels(kSide * kSide * kSide, '\0');
-    std::minstd_rand random(7);
-    for (char &voxel : voxels) voxel = static_cast<char>(random());
-    write_file("noise.mha",
-               "ObjectType = Image\nNDims = 3\nDimSize = 256 256 256\nElementType = MET_UCHAR\n"
-               "ElementDataFile = LOCAL\n" +
-                   voxels);
+    write_noise("noise.mha");
     Process process({"iso", "noise.mha", "-l", "128", "-o", "o.vtp"}, {});
     EXPECT_EQ(process.read_line().find("read   noise.mha"), 0u);
     process.signal(SIGINT);
