@@ -300,6 +300,10 @@ void add_axes_box(vtkRenderer *renderer, Bounds bounds, const View &view, const 
     axes->SetFlyModeToOuterEdges();
     axes->SetTickLocationToOutside();
     axes->SetScreenSize(font_size(style));
+    // In pixels; small pictures would lose their titles otherwise.
+    const double offset = 1.1 * font_size(style);
+    axes->SetLabelOffset(offset);
+    axes->SetTitleOffset(offset);
     // An axis that the camera looks along has its labels on one spot.
     const Vector back = direction_of(view);
     constexpr double kAlong = 0.97;
