@@ -29,8 +29,11 @@ fs::path resolve(const fs::path &path) {
     return error ? path : resolved;
 }
 
-void refuse_bad_target(const fs::path &target, const std::string &name,
-                       const std::vector<std::string> &inputs) {
+// The inputs of all operations of the call so far: what the first one read is no place for what the last one
+// makes.
+std::vector<std::string> inputs_so_far;
+
+void refuse_bad_target(const fs::path &target, const std::string &name) {
     std::error_code error;
     if (!fs::exists(target, error)) return;
     if (fs::is_directory(target, error)) {
@@ -39,7 +42,7 @@ void refuse_bad_target(const fs::path &target, const std::string &name,
     if (!fs::is_regular_file(target, error)) {
         throw UsageError("'" + name + "' is not a regular file; name another to write");
     }
-    for (const std::string &input : inputs) {
+    for (const std::string &input : inputs_so_far) {
         if (!fs::equivalent(target, input, error)) continue;
         throw UsageError("'" + name + "' is the input file; give the output another name");
     }
@@ -57,9 +60,10 @@ std::string extension_of(const fs::path &path) {
 }
 
 OutputFile::OutputFile(const std::string &path, const std::vector<std::string> &inputs) : name_(path) {
+    inputs_so_far.insert(inputs_so_far.end(), inputs.begin(), inputs.end());
     if (is_result(path)) return;
     target_ = resolve(path);
-    refuse_bad_target(target_, name_, inputs);
+    refuse_bad_target(target_, name_);
     const fs::path directory = target_.has_parent_path() ? target_.parent_path() : fs::path(".");
     std::error_code error;
     if (!fs::is_directory(directory, error)) {

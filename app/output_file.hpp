@@ -15,8 +15,8 @@ std::string extension_of(const std::filesystem::path &path);
 class OutputFile {
   public:
     // Makes the temporary file, so that a place that cannot be written shows before any work is done. Throws
-    // UsageError on that, and when `path` is one of `inputs` or anything but a regular file. The name of a
-    // result that is handed on (relay.hpp) makes no file.
+    // UsageError on that, and when `path` is one of `inputs`, of this or an earlier operation of the call, or
+    // anything but a regular file. The name of a result that is handed on (relay.hpp) makes no file.
     OutputFile(const std::string &path, const std::vector<std::string> &inputs);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;

@@ -110,6 +110,7 @@ TEST_F(ToolInPipelines, AreRefusedBeforeAnythingRuns) {
         {{"fit", "points.csv", "then", "info"}, "'fit' leaves no field to go on with; let it come last"},
         {after({"iso", "--level", "1", "--array", "nothing", "-o", "b.vtp"}), "operation 2, iso: "},
         {after({"iso", "--level", "1", "-o", "b.xyz"}), "operation 2, iso: cannot write 'b.xyz'"},
+        {after({"clamp", "--max", "1", "-o", "in.vti"}), "operation 2, clamp: 'in.vti' is the input file"},
         {after({"info", "--step", "2"}),
          "operation 2, info: cannot read 'result 1 (smooth)': it has no steps"},
         {{"cut", "in.vti", "--array", "x", "--level", "9", "then", "faces", "-o", "b.vtu"},
